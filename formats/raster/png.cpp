@@ -1,0 +1,284 @@
+// PNG pictures, decoded by libpng.
+//
+//   signature   8 bytes
+//   chunks      IHDR, PLTE, tRNS, pHYs, text "MulX" and "MulY", then the picture in IDAT
+//
+// Grey pictures are delivered as indexed ones with a falling ramp: libpng inverts the samples, so that in a picture of
+// one bit a set bit is dark. Transparency that stands in a table is expanded to RGBA here.
+#include <png.h>
+
+#include <cstdlib>
+#include <new>
+
+#include "framework/bytes.h"
+#include "framework/file.h"
+#include "framework/loader.h"
+#include "framework/thread_state.h"
+
+constexpr size_t signatureBytes = 8;
+constexpr u32 opaqueEntries = 255; // entry 255 keeps what an earlier picture left there
+constexpr double inchesPerMetre1000 = 25.4;
+
+struct PngPicture {
+    png_structp read;
+    png_infop info;
+    u32 width;
+    u32 height;
+    int colourType;
+    int passes;
+    const u8* palette; // the caller's
+    bool transparent;
+    u32 rowsDelivered;
+    Buffer work; // rows that do not fit the caller's stride
+};
+
+[[noreturn]] static void jumpBack(png_structp read, png_const_charp)
+{
+    png_longjmp(read, 1);
+}
+
+static void keepQuiet(png_structp, png_const_charp) {}
+
+static void release(PngState& state)
+{
+    if (state.picture != nullptr) {
+        png_destroy_read_struct(&state.picture->read, &state.picture->info, nullptr);
+        delete state.picture;
+    }
+    state.picture = nullptr;
+    closeSlot(state.file);
+}
+
+static u32 thousandthsOfDpi(u32 pixelsPerMetre)
+{
+    double value = pixelsPerMetre * inchesPerMetre1000 + 0.5;
+    return value < 4294967295.0 ? static_cast<u32>(value) : 0xFFFFFFFF;
+}
+
+static void readTexts(PngPicture& picture, ImageInfo& image)
+{
+    png_textp texts = nullptr;
+    int count = 0;
+    png_get_text(picture.read, picture.info, &texts, &count);
+    for (int i = 0; i < count; i++) {
+        auto value = static_cast<u32>(strtol(texts[i].text, nullptr, 10));
+        if (strncmp(texts[i].key, "MulX", 4) == 0)
+            image.mulX = value;
+        if (strncmp(texts[i].key, "MulY", 4) == 0)
+            image.mulY = value;
+    }
+}
+
+static void readTransparency(PngPicture& picture, u8* alpha)
+{
+    png_bytep alphas = nullptr;
+    png_color_16p level = nullptr;
+    int count = 0;
+    bool known = picture.colourType == PNG_COLOR_TYPE_GRAY || picture.colourType == PNG_COLOR_TYPE_PALETTE;
+    if (png_get_tRNS(picture.read, picture.info, &alphas, &count, &level) == 0 || !known)
+        return;
+    picture.transparent = true;
+    memset(alpha, 255, opaqueEntries);
+    if (picture.colourType == PNG_COLOR_TYPE_PALETTE)
+        memcpy(alpha, alphas, static_cast<size_t>(count));
+    else if (level->gray < paletteColours)
+        alpha[level->gray] = 0;
+}
+
+// Grey levels that fall in equal steps from 255.
+static void setRamp(u8* palette, u32 levels)
+{
+    for (u32 i = 0; i < levels; i++) {
+        auto grey = static_cast<u8>(255 - i * 255 / (levels - 1));
+        setColour(palette, i, grey, grey, grey);
+    }
+}
+
+static void chooseLayout(PngPicture& picture, ImageInfo& image, int bitDepth)
+{
+    const int colourType = picture.colourType;
+    if (bitDepth == 16)
+        png_set_strip_16(picture.read);
+    switch (colourType) {
+    case PNG_COLOR_TYPE_GRAY:
+    case PNG_COLOR_TYPE_GRAY_ALPHA:
+        image.kind = kindIndexed;
+        if (bitDepth < 8 && (bitDepth > 1 || picture.transparent))
+            png_set_packing(picture.read);
+        if (bitDepth == 1) {
+            setColour(image.palette, 0, 0, 0, 0);
+            setColour(image.palette, 1, 255, 255, 255);
+            image.kind = kindBilevel;
+        } else {
+            setRamp(image.palette, 1u << std::min(bitDepth, 8));
+        }
+        if (colourType == PNG_COLOR_TYPE_GRAY_ALPHA)
+            image.kind = kindRGBA;
+        break;
+    case PNG_COLOR_TYPE_RGB:
+        image.kind = kindRGB;
+        break;
+    case PNG_COLOR_TYPE_PALETTE:
+        image.kind = kindIndexed;
+        if (bitDepth < 8)
+            png_set_packing(picture.read);
+        break;
+    default:
+        image.kind = kindRGBA;
+    }
+    if (picture.transparent)
+        image.kind = kindRGBA;
+}
+
+// libpng comes back to setjmp from anywhere in here: no local may own anything.
+static LoadStatus readHeader(PngPicture& picture, FILE* stream, ImageInfo& image, u8* alpha)
+{
+    picture.read = png_create_read_struct("1.6.34", nullptr, jumpBack, keepQuiet);
+    if (picture.read == nullptr)
+        return loadOutOfMemory;
+    picture.info = png_create_info_struct(picture.read);
+    if (picture.info == nullptr)
+        return loadOutOfMemory;
+    if (setjmp(*png_set_longjmp_fn(picture.read, longjmp, sizeof(jmp_buf))) != 0)
+        return loadCannotRead;
+
+    png_init_io(picture.read, stream);
+    png_set_sig_bytes(picture.read, signatureBytes);
+    png_read_info(picture.read, picture.info);
+    int bitDepth = 0;
+    png_get_IHDR(picture.read, picture.info, &picture.width, &picture.height, &bitDepth, &picture.colourType, nullptr,
+                 nullptr, nullptr);
+
+    png_colorp colours = nullptr;
+    int colourCount = 0;
+    if (png_get_PLTE(picture.read, picture.info, &colours, &colourCount) != 0) {
+        for (int i = 0; i < colourCount; i++)
+            setColour(image.palette, static_cast<u64>(i), colours[i].red, colours[i].green, colours[i].blue);
+    }
+    reportImage(image, "PNG", pictureOrientation);
+    u32 perUnitX = 0;
+    u32 perUnitY = 0;
+    if (png_get_pHYs(picture.read, picture.info, &perUnitX, &perUnitY, nullptr) != 0) {
+        image.resX = thousandthsOfDpi(perUnitX);
+        image.resY = thousandthsOfDpi(perUnitY);
+    }
+    readTexts(picture, image);
+    readTransparency(picture, alpha);
+
+    png_set_invert_mono(picture.read);
+    picture.passes = png_set_interlace_handling(picture.read);
+    chooseLayout(picture, image, bitDepth);
+    png_read_update_info(picture.read, picture.info);
+    picture.palette = image.palette;
+    image.width = picture.width;
+    image.height = picture.height;
+    return loadSuccess;
+}
+
+static LoadStatus tryLoad(const LoadRequest& request, ImageInfo& image)
+{
+    File file;
+    if (!file.open(request.path))
+        return loadCannotRead;
+    u8 signature[signatureBytes];
+    if (!readExactly(file.stream, signature, sizeof signature) || png_sig_cmp(signature, 0, sizeof signature) != 0)
+        return loadWrongFormat;
+
+    PngState& state = threadState().raster.png;
+    PngState loaded{};
+    loaded.picture = new (std::nothrow) PngPicture{};
+    if (loaded.picture == nullptr)
+        return loadOutOfMemory;
+    LoadStatus status = readHeader(*loaded.picture, file.stream, image, state.alpha);
+    if (status != loadSuccess) {
+        release(loaded);
+        return status;
+    }
+    release(state);
+    state.picture = loaded.picture;
+    handOver(file, state.file);
+    return loadSuccess;
+}
+
+// Grey and alpha, or a palette index or grey level alone, become RGBA in place, from the right end.
+static void expandRow(const PngPicture& picture, const u8* alpha, u8* row)
+{
+    const u8* palette = picture.palette;
+    for (u64 x = picture.width; x-- > 0;) {
+        u8* pixel = row + 4 * x;
+        if (picture.colourType == PNG_COLOR_TYPE_GRAY_ALPHA) {
+            u8 transparency = row[2 * x + 1];
+            u8 grey = palette[3 * row[2 * x]];
+            pixel[0] = pixel[1] = pixel[2] = grey;
+            pixel[3] = transparency;
+        } else {
+            u8 sample = row[x];
+            const u8* colour = palette + 3 * sample;
+            bool grey = picture.colourType == PNG_COLOR_TYPE_GRAY;
+            pixel[0] = colour[0];
+            pixel[1] = grey ? colour[0] : colour[1];
+            pixel[2] = grey ? colour[0] : colour[2];
+            pixel[3] = alpha[grey ? colour[0] : sample];
+        }
+    }
+}
+
+// As readHeader: libpng may jump back here.
+static LoadStatus readRows(PngPicture& picture, const u8* alpha, u8* rows, u32 count, u32 bytesPerRow)
+{
+    if (setjmp(*png_set_longjmp_fn(picture.read, longjmp, sizeof(jmp_buf))) != 0)
+        return loadDecoderError;
+
+    const bool expands = picture.transparent || picture.colourType == PNG_COLOR_TYPE_GRAY_ALPHA;
+    const u64 rowBytes = expands ? 4 * static_cast<u64>(picture.width) : png_get_rowbytes(picture.read, picture.info);
+    // Passes of an interlaced picture add to the rows of the passes before them.
+    const bool interlaced = picture.passes > 1;
+    const bool narrow = bytesPerRow < rowBytes;
+    if (narrow && !picture.work.allocate(rowBytes * (interlaced ? count : 1)))
+        return loadOutOfMemory;
+    u8* target = narrow ? picture.work.bytes : rows;
+    const u64 targetStride = !narrow ? bytesPerRow : interlaced ? rowBytes : 0;
+
+    for (int pass = 1; pass < picture.passes; pass++) {
+        for (u32 i = 0; i < count; i++)
+            png_read_row(picture.read, target + i * targetStride, nullptr);
+    }
+    for (u32 i = 0; i < count; i++) {
+        u8* row = target + i * targetStride;
+        png_read_row(picture.read, row, nullptr);
+        if (expands)
+            expandRow(picture, alpha, row);
+        if (narrow)
+            deliverRow(rows + static_cast<u64>(i) * bytesPerRow, row, rowBytes, bytesPerRow);
+    }
+    picture.rowsDelivered += count;
+    if (picture.rowsDelivered == picture.height)
+        png_read_end(picture.read, picture.info);
+    return loadSuccess;
+}
+
+static LoadStatus loadBand(u8* rows, u32 count, u32 bytesPerRow)
+{
+    PngState& state = threadState().raster.png;
+    if (state.picture == nullptr)
+        return loadBadData;
+    PngPicture& picture = *state.picture;
+    u32 wanted = std::min(count, picture.height - picture.rowsDelivered);
+    if (wanted > 0) {
+        LoadStatus status = readRows(picture, state.alpha, rows, wanted, bytesPerRow);
+        if (status != loadSuccess)
+            return status;
+    }
+    return wanted < count ? loadDecoderError : loadSuccess;
+}
+
+static LoadStatus endLoad()
+{
+    release(threadState().raster.png);
+    return loadSuccess;
+}
+
+void registerLoadPNG()
+{
+    registerEntries<tryLoad, loadBand, endLoad>();
+}

@@ -1,0 +1,74 @@
+#include "framework/file.h"
+
+#include <sys/stat.h>
+
+#include <cstdlib>
+
+#include "framework/bytes.h"
+
+File::~File()
+{
+    closeSlot(stream);
+}
+
+bool File::open(const char* path)
+{
+    closeSlot(stream);
+    if (path != nullptr)
+        stream = fopen(path, "rb");
+    return stream != nullptr;
+}
+
+Buffer::~Buffer()
+{
+    free(bytes);
+}
+
+bool Buffer::allocate(size_t size)
+{
+    free(bytes);
+    bytes = static_cast<u8*>(calloc(size > 0 ? size : 1, 1));
+    return bytes != nullptr;
+}
+
+void handOver(File& file, FILE*& slot)
+{
+    closeSlot(slot);
+    slot = file.stream;
+    file.stream = nullptr;
+}
+
+void closeSlot(FILE*& slot)
+{
+    if (slot != nullptr)
+        fclose(slot);
+    slot = nullptr;
+}
+
+bool readExactly(FILE* stream, void* destination, size_t size)
+{
+    return fread(destination, 1, size, stream) == size;
+}
+
+bool readByte(FILE* stream, u8& byte)
+{
+    return readExactly(stream, &byte, 1);
+}
+
+bool readLittleEndian16(FILE* stream, u32& value)
+{
+    u8 bytes[2];
+    if (!readExactly(stream, bytes, sizeof bytes))
+        return false;
+    value = littleEndian16(bytes);
+    return true;
+}
+
+i64 regularFileSize(FILE* stream)
+{
+    struct stat info;
+    int descriptor = fileno(stream);
+    if (descriptor < 0 || fstat(descriptor, &info) != 0 || !S_ISREG(info.st_mode))
+        return -1;
+    return info.st_size;
+}

@@ -1,0 +1,59 @@
+#include "framework/loader.h"
+
+#include <cstring>
+
+#include "framework/thread_state.h"
+
+void reportImage(ImageInfo& image, const char* description, u8 orientationFlag)
+{
+    image.resX = 0;
+    image.resY = 0;
+    image.mulX = 1;
+    image.mulY = 1;
+    image.orientationFlag = orientationFlag;
+    image.firstPart = 1;
+    strcpy(image.description, description);
+}
+
+int runTryLoad(LoaderTryLoad tryLoad, const char* path, u32* kind, u32* width, u32* height, u32* resX, u32* resY,
+               u32* mulX, u32* mulY, u8* palette, char* description, u8* orientationFlag, u32* firstPart,
+               int wantPalette)
+{
+    LoadRequest request{const_cast<char*>(path), wantPalette};
+    ImageInfo image{*kind,   *width,      *height,          *resX,     *resY, *mulX, *mulY,
+                    palette, description, *orientationFlag, *firstPart};
+    LoadStatus status = tryLoad(request, image);
+    *kind = image.kind;
+    *width = image.width;
+    *height = image.height;
+    *resX = image.resX;
+    *resY = image.resY;
+    *mulX = image.mulX;
+    *mulY = image.mulY;
+    *orientationFlag = image.orientationFlag;
+    *firstPart = image.firstPart;
+    return status;
+}
+
+void registerLoader(TryLoadFn tryLoad, LoadBandFn loadBand, EndLoadFn endLoad)
+{
+    LoaderThreadState& state = threadState();
+    state.tryLoadFn = tryLoad;
+    state.loadBandFn = loadBand;
+    state.endLoadFn = endLoad;
+}
+
+TryLoadFn getTryLoad()
+{
+    return threadState().tryLoadFn;
+}
+
+LoadBandFn getLoadBand()
+{
+    return threadState().loadBandFn;
+}
+
+EndLoadFn getEndLoad()
+{
+    return threadState().endLoadFn;
+}

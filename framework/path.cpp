@@ -1,0 +1,53 @@
+#include <cstring>
+
+#include "framework/thread_state.h"
+
+const char* getRelativePath(const char* path, const char* other)
+{
+    LoaderThreadState& state = threadState();
+    state.relativePath[0] = 0;
+    if (path == nullptr || other == nullptr)
+        return state.relativePath;
+
+    size_t lastCommon = 0;
+    for (size_t i = 0; path[i] != 0 && path[i] == other[i]; i++) {
+        if (path[i] == state.pathSeparator)
+            lastCommon = i;
+    }
+
+    int levels = 0;
+    if (path[0] != 0) {
+        for (const char* place = path + lastCommon + 1; *place != 0; place++) {
+            if (place[0] == state.pathSeparator && place[1] != state.pathSeparator)
+                levels++;
+        }
+    }
+    snprintf(state.relativePath, relativePathBytes, "%02d%s", levels, other + lastCommon);
+    return state.relativePath;
+}
+
+char* dirName(const char* path)
+{
+    LoaderThreadState& state = threadState();
+    size_t length = strnlen(path, dirNameBytes - 1);
+    memcpy(state.dirName, path, length);
+    state.dirName[length] = 0;
+
+    // A separator at the very start does not count.
+    size_t end = length;
+    while (end > 0 && state.dirName[end] != state.pathSeparator)
+        end--;
+    state.dirName[end] = 0;
+    return state.dirName;
+}
+
+char* baseName(const char* path)
+{
+    char separator = threadState().pathSeparator;
+    const char* name = path + strlen(path);
+    while (name > path && *name != separator)
+        name--;
+    if (*name == separator)
+        name++;
+    return const_cast<char*>(name);
+}

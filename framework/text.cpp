@@ -1,0 +1,116 @@
+#include <cstring>
+
+#include "framework/thread_state.h"
+
+int tolowerAZ(int c)
+{
+    auto character = static_cast<signed char>(c);
+    return character >= 'A' && character <= 'Z' ? character + ('a' - 'A') : c;
+}
+
+void stringToLower(char* text)
+{
+    for (; *text != 0; text++)
+        *text = static_cast<char>(tolowerAZ(*text));
+}
+
+char* removeHead(char* text)
+{
+    while (*text != 0 && *text != '=')
+        text++;
+    return text + 1;
+}
+
+char* removeLast(char* text)
+{
+    size_t length = strlen(text);
+    if (length > 0)
+        text[length - 1] = 0;
+    return text;
+}
+
+static bool isLineEnd(int c)
+{
+    return c == '\r' || c == '\n';
+}
+
+char* fgetsDosMac(char* buf, int size, FILE* file)
+{
+    if (size < 1)
+        return nullptr;
+    // One lock for the line instead of one for each character.
+    flockfile(file);
+    int c = getc_unlocked(file);
+    // The second half of the previous line's CR LF, or an empty line.
+    if (isLineEnd(c))
+        c = getc_unlocked(file);
+    int count = 0;
+    while (c != EOF && count < size && !isLineEnd(c)) {
+        buf[count++] = static_cast<char>(c);
+        c = getc_unlocked(file);
+    }
+    funlockfile(file);
+    buf[count < size ? count : size - 1] = 0;
+    return count > 0 ? buf : nullptr;
+}
+
+void reverseNegateBytes(u8* data, int length, int negate)
+{
+    // Three exchanges of halves instead of a table: the compiler turns them into vector instructions.
+    u8 flip = negate != 0 ? 0xFF : 0;
+    for (int i = 0; i < length; i++) {
+        u8 bits = data[i];
+        bits = static_cast<u8>(bits >> 4 | bits << 4);
+        bits = static_cast<u8>((bits >> 2 & 0x33) | (bits & 0x33) << 2);
+        bits = static_cast<u8>((bits >> 1 & 0x55) | (bits & 0x55) << 1);
+        data[i] = bits ^ flip;
+    }
+}
+
+u32 crcUWF(u32 crc, const void* data, int length)
+{
+    constexpr u32 reflectedPolynomial = 0x8408;
+    const u8* bytes = static_cast<const u8*>(data);
+    for (int i = 0; i < length; i++) {
+        crc = (crc & 0xFFFF) ^ bytes[i];
+        for (int bit = 0; bit < 8; bit++)
+            crc = crc >> 1 ^ ((crc & 1) != 0 ? reflectedPolynomial : 0);
+    }
+    return crc;
+}
+
+// The first place in text where before, tag and after stand in a row.
+static char* findTag(char* text, const char* before, const char* tag, const char* after)
+{
+    size_t beforeLength = strlen(before);
+    size_t tagLength = strlen(tag);
+    size_t afterLength = strlen(after);
+    for (char* place = strstr(text, before); place != nullptr; place = strstr(place + 1, before)) {
+        char* name = place + beforeLength;
+        if (strncmp(name, tag, tagLength) == 0 && strncmp(name + tagLength, after, afterLength) == 0)
+            return place;
+    }
+    return nullptr;
+}
+
+char* parseOneLineTagXML(char* text, const char* tag)
+{
+    char* opening = findTag(text, "<", tag, ">");
+    if (opening != nullptr) {
+        char* content = opening + strlen(tag) + 2;
+        char* closing = findTag(content, "</", tag, ">");
+        if (closing != nullptr) {
+            *closing = 0;
+            return content;
+        }
+    } else {
+        char* empty = findTag(text, "<", tag, "/>");
+        if (empty != nullptr) {
+            *empty = 0;
+            return empty;
+        }
+    }
+    if (threadState().verboseXML != 0)
+        printf("Searching <%s>, found: %s\n", tag, text);
+    return nullptr;
+}

@@ -1,0 +1,362 @@
+/* libTload: opens the files of textile design and weaving.
+ *
+ * A picture is read in three calls, all on one thread:
+ *
+ *     returnLoaderFunctions(0, path)   detects the format and installs its loader in the calling thread
+ *     getTryLoad()(path, ...)          opens the file and reports kind, size, resolution, palette, description
+ *     getLoadBand()(rows, count, bytesPerRow)   delivers rows into the caller's buffer
+ *     getEndLoad()()                   closes the file and frees what the loader held
+ *
+ * Threads: every function may be called from any number of threads at once. Current loader, settings, results in
+ * library buffers and the open picture belong to the calling thread and are seen by no other; settings are made in
+ * each thread that loads.
+ *
+ * Ownership: the caller owns the path, the output variables, the palette, the description and the row buffer. The
+ * loader owns its file, buffers and temporary files from a successful tryLoad until endLoad.
+ *
+ * Unless a comment says otherwise, pointers must not be null.
+ */
+#ifndef TLOAD_H
+#define TLOAD_H
+
+#include <stdint.h>
+#include <stdio.h>
+
+#if defined(__GNUC__)
+#define TLOAD_API __attribute__((visibility("default")))
+#else
+#define TLOAD_API
+#endif
+
+#ifdef __cplusplus
+extern "C" {
+#endif
+
+typedef uint8_t u8;
+typedef uint16_t u16;
+typedef uint32_t u32;
+typedef uint64_t u64;
+typedef int32_t i32;
+typedef int64_t i64;
+
+/* What tryLoad and loadBand return. */
+typedef enum LoadStatus {
+    loadSuccess = 0,
+    loadOutOfMemory = 2,        /* a buffer could not be allocated */
+    loadCannotRead = 3,         /* the file cannot be opened, or its header cannot be read completely */
+    loadDecoderError = 4,       /* the PNG or JPEG decoder reported an error */
+    loadUnsupportedVariant = 5, /* the format is recognised, this variant of it is not read */
+    loadWrongFormat = 6,        /* the file is not of this loader's format */
+    loadBadData = 7             /* sizes out of range, or too few data while delivering rows */
+} LoadStatus;
+
+/* The layout of the rows that tryLoad announces and loadBand delivers. 3 to 6 are not used. */
+typedef enum ImageKind {
+    kindBilevel = 0, /* 1 bit a pixel, most significant bit leftmost, set bit = dark; (width + 7) / 8 bytes a row */
+    kindIndexed = 1, /* 1 byte a pixel, an index into the palette; width bytes a row */
+    kindRGB = 2,     /* 3 bytes a pixel: R, G, B; 3 x width bytes a row */
+    kindRGBA = 7     /* 4 bytes a pixel: R, G, B, A with A = 255 opaque; 4 x width bytes a row */
+} ImageKind;
+
+/* 1..70 are the formats of the catalogue; the other values are the questions and answers of returnLoaderFunctions. */
+typedef int FormatId;
+enum {
+    formatDetect = 0,       /* asks for detection */
+    formatCount = 70,       /* the highest format id */
+    formatInstalled = 71,   /* an explicit id was installed, or the id is above 70 */
+    formatNotAnImage = 254, /* the file is none to be tried */
+    formatNameTooShort = -1 /* the name has fewer than 2 characters */
+};
+
+/* ---------------------------------------------------------------------------------------------------------------
+ * The three entry points of a loader
+ */
+
+/* Opens path and reports what it holds.
+ *
+ *   path             the file's name, at most 4095 characters; its extension counts for some formats. The loaders of
+ *                    designs in several numbered files write the name of the first part into it: pass memory that
+ *                    may be written to.
+ *   kind             out: an ImageKind. In: 1 asks the JPEG loader for a picture of at most 128 palette colours.
+ *   width, height    out: pixels a row, number of rows
+ *   resX, resY       out: thousandths of a dot per inch, 0 = unknown
+ *   mulX, mulY       out: how many device pixels one pixel stands for, 1 unless the file says otherwise
+ *   palette          out: 768 bytes, 256 triples of R, G, B; written for kind 1 and by some loaders for kind 0.
+ *                    The PNG loader reads it again in loadBand, so keep it in place until endLoad.
+ *   description      out: a zero-terminated text in a buffer of at least 4096 bytes
+ *   orientationFlag  out: 0 for pictures, 1 for loom and weave files (TIFF: from its orientation tag)
+ *   firstPart        out: 0 when the file continues a design of several files, else 1
+ *   wantPalette      nonzero asks for everything; 0 lets some loaders skip the palette or the picture
+ *
+ * Returns a LoadStatus. After anything but 0 nothing is open: call neither loadBand nor endLoad. Outputs are then
+ * undefined, those of them that the loader did not reach keep their values. */
+typedef int (*TryLoadFn)(const char* path, u32* kind, u32* width, u32* height, u32* resX, u32* resY, u32* mulX,
+                         u32* mulY, u8* palette, char* description, u8* orientationFlag, u32* firstPart,
+                         int wantPalette);
+
+/* Writes the next rows of the picture, one every bytesPerRow bytes from buf on; bytes of a row behind its pixels keep
+ * their values unless the format says otherwise, and a stride below the row size gets the bytes that fit.
+ *
+ * Ask for the whole picture in one call (rows = height): some formats are stored interlaced or as a program that is
+ * expanded at once. BMP files are stored from the bottom up: however many rows are asked for, buf is the first row of
+ * the whole picture.
+ *
+ * Returns a LoadStatus: 7 when the data end early or no picture is open, 4 on a decoder error, 2 when a work buffer
+ * cannot be allocated. Rows behind the picture's last are never written. */
+typedef int (*LoadBandFn)(u8* buf, u32 rows, u32 bytesPerRow);
+
+/* Closes the picture and frees all that its loader held; a second call is harmless. Returns 0. */
+typedef int (*EndLoadFn)(void);
+
+/* ---------------------------------------------------------------------------------------------------------------
+ * Selection and catalogue
+ */
+
+/* id 0: decides the format of path by its name and first bytes, installs its loader in the calling thread and returns
+ * the FormatId; 254 when the file is none to be tried (a non-image extension, unreadable, shorter than 8 bytes), -1
+ * when the name is null or shorter than 2 characters. A format that nothing identifies is taken for a Bonas file, whose
+ * loader then refuses it with 6.
+ * id 1..70: installs that loader without looking at path and returns 71. Above 70: returns 71, installs nothing. */
+TLOAD_API int returnLoaderFunctions(u32 id, const char* path);
+
+/* Makes three entries the calling thread's current loader. */
+TLOAD_API void registerLoader(TryLoadFn tryLoad, LoadBandFn loadBand, EndLoadFn endLoad);
+
+/* The entries of the calling thread's current loader; null before any was installed. */
+TLOAD_API TryLoadFn getTryLoad(void);
+TLOAD_API LoadBandFn getLoadBand(void);
+TLOAD_API EndLoadFn getEndLoad(void);
+
+/* The catalogue's texts for a format id, "" outside 1..70: the full name, the name for use beside an icon, the icon's
+ * name. They are constants. */
+TLOAD_API const char* returnLoaderString(int id);
+TLOAD_API const char* returnLoaderStringNoLogo(int id);
+TLOAD_API const char* returnLoaderStringJustLogo(int id);
+
+/* 1 when pictures of this format can be turned into a dobby program, else 0. */
+TLOAD_API int validForDobbyExtraction(int id);
+/* 1 exactly for the drape project, else 0. */
+TLOAD_API int isDrapeProject(int id);
+
+/* One function a format; each makes that format's loader the calling thread's current one. */
+TLOAD_API void registerLoadGIF(void);
+TLOAD_API void registerLoadPNG(void);
+TLOAD_API void registerLoadPCX(void);
+TLOAD_API void registerLoadJPEG(void);
+TLOAD_API void registerLoadTIFF(void);
+TLOAD_API void registerLoadSophisC(void);
+TLOAD_API void registerLoadSophisI(void);
+TLOAD_API void registerLoadBonas(void);
+TLOAD_API void registerLoadSchleicher(void);
+TLOAD_API void registerLoadWeave(void);
+TLOAD_API void registerLoadPBM(void);
+TLOAD_API void registerLoadStaubli(void);
+TLOAD_API void registerLoadStaubliJC3(void);
+TLOAD_API void registerLoadStaubliJC5(void);
+TLOAD_API void registerLoadStaubliJC4network(void);
+TLOAD_API void registerLoadStaubliJC4email(void);
+TLOAD_API void registerLoadTis(void);
+TLOAD_API void registerLoadGrosse(void);
+TLOAD_API void registerLoadEAT(void);
+TLOAD_API void registerLoad1858III(void);
+TLOAD_API void registerLoadWIF(void);
+TLOAD_API void registerLoadAVLJ1P(void);
+TLOAD_API void registerLoadBMP(void);
+TLOAD_API void registerLoadPUN(void);
+TLOAD_API void registerLoadQTE(void);
+TLOAD_API void registerLoadVaritexPAT(void);
+TLOAD_API void registerLoadIAMPAT(void);
+TLOAD_API void registerLoadIAMBBI(void);
+TLOAD_API void registerLoadTakemuraDAT(void);
+TLOAD_API void registerLoadSometDOP(void);
+TLOAD_API void registerLoadSometCOP(void);
+TLOAD_API void registerLoadSophisW(void);
+TLOAD_API void registerLoadVamatexPID(void);
+TLOAD_API void registerLoadVamatexPIW(void);
+TLOAD_API void registerLoadQTEMOT(void);
+TLOAD_API void registerLoadTongYuanDY(void);
+TLOAD_API void registerLoadPignoneARM(void);
+TLOAD_API void registerLoadUWF(void);
+TLOAD_API void registerLoadDrape(void);
+TLOAD_API void registerLoadFabric(void);
+TLOAD_API void registerLoadUPT(void);
+TLOAD_API void registerLoadStaubliZC5(void);
+TLOAD_API void registerLoadQTZ(void);
+TLOAD_API void registerLoadDoStyle(void);
+TLOAD_API void registerLoadSMIT(void);
+TLOAD_API void registerLoadAPF(void);
+TLOAD_API void registerLoadColorado(void);
+TLOAD_API void registerLoadNedgraphicsPAT(void);
+TLOAD_API void registerLoadDoWeaveDES(void);
+TLOAD_API void registerLoadTakemuraCGS(void);
+TLOAD_API void registerLoadNissan(void);
+TLOAD_API void registerLoadSometARM(void);
+TLOAD_API void registerLoadMotongPAT(void);
+TLOAD_API void registerLoadMotongSTI(void);
+TLOAD_API void registerLoadPanter(void);
+TLOAD_API void registerLoadDoTech(void);
+TLOAD_API void registerLoadMus(void);
+TLOAD_API void registerLoadNedgraphicsDES(void);
+TLOAD_API void registerLoadVectorPreview(void);
+TLOAD_API void registerLoadStaubliJC4loom(void);
+TLOAD_API void registerLoadWBF(void);
+TLOAD_API void registerLoadWB(void);
+TLOAD_API void registerLoadPAL(void);
+TLOAD_API void registerLoadDIS(void);
+TLOAD_API void registerLoadORG(void);
+TLOAD_API void registerLoadBonasCompressed(void);
+TLOAD_API void registerLoadPhotoshopACO(void);
+TLOAD_API void registerLoadPhotoshopACB(void);
+TLOAD_API void registerLoadTsudakomaDP5(void);
+TLOAD_API void registerLoadActWJL(void);
+
+/* ---------------------------------------------------------------------------------------------------------------
+ * Settings of the calling thread
+ */
+
+/* The setters keep a copy of the text for the life of the thread, null unsets. No text is checked and none has a
+ * default. A text that a getter returned stays readable after the setting was changed; null = never set.
+ * The temporary directory takes no trailing slash; a command is what a shell would run, its arguments are appended. */
+TLOAD_API void llibSetTmpDir(const char* text);
+TLOAD_API const char* llibGetTmpDir(void);
+TLOAD_API void llibSetGzipCommand(const char* text);
+TLOAD_API const char* llibGetGzipCommand(void);
+TLOAD_API void llibSetUnzipCommand(const char* text);
+TLOAD_API const char* llibGetUnzipCommand(void);
+TLOAD_API void llibSetMsExpandCommand(const char* text);
+TLOAD_API const char* llibGetMsExpandCommand(void);
+TLOAD_API void llibSetVectorPreviewCommand(const char* text);
+TLOAD_API const char* llibGetVectorPreviewCommand(void);
+
+/* Whether the rows of Bonas files are padded; 1 unless set. */
+TLOAD_API void llibSetBonasLinePadding(u32 padding);
+/* The hook module of Staubli JC4 files; 0, the default, detects it. */
+TLOAD_API void setDefaultMappingJC4(u32 selector);
+/* Nonzero makes parseOneLineTagXML report on standard output what it does not find; 0 unless set. */
+TLOAD_API void setVerboseXML(u32 on);
+
+/* Run once a thread by the first returnLoaderFunctions; calling them again does no harm. */
+TLOAD_API void initLoadWeave(void);
+TLOAD_API void initLoadFabric(void);
+
+/* ---------------------------------------------------------------------------------------------------------------
+ * Shared helpers. Results that are texts in library memory belong to the thread and last until its next call of the
+ * same function.
+ */
+
+/* The first min(size, 256) bytes of a file, from a cache of one file that is keyed by path and size: bytes behind the
+ * file's size are left from earlier files, so look at loadImgLastFilesize first. Null when path is null or the file
+ * cannot be read; the cache is then unchanged. A cached file that has vanished is still answered. */
+TLOAD_API const u8* loadImgCheckHeader(const char* path);
+/* The size in bytes of the file that loadImgCheckHeader last read successfully, 0 before any. */
+TLOAD_API i64 loadImgLastFilesize(void);
+
+/* A to Z become a to z; everything else is returned as given. The locale does not count. */
+TLOAD_API int tolowerAZ(int c);
+TLOAD_API void stringToLower(char* text);
+/* The text behind the first '=' of text. Without one the result points behind the terminating zero: call it only on
+ * lines that hold an '='. */
+TLOAD_API char* removeHead(char* text);
+/* Cuts the last character off and returns text. */
+TLOAD_API char* removeLast(char* text);
+/* Reads a line that ends in CR, LF or CR LF into buf of size bytes, without its end. One line end left by the previous
+ * call is skipped. A line of size characters or more is cut and one character after it is lost. Null at the end of
+ * the file, at a second line end in a row, and for a size below 1. */
+TLOAD_API char* fgetsDosMac(char* buf, int size, FILE* file);
+/* Reverses the bits of every byte, and complements them when negate is nonzero. */
+TLOAD_API void reverseNegateBytes(u8* data, int length, int negate);
+/* The running CRC-16 (polynomial 0x1021, reflected) of Sulzer UWF files. */
+TLOAD_API u32 crcUWF(u32 crc, const void* data, int length);
+/* The text between <tag> and </tag>, or "" for <tag/>, cut out of text in place; null when there is none. */
+TLOAD_API char* parseOneLineTagXML(char* text, const char* tag);
+/* Reads a zlib block whose compressed size stands in sizeText as a decimal number, and inflates it into dest of
+ * destCapacity bytes. Returns the inflated length (1 when it is 0), or 0 on any failure. */
+TLOAD_API int readCompressedData(const char* sizeText, u8* dest, int destCapacity, FILE* file);
+/* Skips such a block; 0 when the size cannot be parsed or sought over, else 1. */
+TLOAD_API int skipCompressedData(const char* sizeText, FILE* file);
+/* Two digits, the number of directories to climb from path, and the way down from there to other; at most 511
+ * characters. "" when either is null. */
+TLOAD_API const char* getRelativePath(const char* path, const char* other);
+/* The part of path before its last separator, "" when it has none but possibly a leading one; at most 4096
+ * characters. */
+TLOAD_API char* dirName(const char* path);
+/* The part of path behind its last separator, inside path. */
+TLOAD_API char* baseName(const char* path);
+
+/* ---------------------------------------------------------------------------------------------------------------
+ * Looms and weaves. The functions from here on are declared so that hosts can link against them from the start; this
+ * version answers as they do on failure: no result, 0 or null, the caller's data unchanged.
+ */
+
+/* Fills map[0 .. module - 1] with the physical hook order of one Staubli module of 1344, 1536 or 3072 hooks; any other
+ * module counts as 3072. */
+TLOAD_API void makeStaubliMapping(u32* map, i32 module);
+/* Extends the order of one module to count modules, side by side (separateModules nonzero) or interleaved, and inverts
+ * it when invert is nonzero. The result replaces map[0 .. module x count - 1]. */
+TLOAD_API void invertStaubliMapping(u32* map, i32 module, i32 count, i32 invert, i32 separateModules);
+
+/* Reads a weave from an open stream whose "#BINDING" line was read last. line is the caller's line buffer. On success
+ * returns nonzero, and *plane and *threading are blocks for the caller to free: mode 0 a draft (shaft plan and
+ * threading), mode 1 a full plane. */
+TLOAD_API int readTevrinWeave(FILE* file, char* line, i32* mode, i32* width, i32* height, u8* orientationFlag,
+                              i32** threading, u8** plane);
+
+/* Draws a repeating picture at its physical size into rows rows of width pixels of 1, 2, 3 or 4 bytes. Resolutions are
+ * dots per inch x 1000, strides are bytes. */
+TLOAD_API void renderRealImg(u8* dst, i32 dstStride, i32 bytesPerPixel, i32 x0, i32 firstRow, i32 width, i32 rows,
+                             i32 y0, i32 screenResX, i32 screenResY, const u8* src, i32 srcStride, i32 srcWidth,
+                             i32 srcHeight, i32 srcKind, const u8* palette, i32 srcResX, i32 srcResY, float zoom);
+
+/* ---------------------------------------------------------------------------------------------------------------
+ * Colour and image utilities: stateless functions on the caller's buffers. Strides are bytes unless a comment says
+ * otherwise, palettes are packed R, G, B triples.
+ */
+
+/* Counts the distinct colours of an RGB (RGBA) picture into paletteOut (768 bytes), in order of first appearance: 1 to
+ * 256, or 0 when it needs more or, with alpha, cannot be stored with a plain palette. */
+TLOAD_API i64 checkTrueColorPalette(const u8* rgb, i32 stride, i32 width, i32 height, u8* paletteOut);
+TLOAD_API i64 checkRGBAPalette(const u8* rgba, i32 stride, i32 width, i32 height, u8* paletteOut);
+
+/* Reduces a picture to *colourCount colours (in: wanted, out: produced). rgb null: indexOut holds an indexed picture
+ * in the colours of palette. indexOut null: the palette alone. The first fixedCount palette entries weigh in. Returns
+ * 0. */
+TLOAD_API u64 colorQuantize(const u8* rgb, i32 rgbStride, u8* indexOut, i32 indexStride, i32 width, i32 height,
+                            u8* palette, i32 fixedCount, i32* colourCount);
+/* Maps every pixel to the nearest of paletteCount colours after adding random noise of 0 to 100. Returns 1, or 0 when
+ * something is null or memory runs out. */
+TLOAD_API u64 trueColorRemapToCmap(const u8* rgb, i32 rgbStride, u8* indexOut, i32 indexStride, i32 width, i32 height,
+                                   const u8* palette, i32 paletteCount, i32 noise);
+/* Scales a picture to the target size and maps it to the palette with Floyd-Steinberg error diffusion of strength 0 to
+ * 16 and noise 0 to 100. The stride of the 16-bit form counts elements. */
+TLOAD_API void colorQuantizeDitherFS(const u8* src, i32 srcStride, u8* dst, i32 dstStride, i32 srcWidth, i32 srcHeight,
+                                     i32 dstWidth, i32 dstHeight, const u8* palette, i32 paletteCount, i32 strength,
+                                     i32 noise);
+TLOAD_API void colorQuantizeDitherFS16(const u8* src, i32 srcStride, u16* dst, i32 dstStride, i32 srcWidth,
+                                       i32 srcHeight, i32 dstWidth, i32 dstHeight, const u8* palette, i32 paletteCount,
+                                       i32 strength, i32 noise);
+
+/* RGB 0..255; H in degrees 0..359, S and L in thousandths. */
+TLOAD_API void RGBtoHSL(const i32 rgb[3], u32 hsl[3]);
+TLOAD_API void HSLtoRGB(const i32 hsl[3], u32 rgb[3]);
+/* L, a and b in hundredths. */
+TLOAD_API void Lab2RGB100(i32 L, i32 a, i32 b, u8* red, u8* green, u8* blue);
+
+/* Stretches each channel to 0..255 in place; kind 1 changes the palette, any other the pixels. */
+TLOAD_API void contrastStretch(u8* pixels, i32 stride, i32 kind, i32 width, i32 height, u8* palette);
+/* Flattens RGBA rows to RGB over white or a grey checkerboard, in place; buffer comes from malloc, the result is its
+ * address afterwards and *stride its new stride. */
+TLOAD_API u8* collapseRGBA(u8* buffer, i32 width, i32 height, i32* stride, i32 checkerboard);
+
+/* Expands rows that are stored once, in place; the table has an entry a row: 0 the next stored row, k the same as row
+ * k - 1. */
+TLOAD_API void copyTableEqualY(u8* data, i32 rowBytes, i32 rows, const i32* repeatTable);
+/* By how many percent the step across the repeat's right and bottom edge exceeds its neighbours; 0 = no seam. */
+TLOAD_API void getRepeatBorder(const u8* pixels, i32 kind, i32 width, i32 height, i32 stride, u16* seamX, u16* seamY);
+/* count pairs of x and y that keep their distance on a repeating area; free() the result. Null when memory runs out. */
+TLOAD_API u16* selfAvoidTable(i32 count, i32 width, i32 height);
+
+#ifdef __cplusplus
+}
+#endif
+
+#endif
