@@ -28,7 +28,7 @@ constexpr size_t atResolutionY = 28;
 constexpr size_t atColoursUsed = 32;
 
 constexpr i32 largestSide = 65520;
-constexpr u64 readAheadBytes = 1 << 16; // rows are read in blocks that stay in the cache until they are converted
+constexpr u64 readAheadBytes = 1 << 18; // rows are read in blocks that stay in the cache until they are converted
 
 static bool isBmp(const u8* header)
 {

@@ -1,0 +1,126 @@
+/* A complete host: reads any file that libTload opens and writes its picture to standard output, bilevel pictures as
+ * PBM, all others as PPM.
+ *
+ *     example_host design.gif > design.ppm
+ */
+#include <stdio.h>
+#include <stdlib.h>
+
+#include <tload.h>
+
+/* Everything that tryLoad reports. The description takes 4096 bytes, the palette 256 triples of R, G, B. */
+struct Picture {
+    u32 kind, width, height, resX, resY, mulX, mulY, firstPart;
+    u8 palette[3 * 256], orientationFlag;
+    char description[4096];
+};
+
+static const char* explain(int status)
+{
+    switch (status) {
+    case loadOutOfMemory:
+        return "there is not enough memory";
+    case loadCannotRead:
+        return "the file cannot be read";
+    case loadDecoderError:
+        return "the picture is damaged";
+    case loadUnsupportedVariant:
+        return "this variant of the format is not supported";
+    case loadWrongFormat:
+        return "the file is of no known format";
+    default:
+        return "the data are damaged or incomplete";
+    }
+}
+
+static size_t bytesOfRow(u32 kind, u32 width)
+{
+    switch (kind) {
+    case kindBilevel:
+        return ((size_t)width + 7) / 8;
+    case kindIndexed:
+        return width;
+    case kindRGB:
+        return 3 * (size_t)width;
+    default:
+        return 4 * (size_t)width;
+    }
+}
+
+static void writeColour(const struct Picture* picture, const u8* pixel)
+{
+    u8 rgb[3];
+    for (int i = 0; i < 3; ++i) {
+        if (picture->kind == kindIndexed)
+            rgb[i] = picture->palette[3 * pixel[0] + i];
+        else if (picture->kind == kindRGB)
+            rgb[i] = pixel[i];
+        else /* transparent pixels show white paper */
+            rgb[i] = (u8)((pixel[i] * pixel[3] + 255 * (255 - pixel[3]) + 127) / 255);
+    }
+    fwrite(rgb, 1, sizeof rgb, stdout);
+}
+
+static void writePicture(const struct Picture* picture, const u8* rows, size_t rowBytes)
+{
+    if (picture->kind == kindBilevel) {
+        /* A set bit is dark here as it is in a PBM file. */
+        printf("P4\n%u %u\n", picture->width, picture->height);
+        fwrite(rows, rowBytes, picture->height, stdout);
+        return;
+    }
+    size_t pixels = (size_t)picture->width * picture->height;
+    size_t pixelBytes = bytesOfRow(picture->kind, 1);
+    printf("P6\n%u %u\n255\n", picture->width, picture->height);
+    for (size_t i = 0; i < pixels; ++i)
+        writeColour(picture, rows + i * pixelBytes);
+}
+
+static int fail(const char* path, int status)
+{
+    fprintf(stderr, "%s: %s\n", path, explain(status));
+    return 1;
+}
+
+int main(int argc, char** argv)
+{
+    static struct Picture picture; /* kind is 0 on entry: no wish for a reduced palette */
+    if (argc != 2) {
+        fprintf(stderr, "usage: example_host FILE > PICTURE\n");
+        return 2;
+    }
+    char* path = argv[1];
+
+    /* 1. Find the loader. */
+    int format = returnLoaderFunctions(formatDetect, path);
+    if (format < 1 || format > formatCount) {
+        fprintf(stderr, "%s: not a picture, or it cannot be read\n", path);
+        return 1;
+    }
+
+    /* 2. Open the file. When this fails, nothing is open. */
+    int status = getTryLoad()(path, &picture.kind, &picture.width, &picture.height, &picture.resX, &picture.resY,
+                              &picture.mulX, &picture.mulY, picture.palette, picture.description,
+                              &picture.orientationFlag, &picture.firstPart, 1);
+    if (status != loadSuccess)
+        return fail(path, status);
+    fprintf(stderr, "%s: %s, %u x %u\n", path, returnLoaderString(format), picture.width, picture.height);
+
+    /* 3. Read all rows at once, as interlaced and bottom-up files are best read, and close the file in any case. */
+    size_t rowBytes = bytesOfRow(picture.kind, picture.width);
+    u8* rows = calloc(picture.height, rowBytes);
+    status = rows == NULL ? loadOutOfMemory : getLoadBand()(rows, picture.height, (u32)rowBytes);
+    getEndLoad()();
+    if (status != loadSuccess) {
+        free(rows);
+        return fail(path, status);
+    }
+
+    writePicture(&picture, rows, rowBytes);
+    free(rows);
+    if (fflush(stdout) != 0 || ferror(stdout)) {
+        fprintf(stderr, "%s: the picture cannot be written\n", path);
+        return 1;
+    }
+    return 0;
+}

@@ -1,0 +1,17 @@
+// Numbers at the end of a file that is being built.
+#pragma once
+
+#include <cstdint>
+#include <string_view>
+#include <vector>
+
+inline void addLittleEndian(std::vector<uint8_t>& bytes, uint32_t value, unsigned size)
+{
+    for (unsigned i = 0; i < size; ++i)
+        bytes.push_back(static_cast<uint8_t>(value >> (8 * i)));
+}
+
+inline void addText(std::vector<uint8_t>& bytes, std::string_view text)
+{
+    bytes.insert(bytes.end(), text.begin(), text.end());
+}

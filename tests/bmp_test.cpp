@@ -1,0 +1,212 @@
+#include "samples/bmp_writer.h"
+
+#include <gtest/gtest.h>
+
+#include "tests/support.h"
+
+static void put32(Bytes& bytes, size_t at, u32 value)
+{
+    for (int i = 0; i < 4; i++)
+        bytes[at + static_cast<size_t>(i)] = static_cast<u8>(value >> 8 * i);
+}
+
+TEST(Bmp, DeliversEveryDepthInBandsAndStrides)
+{
+    TestDirectory directory;
+    for (u32 bits : {1u, 4u, 8u, 24u, 32u}) {
+        u32 kind = bits == 1 ? kindBilevel : bits <= 8 ? kindIndexed : bits == 24 ? kindRGB : kindRGBA;
+        for (u32 width : {1u, 37u, 38u, 65u}) {
+            Picture picture = noisePicture(kind, width, 23, kind == kindIndexed ? 1u << bits : 0, width);
+            for (u32 headerSize : {40u, 124u}) {
+                std::string file = directory.write("a" + std::to_string(bits) + std::to_string(width) +
+                                                       std::to_string(headerSize) + ".bmp",
+                                                   encodeBmp(picture, {.bits = bits, .headerSize = headerSize}));
+                Loaded whole = load(file);
+                EXPECT_EQ(whole.format, 23);
+                EXPECT_EQ(whole.bandStatus, loadSuccess);
+                EXPECT_EQ(whole.kind, kind);
+                EXPECT_EQ(whole.width, width);
+                EXPECT_EQ(whole.height, 23u);
+                EXPECT_EQ(whole.mulX, 1u);
+                EXPECT_EQ(whole.mulY, 1u);
+                EXPECT_EQ(whole.firstPart, 1u);
+                EXPECT_EQ(whole.orientationFlag, 0);
+                EXPECT_EQ(whole.description, "PBM plus");
+                EXPECT_EQ(whole.pixels(), picture.rows) << bits << " bits, width " << width;
+                if (kind == kindIndexed) {
+                    EXPECT_TRUE(std::equal(picture.palette.begin(), picture.palette.end(), whole.palette.begin()));
+                }
+
+                Loaded wide = load(file, {.bands = {5, 0, 17, 1}, .bandsFromFirstRow = true, .extraStride = 6});
+                EXPECT_EQ(wide.pixels(), picture.rows);
+                for (u64 y = 0; y < 23; y++)
+                    EXPECT_EQ(wide.rows[(y + 1) * wide.stride - 1], 0xA5);
+            }
+        }
+    }
+}
+
+TEST(Bmp, DeliversWhatFitsANarrowStride)
+{
+    TestDirectory directory;
+    Picture picture = noisePicture(kindRGB, 20, 9, 0, 1);
+    Loaded narrow = load(directory.write("a.bmp", encodeBmp(picture)), {.extraStride = -7});
+    for (u64 y = 0; y < 9; y++)
+        for (u64 x = 0; x < 53; x++)
+            ASSERT_EQ(narrow.rows[y * 53 + x], picture.rows[y * 60 + x]);
+}
+
+TEST(Bmp, MakesASetBitTheDarkColour)
+{
+    TestDirectory directory;
+    Picture picture = noisePicture(kindBilevel, 40, 11, 0, 3);
+    std::string whiteFirst = directory.write("w.bmp", encodeBmp(picture));
+    std::string blackFirst = directory.write("b.bmp", encodeBmp(picture, {.blackFirst = true, .complementBits = true}));
+    EXPECT_EQ(load(whiteFirst).pixels(), picture.rows);
+    Loaded loaded = load(blackFirst);
+    EXPECT_EQ(loaded.pixels(), picture.rows);
+    EXPECT_EQ(loaded.palette[0], 0);
+    EXPECT_EQ(loaded.palette[3], 255);
+
+    // Without a palette nothing behind the header is read and the sense of the picture before stays.
+    Bytes bytes = encodeBmp(picture);
+    bytes.erase(bytes.begin() + 54, bytes.begin() + 62);
+    Bytes complemented = picture.rows;
+    for (u8& byte : complemented)
+        byte = static_cast<u8>(~byte);
+    std::string bare = directory.write("bare.bmp", bytes);
+    EXPECT_EQ(load(bare, {.wantPalette = 0}).pixels(), complemented);
+    load(whiteFirst);
+    EXPECT_EQ(load(bare, {.wantPalette = 0}).pixels(), picture.rows);
+}
+
+TEST(Bmp, ReadsPalettesOfAnyLength)
+{
+    TestDirectory directory;
+    Picture picture = noisePicture(kindIndexed, 13, 7, 100, 5);
+    for (u32 entries : {100u, 256u, 300u, 70000u}) {
+        Loaded loaded = load(
+            directory.write("p" + std::to_string(entries) + ".bmp", encodeBmp(picture, {.paletteEntries = entries})));
+        EXPECT_EQ(loaded.pixels(), picture.rows) << entries;
+        EXPECT_TRUE(std::equal(picture.palette.begin(), picture.palette.end(), loaded.palette.begin()));
+        EXPECT_EQ(loaded.palette[767], entries > 255 ? 0 : 0xA5);
+    }
+    // Cut off in the palette: what is there is read, the rows are missing.
+    Bytes bytes = encodeBmp(picture);
+    bytes.resize(54 + 4 * 10 + 2);
+    Loaded cut = load(directory.write("cut.bmp", bytes));
+    EXPECT_EQ(cut.status, loadSuccess);
+    EXPECT_EQ(cut.bandStatus, loadBadData);
+    EXPECT_TRUE(std::equal(picture.palette.begin(), picture.palette.begin() + 30, cut.palette.begin()));
+    EXPECT_EQ(cut.palette[30], 0xA5);
+}
+
+TEST(Bmp, ReportsPlausibleResolutions)
+{
+    TestDirectory directory;
+    struct Case {
+        const char* name;
+        u32 x, y, resX, resY;
+    };
+    const Case cases[] = {{"a.bmp", 1200, 30000, 30480, 762000},
+                          {"b.bmp", 100, 6000, 0, 0},
+                          {"c.bmp", 0, 6000, 0, 152400},
+                          {"design.DSN", 3937, 1968, 49987, 99999},
+                          {"d.dsn", 1000, 2000, 50800, 25400},
+                          {"adsn", 1000, 2000, 25400, 50800},
+                          {"e.bmp", 2000, 100, 50800, 2540},
+                          {"f.bmp", 5100, 100, 0, 0},
+                          {"g.bmp", 0x80000000, 50728000, 1288490189, 1288491200}};
+    for (const Case& one : cases) {
+        Bytes bytes = encodeBmp(flatPicture(kindRGB, 2, 2, 0), {.pixelsPerMetreX = one.x, .pixelsPerMetreY = one.y});
+        Loaded loaded = load(directory.write(one.name, bytes), {.id = 23});
+        EXPECT_EQ(loaded.resX, one.resX) << one.name;
+        EXPECT_EQ(loaded.resY, one.resY) << one.name;
+    }
+}
+
+TEST(Bmp, RefusesWhatItDoesNotRead)
+{
+    TestDirectory directory;
+    const Bytes good = encodeBmp(flatPicture(kindRGB, 3, 3, 9));
+    struct Case {
+        size_t at;
+        u32 value;
+        int status;
+    };
+    const Case cases[] = {{14, 108, loadWrongFormat},
+                          {14, 12, loadWrongFormat},
+                          {14, 0x128, loadWrongFormat},
+                          {26, 24 << 16 | 2, loadWrongFormat},
+                          {26, 16 << 16 | 1, loadWrongFormat},
+                          {26, 1, loadWrongFormat},
+                          {26, 33 << 16 | 1, loadWrongFormat},
+                          {30, 1, loadWrongFormat},
+                          {18, 0, loadBadData},
+                          {18, 65521, loadBadData},
+                          {18, 0xFFFFFFFF, loadBadData},
+                          {22, 0, loadBadData},
+                          {22, 65521, loadBadData},
+                          {22, 0xFFFFFFFD, loadBadData}};
+    int number = 0;
+    for (const Case& one : cases) {
+        Bytes bytes = good;
+        put32(bytes, one.at, one.value);
+        Loaded loaded = load(directory.write(std::to_string(number++) + ".bmp", bytes));
+        EXPECT_EQ(loaded.status, one.status) << one.at << ": " << one.value;
+    }
+    // The depth is refused before the size, the compression before the depth.
+    Bytes several = good;
+    put32(several, 18, 0);
+    several[28] = 5;
+    EXPECT_EQ(load(directory.write("several.bmp", several)).status, loadWrongFormat);
+    Bytes shortHeader(good.begin(), good.begin() + 50);
+    EXPECT_EQ(load(directory.write("short.bmp", shortHeader)).status, loadWrongFormat);
+    EXPECT_EQ(load(directory.path + "/missing.bmp", {.id = 23}).status, loadWrongFormat);
+    std::string vanished = directory.write("vanished.bmp", good);
+    load(vanished);
+    remove(vanished.c_str());
+    EXPECT_EQ(load(vanished, {.id = 23}).status, loadCannotRead);
+}
+
+TEST(Bmp, StopsAtTheEndOfTheData)
+{
+    TestDirectory directory;
+    Picture picture = noisePicture(kindRGB, 5, 6, 0, 2);
+    Bytes bytes = encodeBmp(picture);
+    bytes.resize(54 + 16 * 4 + 15);
+    Loaded cut = load(directory.write("cut.bmp", bytes));
+    EXPECT_EQ(cut.bandStatus, loadBadData);
+    // Four rows of the file are the picture's last.
+    for (size_t i = 0; i < picture.rows.size(); i++)
+        ASSERT_EQ(cut.rows[i], i < 30 ? 0xA5 : picture.rows[i]);
+
+    Bytes trailing = encodeBmp(picture);
+    trailing.resize(trailing.size() + 100, 0x11);
+    Loaded more = load(directory.write("more.bmp", trailing), {.bands = {6 + 2}, .bandsFromFirstRow = true});
+    EXPECT_EQ(more.bandStatus, loadBadData);
+    EXPECT_EQ(more.pixels(), picture.rows);
+}
+
+TEST(Bmp, IsHarmlessWhenDamaged)
+{
+    for (u32 bits : {1u, 4u, 24u})
+        expectHarmless("d.bmp", encodeBmp(noisePicture(bits == 24 ? kindRGB : kindIndexed, 9, 4, 2, 1), {.bits = bits}),
+                       23);
+}
+
+TEST(Pbm, IsRecognisedAndRefused)
+{
+    TestDirectory directory;
+    std::string file = directory.write("a.ppm", "P6\n1 1\n255\nabc");
+    int descriptors = openDescriptors();
+    Loaded loaded = load(file);
+    EXPECT_EQ(loaded.format, 11);
+    EXPECT_EQ(loaded.status, loadWrongFormat);
+    EXPECT_EQ(openDescriptors(), descriptors);
+    EXPECT_EQ(load(directory.write("a.pgm", "P3\n1 1\n255\nabc"), {.id = 11}).status, loadWrongFormat);
+    remove(file.c_str());
+    load(directory.write("b.ppm", "P6\n1 1\n255\nabc"), {.id = 11});
+    remove((directory.path + "/b.ppm").c_str());
+    EXPECT_EQ(load(directory.path + "/b.ppm", {.id = 11}).status, loadCannotRead);
+}

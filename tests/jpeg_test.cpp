@@ -1,0 +1,149 @@
+#include "samples/jpeg_writer.h"
+
+#include <gtest/gtest.h>
+
+#include <cstdio>
+
+#include <jpeglib.h>
+
+#include "tests/support.h"
+
+// What the decoding library itself makes of a file, in a colour space and with a number of palette colours.
+static Bytes decoded(const Bytes& bytes, J_COLOR_SPACE space, int colours)
+{
+    jpeg_decompress_struct decoder;
+    jpeg_error_mgr errors;
+    decoder.err = jpeg_std_error(&errors);
+    jpeg_create_decompress(&decoder);
+    jpeg_mem_src(&decoder, bytes.data(), bytes.size());
+    jpeg_read_header(&decoder, TRUE);
+    decoder.out_color_space = space;
+    if (colours > 0) {
+        decoder.quantize_colors = TRUE;
+        decoder.desired_number_of_colors = colours;
+        decoder.two_pass_quantize = colours == 128;
+        if (colours == 128)
+            decoder.dither_mode = JDITHER_NONE;
+    }
+    jpeg_start_decompress(&decoder);
+    size_t rowBytes = static_cast<size_t>(decoder.output_width) * static_cast<size_t>(decoder.output_components);
+    Bytes pixels(rowBytes * decoder.output_height);
+    while (decoder.output_scanline < decoder.output_height) {
+        u8* row = pixels.data() + rowBytes * decoder.output_scanline;
+        jpeg_read_scanlines(&decoder, &row, 1);
+    }
+    for (int i = 0; i < colours; i++) {
+        for (int channel = 0; channel < 3; channel++)
+            pixels.push_back(decoder.colormap[decoder.out_color_components == 3 ? channel : 0][i]);
+    }
+    jpeg_destroy_decompress(&decoder);
+    return pixels;
+}
+
+TEST(Jpeg, DeliversColourAndGrey)
+{
+    TestDirectory directory;
+    Picture picture = motifPicture(kindRGB, 83, 61);
+    for (bool progressive : {false, true}) {
+        Bytes colour = encodeJpeg(picture, {.progressive = progressive});
+        std::string file = directory.write(progressive ? "p.jpg" : "c.jpg", colour);
+        Loaded loaded = load(file);
+        EXPECT_EQ(loaded.format, 4);
+        EXPECT_EQ(loaded.kind, static_cast<u32>(kindRGB));
+        EXPECT_EQ(loaded.width, 83u);
+        EXPECT_EQ(loaded.height, 61u);
+        EXPECT_EQ(loaded.description, "JPEG");
+        EXPECT_EQ(loaded.orientationFlag, 0);
+        EXPECT_EQ(loaded.bandStatus, loadSuccess);
+        EXPECT_TRUE(loaded.pixels() == decoded(colour, JCS_RGB, 0));
+        Loaded bands = load(file, {.bands = {1, 30, 0, 30}, .extraStride = 4});
+        EXPECT_TRUE(bands.pixels() == loaded.pixels());
+        EXPECT_EQ(bands.rows.back(), 0xA5);
+        Loaded narrow = load(file, {.extraStride = -10});
+        EXPECT_TRUE(std::equal(narrow.rows.begin() + 239, narrow.rows.begin() + 2 * 239, loaded.rows.begin() + 249));
+
+        // A caller that presets kind 1 gets a palette of at most 128 colours.
+        Bytes expected = decoded(colour, JCS_RGB, 128);
+        Loaded reduced = load(file, {.kindOnEntry = kindIndexed});
+        EXPECT_EQ(reduced.kind, static_cast<u32>(kindIndexed));
+        Bytes answer = reduced.pixels();
+        answer.insert(answer.end(), reduced.palette.begin(), reduced.palette.begin() + 3 * 128);
+        EXPECT_TRUE(answer == expected);
+    }
+
+    Bytes grey = encodeJpeg(picture, {.colours = JpegColours::grey});
+    Loaded loaded = load(directory.write("g.jpg", grey));
+    EXPECT_EQ(loaded.kind, static_cast<u32>(kindIndexed));
+    Bytes answer = loaded.pixels();
+    answer.insert(answer.end(), loaded.palette.begin(), loaded.palette.end());
+    EXPECT_TRUE(answer == decoded(grey, JCS_GRAYSCALE, 256));
+}
+
+TEST(Jpeg, TurnsCmykIntoRgb)
+{
+    TestDirectory directory;
+    Picture picture = motifPicture(kindRGB, 40, 33);
+    for (JpegColours colours : {JpegColours::cmyk, JpegColours::cmykAsYellowBlue}) {
+        Bytes bytes = encodeJpeg(picture, {.colours = colours});
+        Bytes inks = decoded(bytes, JCS_CMYK, 0);
+        std::string file = directory.write(colours == JpegColours::cmyk ? "a.jpg" : "b.jpg", bytes);
+        for (u32 kindOnEntry : {kindRGB, kindIndexed}) {
+            for (i64 extraStride : {3, 0, -5}) {
+                Loaded loaded = load(file, {.kindOnEntry = kindOnEntry, .bands = {10, 23}, .extraStride = extraStride});
+                EXPECT_EQ(loaded.kind, static_cast<u32>(kindRGB));
+                for (u64 y = 0; y < 33; y++) {
+                    for (u64 i = 0; i < std::min(loaded.rowBytes, loaded.stride); i++) {
+                        const u8* ink = inks.data() + 4 * (y * 40 + i / 3);
+                        ASSERT_EQ(loaded.rows[y * loaded.stride + i], ink[i % 3] * ink[3] >> 8);
+                    }
+                }
+            }
+        }
+    }
+}
+
+TEST(Jpeg, ReportsDotsPerInchOnly)
+{
+    TestDirectory directory;
+    for (u8 unit : {0, 1, 2}) {
+        Bytes bytes =
+            encodeJpeg(flatPicture(kindRGB, 9, 9, 80), {.densityUnit = unit, .densityX = 300, .densityY = 65535});
+        Loaded loaded = load(directory.write(std::to_string(unit) + ".jpg", bytes));
+        EXPECT_EQ(loaded.resX, unit == 1 ? 300000u : 0u);
+        EXPECT_EQ(loaded.resY, unit == 1 ? 65535000u : 0u);
+    }
+}
+
+TEST(Jpeg, HandlesPartialLoadsAndDamage)
+{
+    TestDirectory directory;
+    Bytes bytes = encodeJpeg(noisePicture(kindRGB, 64, 64, 0, 4));
+    std::string file = directory.write("a.jpg", bytes);
+    int descriptors = openDescriptors();
+    testing::internal::CaptureStderr(); // the decoding library's own messages
+
+    Loaded probed = load(file, {.wantPalette = 0});
+    EXPECT_EQ(probed.status, loadSuccess);
+    EXPECT_EQ(probed.kind, static_cast<u32>(kindRGB));
+    EXPECT_EQ(probed.bandStatus, loadDecoderError);
+    EXPECT_EQ(load(file, {.bands = {3}}).bandStatus, loadSuccess); // ended before all rows were read
+    Loaded more = load(file, {.bands = {64, 1}});
+    EXPECT_EQ(more.bandStatus, loadSuccess);
+
+    Loaded cut =
+        load(directory.write("cut.jpg", Bytes(bytes.begin(), bytes.begin() + static_cast<i64>(bytes.size() / 2))));
+    EXPECT_EQ(cut.status, loadSuccess);
+    EXPECT_EQ(cut.bandStatus, loadSuccess);
+    Bytes header(bytes.begin(), bytes.begin() + 8);
+    EXPECT_EQ(load(directory.write("header.jpg", header), {.id = 4}).status, loadWrongFormat);
+    EXPECT_EQ(load(directory.path + "/missing.jpg", {.id = 4}).status, loadWrongFormat);
+    EXPECT_NE(testing::internal::GetCapturedStderr(), "");
+    EXPECT_EQ(openDescriptors(), descriptors);
+}
+
+TEST(Jpeg, IsHarmlessWhenDamaged)
+{
+    testing::internal::CaptureStderr();
+    expectHarmless("d.jpg", encodeJpeg(noisePicture(kindRGB, 9, 9, 0, 4), {.progressive = true}), 4);
+    testing::internal::GetCapturedStderr();
+}

@@ -1,0 +1,207 @@
+#include "samples/png_writer.h"
+
+#include <gtest/gtest.h>
+
+#include <thread>
+
+#include "tests/support.h"
+
+// The sample of a row that is packed as a PNG file wants it, cut down to 8 bits.
+static u32 sampleAt(const PngImage& image, u32 x, u32 y, u32 channel, u32 channels)
+{
+    const u8* row = image.rows.data() + y * pngRowBytes(image);
+    size_t index = static_cast<size_t>(x) * channels + channel;
+    if (image.bitDepth >= 8)
+        return row[index * static_cast<size_t>(image.bitDepth) / 8];
+    size_t bit = index * static_cast<size_t>(image.bitDepth);
+    return row[bit / 8] >> (8 - static_cast<size_t>(image.bitDepth) - bit % 8) & ((1u << image.bitDepth) - 1);
+}
+
+static PngImage noiseImage(u32 width, u32 height, int colourType, int bitDepth)
+{
+    PngImage image{.width = width, .height = height, .colourType = colourType, .bitDepth = bitDepth};
+    u64 state = width * 100 + static_cast<u64>(colourType * 20 + bitDepth);
+    image.rows.resize(pngRowBytes(image) * height);
+    for (u8& byte : image.rows)
+        byte = static_cast<u8>(nextRandom(state));
+    if (colourType == pngPalette) {
+        image.palette.resize(3u << bitDepth);
+        for (u8& byte : image.palette)
+            byte = static_cast<u8>(nextRandom(state));
+    }
+    return image;
+}
+
+TEST(Png, DeliversEveryColourTypeAndDepth)
+{
+    TestDirectory directory;
+    struct Layout {
+        int colourType, bitDepth;
+        u32 kind, channels;
+    };
+    const Layout layouts[] = {
+        {pngGrey, 1, kindBilevel, 1},    {pngGrey, 2, kindIndexed, 1},    {pngGrey, 4, kindIndexed, 1},
+        {pngGrey, 8, kindIndexed, 1},    {pngGrey, 16, kindIndexed, 1},   {pngGreyAlpha, 8, kindRGBA, 2},
+        {pngGreyAlpha, 16, kindRGBA, 2}, {pngRgb, 8, kindRGB, 3},         {pngRgb, 16, kindRGB, 3},
+        {pngPalette, 1, kindIndexed, 1}, {pngPalette, 2, kindIndexed, 1}, {pngPalette, 4, kindIndexed, 1},
+        {pngPalette, 8, kindIndexed, 1}, {pngRgba, 8, kindRGBA, 4},       {pngRgba, 16, kindRGBA, 4}};
+    int number = 0;
+    for (const Layout& layout : layouts) {
+        PngImage image = noiseImage(33, 17, layout.colourType, layout.bitDepth);
+        // Grey is delivered inverted, with a ramp that undoes it.
+        bool grey = layout.colourType == pngGrey || layout.colourType == pngGreyAlpha;
+        u32 top = layout.bitDepth >= 8 ? 255 : (1u << layout.bitDepth) - 1;
+        Bytes expected(17 * rowBytesOf(layout.kind, 33), 0);
+        for (u32 y = 0; y < 17; y++) {
+            for (u32 x = 0; x < 33; x++) {
+                auto sample = [&](u32 channel) {
+                    return static_cast<u8>(sampleAt(image, x, y, channel, layout.channels));
+                };
+                u8* row = expected.data() + y * rowBytesOf(layout.kind, 33);
+                if (layout.kind == kindBilevel)
+                    row[x / 8] |= static_cast<u8>((1 - sample(0)) << (7 - x % 8));
+                else if (layout.kind == kindIndexed)
+                    row[x] = static_cast<u8>(grey ? top - sample(0) : sample(0));
+                else
+                    for (u32 channel = 0; channel < layout.channels; channel++)
+                        row[x * (layout.kind == kindRGB ? 3 : 4) + channel] = sample(channel);
+                if (layout.colourType == pngGreyAlpha) {
+                    row[4 * x + 3] = sample(1);
+                    row[4 * x + 1] = row[4 * x + 2] = row[4 * x];
+                }
+            }
+        }
+        for (bool interlaced : {false, true}) {
+            std::string file =
+                directory.write(std::to_string(number++) + ".png", encodePng(image, {.interlaced = interlaced}));
+            // What follows the pixels in a row's last byte stays as the caller had it.
+            u8 fill = layout.kind == kindBilevel ? 0 : 0xA5;
+            Loaded whole = load(file, {.fill = fill});
+            EXPECT_EQ(whole.format, 2);
+            EXPECT_EQ(whole.kind, layout.kind);
+            EXPECT_EQ(whole.description, "PNG");
+            EXPECT_EQ(whole.bandStatus, loadSuccess);
+            EXPECT_TRUE(whole.pixels() == expected) << layout.colourType << ", " << layout.bitDepth;
+            if (grey) {
+                for (u32 level = 0; level <= top; level++)
+                    EXPECT_EQ(whole.palette[3 * level],
+                              layout.kind == kindBilevel ? 255 * level : 255 - level * 255 / top);
+            }
+            if (layout.colourType == pngPalette) {
+                EXPECT_TRUE(std::equal(image.palette.begin(), image.palette.end(), whole.palette.begin()));
+            }
+
+            Loaded bands = load(file, {.bands = interlaced ? std::vector<u32>{17} : std::vector<u32>{1, 15, 0, 1},
+                                       .extraStride = 5,
+                                       .fill = fill});
+            EXPECT_TRUE(bands.pixels() == expected);
+            EXPECT_EQ(bands.rows.back(), fill);
+            Loaded narrow = load(file, {.extraStride = -2, .fill = fill});
+            u64 rowBytes = narrow.rowBytes;
+            for (u64 i = 0; i < narrow.rows.size(); i++)
+                ASSERT_EQ(narrow.rows[i], expected[i / (rowBytes - 2) * rowBytes + i % (rowBytes - 2)]);
+        }
+    }
+}
+
+TEST(Png, ExpandsTransparency)
+{
+    TestDirectory directory;
+    PngImage image = noiseImage(19, 8, pngPalette, 4);
+    Loaded loaded = load(directory.write("p.png", encodePng(image, {.paletteAlphas = {0, 128, 7}})));
+    EXPECT_EQ(loaded.kind, static_cast<u32>(kindRGBA));
+    for (u32 i = 0; i < 19 * 8; i++) {
+        u32 index = sampleAt(image, i % 19, i / 19, 0, 1);
+        const u8* colour = image.palette.data() + 3 * index;
+        u8 alpha = index == 0 ? 0 : index == 1 ? 128 : index == 2 ? 7 : 255;
+        Bytes expected = {colour[0], colour[1], colour[2], alpha};
+        ASSERT_TRUE(std::equal(expected.begin(), expected.end(), loaded.rows.begin() + 4 * i)) << i;
+    }
+
+    // The alpha of level 255 is whatever the thread last had there, in a fresh thread 0.
+    std::thread([&] {
+        PngImage grey = noiseImage(40, 40, pngGrey, 8);
+        Loaded fresh = load(directory.write("g.png", encodePng(grey, {.transparentColour = {77}})));
+        EXPECT_EQ(fresh.kind, static_cast<u32>(kindRGBA));
+        for (size_t i = 0; i < grey.rows.size(); i++) {
+            u8 level = grey.rows[i];
+            Bytes expected = {level, level, level, static_cast<u8>(level == 77 || level == 255 ? 0 : 255)};
+            ASSERT_TRUE(std::equal(expected.begin(), expected.end(), fresh.rows.begin() + 4 * static_cast<i64>(i)));
+        }
+    }).join();
+
+    // Below 8 bits the level that is stored is looked up by the grey that is shown; levels above 255 match nothing.
+    struct Case {
+        int bitDepth;
+        u16 level;
+    };
+    for (const Case& one : {Case{1, 0}, Case{2, 0}, Case{2, 3}, Case{16, 300}}) {
+        PngImage grey = noiseImage(21, 5, pngGrey, one.bitDepth);
+        Loaded few = load(directory.write(std::to_string(one.bitDepth) + std::to_string(one.level),
+                                          encodePng(grey, {.transparentColour = {one.level}})));
+        EXPECT_EQ(few.kind, static_cast<u32>(kindRGBA));
+        u32 top = one.bitDepth == 16 ? 255 : (1u << one.bitDepth) - 1;
+        for (u32 i = 0; i < 21 * 5; i++) {
+            u32 sample = sampleAt(grey, i % 21, i / 21, 0, 1);
+            auto shown = static_cast<u8>(one.bitDepth == 1 ? 255 - 255 * sample : sample * 255 / top);
+            EXPECT_EQ(few.rows[4 * i], shown);
+            if (shown != 255) {
+                EXPECT_EQ(few.rows[4 * i + 3], shown == one.level ? 0 : 255) << one.bitDepth;
+            }
+        }
+    }
+}
+
+TEST(Png, ReportsResolutionAndMultipliers)
+{
+    TestDirectory directory;
+    PngImage image = noiseImage(4, 4, pngRgb, 8);
+    Loaded plain = load(directory.write("a.png", encodePng(image)));
+    EXPECT_EQ(plain.resX, 0u);
+    EXPECT_EQ(plain.resY, 0u);
+    EXPECT_EQ(plain.mulX, 1u);
+    EXPECT_EQ(plain.mulY, 1u);
+    PngOptions options{.resolution = PngResolution{11811, 3, 0}, .texts = {{"MulX", "3"}, {"Title", "x"}}};
+    Loaded loaded = load(directory.write("b.png", encodePng(image, options)));
+    EXPECT_EQ(loaded.resX, 299999u);
+    EXPECT_EQ(loaded.resY, 76u);
+    EXPECT_EQ(loaded.mulX, 3u);
+    EXPECT_EQ(loaded.mulY, 1u);
+    EXPECT_EQ(loaded.orientationFlag, 0);
+    EXPECT_EQ(loaded.firstPart, 1u);
+    options = {.resolution = PngResolution{0x7FFFFFFF, 170000000, 1},
+               .texts = {{"MulY of ends", " 12 picks"}, {"MulX", "many"}}};
+    Loaded odd = load(directory.write("c.png", encodePng(image, options)));
+    EXPECT_EQ(odd.resX, 0xFFFFFFFF);
+    EXPECT_EQ(odd.resY, 0xFFFFFFFF);
+    EXPECT_EQ(odd.mulX, 0u);
+    EXPECT_EQ(odd.mulY, 12u);
+}
+
+TEST(Png, ReportsDamageWhereItIsFound)
+{
+    TestDirectory directory;
+    PngImage image = noiseImage(60, 200, pngRgb, 8);
+    const Bytes good = encodePng(image, {.compressionLevel = 0});
+    EXPECT_EQ(load(directory.path + "/missing.png", {.id = 2}).status, loadCannotRead);
+    EXPECT_EQ(load(directory.write("s.png", Bytes(good.begin(), good.begin() + 7)), {.id = 2}).status, loadWrongFormat);
+    EXPECT_EQ(load(directory.path, {.id = 2}).status, loadWrongFormat);
+    Bytes header = good;
+    header[17] ^= 1;
+    EXPECT_EQ(load(directory.write("h.png", header)).status, loadCannotRead);
+    Loaded cut = load(directory.write("cut.png", Bytes(good.begin(), good.begin() + 20000)));
+    EXPECT_EQ(cut.status, loadSuccess);
+    EXPECT_EQ(cut.bandStatus, loadDecoderError);
+    EXPECT_TRUE(std::equal(image.rows.begin(), image.rows.begin() + 180 * 80, cut.rows.begin()));
+
+    Loaded more = load(directory.write("good.png", good), {.bands = {200 + 1}});
+    EXPECT_EQ(more.bandStatus, loadDecoderError);
+    EXPECT_TRUE(more.pixels() == image.rows);
+}
+
+TEST(Png, IsHarmlessWhenDamaged)
+{
+    expectHarmless("d.png", encodePng(noiseImage(9, 5, pngPalette, 2), {.interlaced = true, .paletteAlphas = {1, 2}}),
+                   2);
+    expectHarmless("d.png", encodePng(noiseImage(5, 5, pngGreyAlpha, 16)), 2);
+}

@@ -1,0 +1,298 @@
+#include "host.h"
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <cstring>
+#include <string_view>
+
+#include "known_formats.h"
+#include "library_output.h"
+#include "output.h"
+
+constexpr size_t longestPath = 4095;
+constexpr i64 smallestFile = 8;
+constexpr FormatId bonas = 8; // what detection answers for a file that nothing identifies
+
+static void printSentence(const std::string& file, const std::string& text)
+{
+    fprintf(stderr, "tload: %s: %s.\n", printable(file).c_str(), printable(text).c_str());
+}
+
+void printFailure(const Failure& failure)
+{
+    printSentence(failure.file, failure.reason);
+}
+
+void printComplaint(const Picture& picture)
+{
+    if (!picture.complaint.empty())
+        printSentence(picture.file,
+                      "the file is damaged, parts of the picture may be missing (" + picture.complaint + ")");
+}
+
+std::string systemReason(int errorNumber)
+{
+    return std::string("(") + strerror(errorNumber) + ")";
+}
+
+static bool isInstalled(const std::string& command)
+{
+    const char* path = getenv("PATH");
+    std::string_view rest = path != nullptr ? path : "";
+    while (!rest.empty()) {
+        size_t end = std::min(rest.find(':'), rest.size());
+        std::string candidate = std::string(rest.substr(0, end)) + "/" + command;
+        struct stat info;
+        if (stat(candidate.c_str(), &info) == 0 && S_ISREG(info.st_mode) && access(candidate.c_str(), X_OK) == 0)
+            return true;
+        rest.remove_prefix(std::min(end + 1, rest.size()));
+    }
+    return false;
+}
+
+LoaderSettings installedSettings()
+{
+    LoaderSettings settings;
+    struct stat info;
+    const char* tmpDir = getenv("TMPDIR");
+    bool usable = tmpDir != nullptr && stat(tmpDir, &info) == 0 && S_ISDIR(info.st_mode);
+    settings.tmpDir = usable ? tmpDir : "/tmp";
+    // The library appends the archive and the directory, or the picture and the preview.
+    if (isInstalled("gzip"))
+        settings.gzipCommand = "gzip";
+    if (isInstalled("unzip"))
+        settings.unzipCommand = "unzip -o -qq";
+    if (isInstalled("msexpand"))
+        settings.msExpandCommand = "msexpand";
+    if (isInstalled("convert"))
+        settings.vectorPreviewCommand = "convert";
+    else if (isInstalled("gm"))
+        settings.vectorPreviewCommand = "gm convert";
+    return settings;
+}
+
+void applySettings(const LoaderSettings& settings)
+{
+    auto apply = [](void (*set)(const char*), const std::string& text) { set(text.empty() ? nullptr : text.c_str()); };
+    std::string tmpDir = settings.tmpDir;
+    while (tmpDir.size() > 1 && tmpDir.ends_with('/'))
+        tmpDir.pop_back();
+    apply(llibSetTmpDir, tmpDir);
+    apply(llibSetGzipCommand, settings.gzipCommand);
+    apply(llibSetUnzipCommand, settings.unzipCommand);
+    apply(llibSetMsExpandCommand, settings.msExpandCommand);
+    apply(llibSetVectorPreviewCommand, settings.vectorPreviewCommand);
+    llibSetBonasLinePadding(settings.bonasLinePadding);
+    setDefaultMappingJC4(settings.mappingJC4);
+}
+
+// With its dot, in lower case; empty when the name has none.
+static std::string extensionOf(const std::string& path)
+{
+    std::string name = baseNameOf(path);
+    size_t dot = name.rfind('.');
+    if (dot == std::string::npos)
+        return "";
+    std::string extension = name.substr(dot);
+    stringToLower(extension.data());
+    return extension;
+}
+
+// Detection has one answer for everything that keeps it from looking at a file; this finds the precise one.
+static void checkSource(const std::string& path, bool willDetect)
+{
+    if (path.empty())
+        throw Failure{exitNameTooShort, "\"\"", "the file name is empty"};
+    if (path.size() > longestPath)
+        throw Failure{exitCannotRead, path.substr(0, 50) + "...",
+                      "the file name is longer than " + std::to_string(longestPath) + " characters"};
+    struct stat info;
+    if (stat(path.c_str(), &info) != 0)
+        throw Failure{exitCannotRead, path, "the file cannot be opened " + systemReason(errno)};
+    if (S_ISDIR(info.st_mode))
+        throw Failure{exitCannotRead, path, "this is a directory, not a file"};
+    if (!S_ISREG(info.st_mode))
+        throw Failure{exitCannotRead, path, "this is a pipe or a device, not a file"};
+    int descriptor = open(path.c_str(), O_RDONLY | O_CLOEXEC);
+    if (descriptor < 0)
+        throw Failure{exitCannotRead, path, "the file cannot be opened " + systemReason(errno)};
+    close(descriptor);
+
+    if (!willDetect)
+        return;
+    if (path.size() < 2)
+        throw Failure{exitNameTooShort, path, "the name is too short to tell the format, write it as ./" + path};
+    if (info.st_size == 0)
+        throw Failure{exitNotAnImage, path, "the file is empty"};
+    if (info.st_size < smallestFile)
+        throw Failure{exitNotAnImage, path,
+                      "the file has only " + std::to_string(info.st_size) + " bytes, too few for a picture"};
+}
+
+static FormatId chooseLoader(const std::string& path, u32 forcedFormat)
+{
+    if (forcedFormat != 0) {
+        returnLoaderFunctions(forcedFormat, path.c_str());
+        return static_cast<FormatId>(forcedFormat);
+    }
+    FormatId format = returnLoaderFunctions(formatDetect, path.c_str());
+    if (format == formatNameTooShort)
+        throw Failure{exitNameTooShort, path, "the name is too short to tell the format"};
+    if (format == formatNotAnImage) {
+        std::string extension = extensionOf(path);
+        throw Failure{exitNotAnImage, path,
+                      extension.empty() ? "this is not a picture or weaving file"
+                                        : "this is not a picture or weaving file by its name (" + extension + ")"};
+    }
+    return format;
+}
+
+static std::string refusal(const Picture& picture, int status, bool detected)
+{
+    if (detected && picture.format == bonas && extensionOf(picture.file) != ".ep")
+        return "the format is not recognised";
+    std::string name = returnLoaderString(picture.format);
+    if (!knownFormat(picture.format).loads)
+        return detected ? "the format " + name + " is recognised but cannot be loaded by this version"
+                        : "files of the format " + name + " cannot be loaded by this version";
+    return status == loadUnsupportedVariant
+               ? "this " + name + " file is of a variant that cannot be loaded"
+               : "this is not a " + name + " file, or a damaged or unusual one that cannot be loaded";
+}
+
+static Failure statusFailure(const Picture& picture, int status, bool detected, int errorNumber)
+{
+    std::string why = !picture.complaint.empty() ? " (" + picture.complaint + ")"
+                      : errorNumber != 0         ? " " + systemReason(errorNumber)
+                                                 : "";
+    switch (status) {
+    case loadOutOfMemory:
+        return {exitOutOfMemory, picture.file, "there is not enough memory to load the file"};
+    case loadCannotRead:
+        return {exitCannotRead, picture.file, "the file cannot be opened or its header is incomplete" + why};
+    case loadDecoderError:
+        return {exitDecoderError, picture.file,
+                std::string("the file is damaged, its ") + returnLoaderString(picture.format) +
+                    " data cannot be decoded" + why};
+    case loadUnsupportedVariant:
+        return {exitUnsupportedVariant, picture.file, refusal(picture, status, detected)};
+    case loadWrongFormat:
+        return {exitWrongFormat, picture.file, refusal(picture, status, detected) + why};
+    default:
+        return {exitBadData, picture.file, "the file is damaged, its sizes are wrong or its data end early" + why};
+    }
+}
+
+// Bytes that no palette holds, to see which colours a loader sets.
+static u8 untouchedByte(u32 index)
+{
+    u32 mixed = (index + 1) * 2654435761U;
+    return static_cast<u8>((mixed ^ mixed >> 13) >> 7);
+}
+
+static u32 countColours(u8* palette)
+{
+    u32 index = sizeof Picture::palette;
+    while (index > 0 && palette[index - 1] == untouchedByte(index - 1))
+        index--;
+    u32 count = (index + 2) / 3;
+    std::fill(palette + 3 * count, palette + sizeof Picture::palette, u8{0});
+    return count;
+}
+
+Picture::Picture(const std::string& path, u32 forcedFormat) : file(path)
+{
+    constexpr size_t descriptionBytes = 8192;
+    checkSource(path, forcedFormat == 0);
+    format = chooseLoader(path, forcedFormat);
+
+    loaderPath.assign(longestPath + 1, 0);
+    std::copy(path.begin(), path.end(), loaderPath.begin());
+    for (u32 i = 0; i < sizeof palette; i++)
+        palette[i] = untouchedByte(i);
+    std::vector<char> text(descriptionBytes, 0);
+
+    int status;
+    int errorNumber;
+    {
+        LibraryOutput output;
+        errno = 0;
+        status = getTryLoad()(loaderPath.data(), &kind, &width, &height, &resX, &resY, &mulX, &mulY, palette,
+                              text.data(), &orientationFlag, &firstPart, 1);
+        errorNumber = status == loadCannotRead ? errno : 0;
+        complaint = output.firstLine();
+    }
+    if (status != loadSuccess)
+        throw statusFailure(*this, status, forcedFormat == 0, errorNumber);
+    paletteColours = countColours(palette);
+    description = text.data();
+}
+
+Picture::~Picture()
+{
+    LibraryOutput output; // a picture whose pixels nobody wanted is a reason to complain, too
+    getEndLoad()();
+}
+
+u64 rowBytes(const Picture& picture)
+{
+    u64 width = picture.width;
+    switch (picture.kind) {
+    case kindBilevel:
+        return (width + 7) / 8;
+    case kindIndexed:
+        return width;
+    case kindRGB:
+        return 3 * width;
+    case kindRGBA:
+        return 4 * width;
+    default:
+        throw Failure{exitBadData, picture.file, "the file holds no picture that can be shown"};
+    }
+}
+
+Pixels loadPixels(Picture& picture)
+{
+    std::string size = std::to_string(picture.width) + " x " + std::to_string(picture.height) + " pixels";
+    if (picture.width == 0 || picture.height == 0)
+        throw Failure{exitBadData, picture.file, "the picture is empty (" + size + ")"};
+    u64 bytesPerRow = rowBytes(picture);
+    // Memory that no row is written to costs nothing this way, however large a damaged header says the picture is.
+    Pixels pixels(bytesPerRow <= UINT32_MAX ? static_cast<u8*>(calloc(picture.height, bytesPerRow)) : nullptr);
+    if (pixels == nullptr)
+        throw Failure{exitOutOfMemory, picture.file, "there is not enough memory for a picture of " + size};
+    int status;
+    {
+        LibraryOutput output;
+        status = getLoadBand()(pixels.get(), picture.height, static_cast<u32>(bytesPerRow));
+        if (picture.complaint.empty())
+            picture.complaint = output.firstLine();
+    }
+    if (status == loadCannotRead)
+        throw Failure{exitCannotRead, picture.file, "the file is damaged, its data end early"};
+    if (status != loadSuccess)
+        throw statusFailure(picture, status, true, 0);
+    return pixels;
+}
+
+u32 colourCount(const Picture& picture)
+{
+    return picture.kind == kindBilevel ? 2 : picture.kind == kindIndexed ? picture.paletteColours : 0;
+}
+
+std::string colourText(const Picture& picture)
+{
+    switch (picture.kind) {
+    case kindRGB:
+        return "true colour";
+    case kindRGBA:
+        return "true colour with transparency";
+    default:
+        u32 count = colourCount(picture);
+        return std::to_string(count) + (count == 1 ? " colour" : " colours");
+    }
+}

@@ -1,0 +1,50 @@
+#include "library_output.h"
+
+#include <fcntl.h>
+#include <sys/mman.h>
+#include <unistd.h>
+
+#include <cstdio>
+
+static void redirect(int from, int to)
+{
+    if (to >= 0)
+        dup2(to, from);
+}
+
+static void closeIfOpen(int descriptor)
+{
+    if (descriptor >= 0)
+        close(descriptor);
+}
+
+LibraryOutput::LibraryOutput()
+{
+    fflush(stdout);
+    collected = memfd_create("library output", MFD_CLOEXEC);
+    standardOutput = fcntl(STDOUT_FILENO, F_DUPFD_CLOEXEC, 0);
+    standardError = fcntl(STDERR_FILENO, F_DUPFD_CLOEXEC, 0);
+    if (standardOutput >= 0)
+        redirect(STDOUT_FILENO, collected);
+    if (standardError >= 0)
+        redirect(STDERR_FILENO, collected);
+}
+
+LibraryOutput::~LibraryOutput()
+{
+    fflush(stdout);
+    redirect(STDOUT_FILENO, standardOutput);
+    redirect(STDERR_FILENO, standardError);
+    closeIfOpen(standardOutput);
+    closeIfOpen(standardError);
+    closeIfOpen(collected);
+}
+
+std::string LibraryOutput::firstLine() const
+{
+    fflush(stdout);
+    char text[200];
+    ssize_t length = collected < 0 ? 0 : pread(collected, text, sizeof text, 0);
+    std::string line(text, length > 0 ? static_cast<size_t>(length) : 0);
+    return line.substr(0, line.find('\n'));
+}
