@@ -1,7 +1,9 @@
-// Numbers in bytes, and the delivery of rows.
+// Numbers in bytes, bit order, and the delivery of rows.
 #pragma once
 
 #include <algorithm>
+#include <cstddef>
+#include <cstdio>
 #include <cstring>
 
 #include "tload.h"
@@ -15,6 +17,26 @@ inline u32 littleEndian32(const u8* bytes)
 {
     return littleEndian16(bytes) | littleEndian16(bytes + 2) << 16;
 }
+
+inline u32 bigEndian16(const u8* bytes)
+{
+    return static_cast<u32>(bytes[0]) << 8 | bytes[1];
+}
+
+inline u32 bigEndian32(const u8* bytes)
+{
+    return bigEndian16(bytes) << 16 | bigEndian16(bytes + 2);
+}
+
+// Reverses the bits of every byte, and complements them if asked.
+void reverseBits(u8* data, size_t size, bool negate);
+
+// Loom files keep the leftmost end in a byte's lowest bit, card files a lift as a clear bit.
+enum class BitOrder { asStored, reversed, reversedAndNegated };
+
+// Reads count rows as they are stored and turns the bits of rows x bytesPerRow, what lies behind a row included. 7 when
+// the data end early, 2 when a row that is longer than bytesPerRow finds no memory.
+LoadStatus readStoredRows(FILE* stream, u8* rows, u32 count, u64 rowBytes, u64 bytesPerRow, BitOrder order);
 
 // Copies as much of a row as the caller's stride has room for.
 inline void deliverRow(u8* destination, const u8* row, u64 rowBytes, u64 bytesPerRow)

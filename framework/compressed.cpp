@@ -30,8 +30,10 @@ int readCompressedData(const char* sizeText, u8* dest, int destCapacity, FILE* f
         return 0;
     // A size that the file does not hold is refused before memory is spent on it.
     u64 left = 0;
-    if (bytesLeft(file, left) && size > left)
+    if (bytesLeft(file, left) && size > left) {
+        fseeko(file, 0, SEEK_END);
         return 0;
+    }
     Buffer compressed;
     if (!compressed.allocate(size) || !readExactly(file, compressed.bytes, size))
         return 0;

@@ -1,6 +1,8 @@
 #include "framework/file.h"
 
+#include <fcntl.h>
 #include <sys/stat.h>
+#include <unistd.h>
 
 #include <cstdlib>
 
@@ -14,8 +16,17 @@ File::~File()
 bool File::open(const char* path)
 {
     closeSlot(stream);
-    if (path != nullptr)
-        stream = fopen(path, "rb");
+    if (path == nullptr)
+        return false;
+    // Without waiting, or a pipe would be waited for until somebody writes into it.
+    int descriptor = ::open(path, O_RDONLY | O_CLOEXEC | O_NONBLOCK);
+    if (descriptor < 0)
+        return false;
+    struct stat info;
+    if (fstat(descriptor, &info) == 0 && !S_ISFIFO(info.st_mode))
+        stream = fdopen(descriptor, "rb");
+    if (stream == nullptr)
+        close(descriptor);
     return stream != nullptr;
 }
 

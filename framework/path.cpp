@@ -5,9 +5,10 @@
 const char* getRelativePath(const char* path, const char* other)
 {
     LoaderThreadState& state = threadState();
-    state.relativePath[0] = 0;
-    if (path == nullptr || other == nullptr)
+    if (path == nullptr || other == nullptr) {
+        state.relativePath[0] = 0;
         return state.relativePath;
+    }
 
     size_t lastCommon = 0;
     for (size_t i = 0; path[i] != 0 && path[i] == other[i]; i++) {
@@ -22,7 +23,9 @@ const char* getRelativePath(const char* path, const char* other)
                 levels++;
         }
     }
-    snprintf(state.relativePath, relativePathBytes, "%02d%s", levels, other + lastCommon);
+    char result[relativePathBytes]; // the arguments may be parts of the result before
+    snprintf(result, sizeof result, "%02d%s", levels, other + lastCommon);
+    memcpy(state.relativePath, result, sizeof result);
     return state.relativePath;
 }
 
@@ -30,7 +33,7 @@ char* dirName(const char* path)
 {
     LoaderThreadState& state = threadState();
     size_t length = strnlen(path, dirNameBytes - 1);
-    memcpy(state.dirName, path, length);
+    memmove(state.dirName, path, length); // path may be an earlier result
     state.dirName[length] = 0;
 
     // A separator at the very start does not count.

@@ -54,31 +54,6 @@ char* fgetsDosMac(char* buf, int size, FILE* file)
     return count > 0 ? buf : nullptr;
 }
 
-void reverseNegateBytes(u8* data, int length, int negate)
-{
-    // Three exchanges of halves instead of a table: the compiler turns them into vector instructions.
-    u8 flip = negate != 0 ? 0xFF : 0;
-    for (int i = 0; i < length; i++) {
-        u8 bits = data[i];
-        bits = static_cast<u8>(bits >> 4 | bits << 4);
-        bits = static_cast<u8>((bits >> 2 & 0x33) | (bits & 0x33) << 2);
-        bits = static_cast<u8>((bits >> 1 & 0x55) | (bits & 0x55) << 1);
-        data[i] = bits ^ flip;
-    }
-}
-
-u32 crcUWF(u32 crc, const void* data, int length)
-{
-    constexpr u32 reflectedPolynomial = 0x8408;
-    const u8* bytes = static_cast<const u8*>(data);
-    for (int i = 0; i < length; i++) {
-        crc = (crc & 0xFFFF) ^ bytes[i];
-        for (int bit = 0; bit < 8; bit++)
-            crc = crc >> 1 ^ ((crc & 1) != 0 ? reflectedPolynomial : 0);
-    }
-    return crc;
-}
-
 // The first place in text where before, tag and after stand in a row.
 static char* findTag(char* text, const char* before, const char* tag, const char* after)
 {

@@ -86,7 +86,8 @@ enum {
  *   description      out: a zero-terminated text in a buffer of at least 4096 bytes
  *   orientationFlag  out: 0 for pictures, 1 for loom and weave files (TIFF: from its orientation tag)
  *   firstPart        out: 0 when the file continues a design of several files, else 1
- *   wantPalette      nonzero asks for everything; 0 lets some loaders skip the palette or the picture
+ *   wantPalette      1 asks for everything; 0 lets some loaders skip the palette or the picture; 2 asks the vector
+ *                    preview only to identify the file. Other values are not used.
  *
  * Returns a LoadStatus. After anything but 0 nothing is open: call neither loadBand nor endLoad. Outputs are then
  * undefined, those of them that the loader did not reach keep their values. */
@@ -101,8 +102,9 @@ typedef int (*TryLoadFn)(const char* path, u32* kind, u32* width, u32* height, u
  * expanded at once. BMP files are stored from the bottom up: however many rows are asked for, buf is the first row of
  * the whole picture.
  *
- * Returns a LoadStatus: 7 when the data end early or no picture is open, 4 on a decoder error, 2 when a work buffer
- * cannot be allocated. Rows behind the picture's last are never written. */
+ * Returns a LoadStatus; anything but 0 is a failure, and which it is depends on the format. Most report 7 when the data
+ * end early, GIF 3 and PNG 4; what a JPEG file lacks its decoder makes up. 2 when a work buffer cannot be allocated, 7
+ * when no picture is open. Rows behind the picture's last are never written. */
 typedef int (*LoadBandFn)(u8* buf, u32 rows, u32 bytesPerRow);
 
 /* Closes the picture and frees all that its loader held; a second call is harmless. Returns 0. */
@@ -230,7 +232,8 @@ TLOAD_API const char* llibGetVectorPreviewCommand(void);
 
 /* Whether the rows of Bonas files are padded; 1 unless set. */
 TLOAD_API void llibSetBonasLinePadding(u32 padding);
-/* The hook module of Staubli JC4 files; 0, the default, detects it. */
+/* Which hook module to assume where the width of a Staubli JC4 file allows several: 0, the default, detects it from the
+ * picks, 1 means 1344 hooks, 2 means 1536, 3 and above 3072. */
 TLOAD_API void setDefaultMappingJC4(u32 selector);
 /* Nonzero makes parseOneLineTagXML report on standard output what it does not find; 0 unless set. */
 TLOAD_API void setVerboseXML(u32 on);
@@ -246,7 +249,8 @@ TLOAD_API void initLoadFabric(void);
 
 /* The first min(size, 256) bytes of a file, from a cache of one file that is keyed by path and size: bytes behind the
  * file's size are left from earlier files, so look at loadImgLastFilesize first. Null when path is null or the file
- * cannot be read; the cache is then unchanged. A cached file that has vanished is still answered. */
+ * cannot be read; the cache is then unchanged. A cached file that has vanished is still answered, and so is the empty
+ * path while no path is remembered. */
 TLOAD_API const u8* loadImgCheckHeader(const char* path);
 /* The size in bytes of the file that loadImgCheckHeader last read successfully, 0 before any. */
 TLOAD_API i64 loadImgLastFilesize(void);
@@ -259,9 +263,10 @@ TLOAD_API void stringToLower(char* text);
 TLOAD_API char* removeHead(char* text);
 /* Cuts the last character off and returns text. */
 TLOAD_API char* removeLast(char* text);
-/* Reads a line that ends in CR, LF or CR LF into buf of size bytes, without its end. One line end left by the previous
- * call is skipped. A line of size characters or more is cut and one character after it is lost. Null at the end of
- * the file, at a second line end in a row, and for a size below 1. */
+/* Reads a line that ends in CR, LF or CR LF into buf of size bytes, without its end. One line end before the line is
+ * skipped: what the previous call left of a CR LF, or an empty line. Of a line of size characters or more the first
+ * size - 1 are kept and the next two are lost. Null, with an empty buf, at the end of the file and when a second line
+ * end follows the skipped one; null and buf untouched for a size below 1. */
 TLOAD_API char* fgetsDosMac(char* buf, int size, FILE* file);
 /* Reverses the bits of every byte, and complements them when negate is nonzero. */
 TLOAD_API void reverseNegateBytes(u8* data, int length, int negate);
@@ -289,15 +294,17 @@ TLOAD_API char* baseName(const char* path);
  */
 
 /* Fills map[0 .. module - 1] with the physical hook order of one Staubli module of 1344, 1536 or 3072 hooks; any other
- * module counts as 3072. */
+ * module counts as 3072, and the map needs room for as many entries. */
 TLOAD_API void makeStaubliMapping(u32* map, i32 module);
 /* Extends the order of one module to count modules, side by side (separateModules nonzero) or interleaved, and inverts
  * it when invert is nonzero. The result replaces map[0 .. module x count - 1]. */
 TLOAD_API void invertStaubliMapping(u32* map, i32 module, i32 count, i32 invert, i32 separateModules);
 
-/* Reads a weave from an open stream whose "#BINDING" line was read last. line is the caller's line buffer. On success
- * returns nonzero, and *plane and *threading are blocks for the caller to free: mode 0 a draft (shaft plan and
- * threading), mode 1 a full plane. */
+/* Reads a weave from an open stream. line is a buffer of at least 100000 bytes that holds the line read last, which is
+ * "#BINDING\n": with any other there is nothing to read, and the result is 1. *plane and *threading are null or blocks
+ * from malloc, which are replaced and are the caller's to free afterwards, whatever the result; *width and *height
+ * stand where the stream says nothing. mode 0 is a draft (shaft plan and threading), mode 1 a full plane. Returns 1 on
+ * success, 0 on failure, 2 when a plane cannot be allocated. */
 TLOAD_API int readTevrinWeave(FILE* file, char* line, i32* mode, i32* width, i32* height, u8* orientationFlag,
                               i32** threading, u8** plane);
 

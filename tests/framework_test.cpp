@@ -103,6 +103,7 @@ TEST(HeaderCache, AnswersByPathAndSize)
     std::string pipe = directory.path + "/pipe";
     ASSERT_EQ(mkfifo(pipe.c_str(), 0600), 0);
     EXPECT_NE(loadImgCheckHeader(pipe.c_str()), nullptr); // does not wait for a writer
+    EXPECT_EQ(load(pipe, {.id = 2}).status, loadCannotRead);
 }
 
 TEST(HeaderCache, DoesNotRememberPathsThatAreTooLong)
@@ -392,6 +393,7 @@ TEST(Paths, AreSplitAndRelated)
 {
     EXPECT_STREQ(dirName("a/b/c"), "a/b");
     EXPECT_STREQ(dirName("abc"), "");
+    EXPECT_STREQ(dirName(dirName("a/b/c") + 1), "");
     EXPECT_STREQ(dirName("/abc"), "");
     EXPECT_EQ(strlen(dirName((std::string(4090, 'x') + "/" + std::string(100, 'y')).c_str())), 4090u);
     EXPECT_STREQ(baseName("a/b/c"), "c");

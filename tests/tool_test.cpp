@@ -45,7 +45,7 @@ static string number(unsigned value, int bytes)
 {
     string text;
     for (int i = 0; i < bytes; i++)
-        text += static_cast<char>(value >> (8 * i) & 255);
+        text += static_cast<char>(uint64_t{value} >> (8 * i) & 255);
     return text;
 }
 
@@ -97,9 +97,9 @@ struct Tool : testing::Test {
     }
     ~Tool() override { fs::remove_all(prints); }
 
-    pid_t start(vector<string> arguments) const
+    pid_t start(vector<string> arguments, const string& program = TLOAD_BINARY) const
     {
-        arguments.insert(arguments.begin(), TLOAD_BINARY);
+        arguments.insert(arguments.begin(), program);
         vector<char*> words;
         for (string& argument : arguments)
             words.push_back(argument.data());
@@ -111,7 +111,7 @@ struct Tool : testing::Test {
         posix_spawn_file_actions_addopen(&actions, STDERR_FILENO, (prints / "errors").c_str(), flags, 0600);
         posix_spawn_file_actions_addchdir_np(&actions, directory.c_str());
         pid_t process = -1;
-        EXPECT_EQ(posix_spawn(&process, TLOAD_BINARY, &actions, nullptr, words.data(), environ), 0);
+        EXPECT_EQ(posix_spawn(&process, program.c_str(), &actions, nullptr, words.data(), environ), 0);
         posix_spawn_file_actions_destroy(&actions);
         return process;
     }
@@ -312,10 +312,11 @@ TEST_F(Tool, LeavesNothingWhenInterrupted)
     put(directory / "old.png", "old");
 
     pid_t process = start({"convert", "large.bmp", "old.png"});
+    ASSERT_GT(process, 0); // anything else would send the signal to other processes
     siginfo_t ended = {};
     while (files().size() == 2 && ended.si_pid == 0) {
         std::this_thread::sleep_for(std::chrono::milliseconds(1));
-        waitid(P_PID, static_cast<id_t>(process), &ended, WEXITED | WNOHANG | WNOWAIT);
+        ASSERT_EQ(waitid(P_PID, static_cast<id_t>(process), &ended, WEXITED | WNOHANG | WNOWAIT), 0);
     }
     kill(process, SIGTERM);
     Result result = finish(process);
@@ -344,6 +345,19 @@ TEST_F(Tool, TellsWhatFilesHold)
     EXPECT_TRUE(documents[2].at("error").is_string());
     EXPECT_EQ(documents[3].at("colours"), 2);
     EXPECT_NE(run({"info", "small.bmp"}).output.find("299.999 x 299.999 dots per inch"), string::npos);
+}
+
+TEST_F(Tool, HasExamplesThatWork)
+{
+    put(directory / "small.bmp", smallBmp);
+    Result host = finish(start({"small.bmp"}, TLOAD_EXAMPLES "/example_host"));
+    EXPECT_EQ(host.exitCode, 0);
+    EXPECT_EQ(host.output, "P6\n2 2\n255\n\xFF" + string("\0\0\xFF\xFF\xFF\3\2\1\6\5\4", 11));
+    EXPECT_NE(finish(start({"gone.bmp"}, TLOAD_EXAMPLES "/example_host")).exitCode, 0);
+
+    put(directory / "bits.bmp", bmp(3, 1, 1, string("\xFF\xFF\xFF\0\0\0\0\0", 8), "\xA0" + string(3, '\0')));
+    EXPECT_EQ(finish(start({"bits.bmp"}, TLOAD_EXAMPLES "/example_minimal")).output,
+              "BMP, 3 x 1, lifted ends in row 1: 2\n");
 }
 
 TEST_F(Tool, ListsTheFormats)

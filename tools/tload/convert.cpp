@@ -9,8 +9,8 @@
 
 static std::string summary(const ConvertRequest& request, const Picture& picture)
 {
-    return request.source + ": " + returnLoaderString(picture.format) + ", " + std::to_string(picture.width) + " x " +
-           std::to_string(picture.height) + ", " + colourText(picture) + " -> " + request.target;
+    return request.source + ": " + returnLoaderString(picture.format) + ", " + sizeText(picture) + ", " +
+           colourText(picture) + " -> " + request.target;
 }
 
 ExitCode convertPicture(const ConvertRequest& request)

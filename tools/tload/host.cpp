@@ -257,14 +257,14 @@ u64 rowBytes(const Picture& picture)
 
 Pixels loadPixels(Picture& picture)
 {
-    std::string size = std::to_string(picture.width) + " x " + std::to_string(picture.height) + " pixels";
     if (picture.width == 0 || picture.height == 0)
-        throw Failure{exitBadData, picture.file, "the picture is empty (" + size + ")"};
+        throw Failure{exitBadData, picture.file, "the picture is empty (" + sizeText(picture) + " pixels)"};
     u64 bytesPerRow = rowBytes(picture);
     // Memory that no row is written to costs nothing this way, however large a damaged header says the picture is.
     Pixels pixels(bytesPerRow <= UINT32_MAX ? static_cast<u8*>(calloc(picture.height, bytesPerRow)) : nullptr);
     if (pixels == nullptr)
-        throw Failure{exitOutOfMemory, picture.file, "there is not enough memory for a picture of " + size};
+        throw Failure{exitOutOfMemory, picture.file,
+                      "there is not enough memory for a picture of " + sizeText(picture) + " pixels"};
     int status;
     {
         LibraryOutput output;
@@ -277,6 +277,11 @@ Pixels loadPixels(Picture& picture)
     if (status != loadSuccess)
         throw statusFailure(picture, status, true, 0);
     return pixels;
+}
+
+std::string sizeText(const Picture& picture)
+{
+    return std::to_string(picture.width) + " x " + std::to_string(picture.height);
 }
 
 u32 colourCount(const Picture& picture)

@@ -88,6 +88,8 @@ using Pixels = std::unique_ptr<u8, FreeMemory>;
 u64 rowBytes(const Picture& picture);
 Pixels loadPixels(Picture& picture);
 
+// "640 x 480"
+std::string sizeText(const Picture& picture);
 // 0 for true colour
 u32 colourCount(const Picture& picture);
 // "256 colours", "true colour", ...

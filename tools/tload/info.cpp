@@ -29,37 +29,43 @@ static void printLine(const char* label, const std::string& text)
     printf("  %-*s%s\n", labelWidth, label, printable(text).c_str());
 }
 
+struct KindNames {
+    const char* name;
+    const char* text;
+};
+
+static KindNames kindNames(u32 kind)
+{
+    switch (kind) {
+    case kindBilevel:
+        return {"bilevel", "bilevel, 1 bit a pixel"};
+    case kindIndexed:
+        return {"indexed", "indexed, a palette colour a pixel"};
+    case kindRGB:
+        return {"rgb", "RGB, 3 bytes a pixel"};
+    case kindRGBA:
+        return {"rgba", "RGBA, 4 bytes a pixel"};
+    default:
+        return {"unknown", "unknown"};
+    }
+}
+
 static void printInfoText(const Picture& picture)
 {
-    auto pair = [](u32 x, u32 y) { return std::to_string(x) + " x " + std::to_string(y); };
     printf("%s\n", printable(picture.file).c_str());
     printLine("Format", std::string(returnLoaderString(picture.format)) + " (" + std::to_string(picture.format) + ")");
-    printLine("Size", pair(picture.width, picture.height) + " pixels");
-    printLine("Colours", picture.kind == kindBilevel ? "2 colours, 1 bit a pixel" : colourText(picture));
+    printLine("Kind", kindNames(picture.kind).text);
+    printLine("Size", sizeText(picture) + " pixels");
+    printLine("Colours", colourText(picture));
     printLine("Resolution", bothResolutions(picture));
-    printLine("Multipliers", pair(picture.mulX, picture.mulY));
-    printLine("Orientation", std::to_string(picture.orientationFlag));
+    printLine("Multipliers", std::to_string(picture.mulX) + " x " + std::to_string(picture.mulY));
+    printLine("Orientation", std::to_string(picture.orientationFlag) +
+                                 (picture.orientationFlag == 0 ? ", as in pictures" : ", as in loom files"));
     printLine("First part", picture.firstPart != 0 ? "yes" : "no, the file continues a design of several files");
     std::istringstream lines(picture.description);
     const char* label = "Description";
     for (std::string line; std::getline(lines, line); label = "")
         printLine(label, line);
-}
-
-static const char* kindName(u32 kind)
-{
-    switch (kind) {
-    case kindBilevel:
-        return "bilevel";
-    case kindIndexed:
-        return "indexed";
-    case kindRGB:
-        return "rgb";
-    case kindRGBA:
-        return "rgba";
-    default:
-        return "unknown";
-    }
 }
 
 static Json infoJson(const Picture& picture)
@@ -70,7 +76,7 @@ static Json infoJson(const Picture& picture)
             {"status", exitSuccess},
             {"format", picture.format},
             {"formatName", returnLoaderString(picture.format)},
-            {"kind", kindName(picture.kind)},
+            {"kind", kindNames(picture.kind).name},
             {"width", picture.width},
             {"height", picture.height},
             {"resolutionX", resolution(picture.resX)},

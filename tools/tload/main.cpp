@@ -60,7 +60,8 @@ static void addSettings(CLI::App& app, LoaderSettings& settings)
     app.add_option("--bonas-line-padding", settings.bonasLinePadding, "Whether Bonas files pad their rows: 1 or 0")
         ->type_name("N")
         ->group("Settings");
-    app.add_option("--jc4-mapping", settings.mappingJC4, "Hook module of Staubli JC4 files, 0 finds it out")
+    app.add_option("--jc4-mapping", settings.mappingJC4,
+                   "Hooks of a module where a JC4 file leaves it open: 0 finds out, 1 = 1344, 2 = 1536, 3 = 3072")
         ->type_name("N")
         ->group("Settings");
 }

@@ -12,7 +12,7 @@
 
 #include "host.h"
 
-static constexpr int endingSignals[] = {SIGINT, SIGTERM, SIGHUP};
+static constexpr int endingSignals[] = {SIGINT, SIGTERM, SIGHUP, SIGQUIT};
 
 // What the signal handler removes; empty when there is nothing.
 static char nameToRemove[2 * PATH_MAX];
@@ -20,6 +20,18 @@ static char nameToRemove[2 * PATH_MAX];
 void failToWrite(const std::string& target, int errorNumber)
 {
     throw Failure{exitCannotWrite, target, "the file cannot be written " + systemReason(errorNumber)};
+}
+
+static std::string directoryOf(const std::string& path)
+{
+    return path.substr(0, path.rfind('/') + 1);
+}
+
+static void checkDirectory(const std::string& target, const std::string& resolved)
+{
+    std::string directory = directoryOf(resolved);
+    if (access(directory.empty() ? "." : directory.c_str(), W_OK | X_OK) != 0)
+        failToWrite(target, errno);
 }
 
 std::string resolveTarget(const std::string& target)
@@ -32,6 +44,7 @@ std::string resolveTarget(const std::string& target)
             failToWrite(target, errno);
         if (target.ends_with('/'))
             throw Failure{exitCannotWrite, target, "this names a directory, not a file to write"};
+        checkDirectory(target, target);
         return target;
     }
     if (S_ISDIR(info.st_mode))
@@ -41,6 +54,7 @@ std::string resolveTarget(const std::string& target)
     char resolved[PATH_MAX];
     if (realpath(target.c_str(), resolved) == nullptr)
         failToWrite(target, errno);
+    checkDirectory(target, resolved);
     return resolved;
 }
 
@@ -92,8 +106,7 @@ static int createUninterrupted(const std::string& nameTemplate)
 TemporaryFile::TemporaryFile(const std::string& targetName)
     : target(targetName), resolvedTarget(resolveTarget(targetName))
 {
-    std::string directory = resolvedTarget.substr(0, resolvedTarget.rfind('/') + 1);
-    std::string nameTemplate = directory + ".tload-XXXXXX";
+    std::string nameTemplate = directoryOf(resolvedTarget) + ".tload-XXXXXX";
     if (nameTemplate.size() >= sizeof nameToRemove)
         failToWrite(target, ENAMETOOLONG);
     catchEndingSignals();
