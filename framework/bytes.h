@@ -41,5 +41,7 @@ LoadStatus readStoredRows(FILE* stream, u8* rows, u32 count, u64 rowBytes, u64 b
 // Copies as much of a row as the caller's stride has room for.
 inline void deliverRow(u8* destination, const u8* row, u64 rowBytes, u64 bytesPerRow)
 {
-    memcpy(destination, row, std::min(rowBytes, bytesPerRow));
+    const u64 size = std::min(rowBytes, bytesPerRow);
+    if (size > 0)
+        memcpy(destination, row, size);
 }

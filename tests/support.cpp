@@ -80,6 +80,23 @@ Loaded load(const std::string& path, const LoadOptions& options)
     return loaded;
 }
 
+OpenPicture::OpenPicture(const std::string& path, u32 id)
+{
+    u32 ignored;
+    u8 flag;
+    Bytes palette(768);
+    std::vector<char> name(path.c_str(), path.c_str() + path.size() + 1), description(4096);
+    returnLoaderFunctions(id, path.c_str());
+    status = getTryLoad()(name.data(), &kind, &width, &height, &ignored, &ignored, &ignored, &ignored, palette.data(),
+                          description.data(), &flag, &ignored, 1);
+}
+
+OpenPicture::~OpenPicture()
+{
+    if (status == loadSuccess && isEnded)
+        getEndLoad()();
+}
+
 TestDirectory::TestDirectory()
 {
     char name[] = "/tmp/tload-test-XXXXXX";

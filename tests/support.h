@@ -36,6 +36,16 @@ struct Loaded {
 u64 rowBytesOf(u32 kind, u32 width);
 Loaded load(const std::string& path, const LoadOptions& options = {});
 
+// A picture that is open from construction to destruction, for tests that call loadBand themselves.
+struct OpenPicture {
+    int status;
+    u32 kind = 0, width = 0, height = 0;
+    bool isEnded = true; // by the destructor
+
+    OpenPicture(const std::string& path, u32 id);
+    ~OpenPicture();
+};
+
 // A directory of its own for each test, removed with all it holds.
 struct TestDirectory {
     std::string path;

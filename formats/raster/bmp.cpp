@@ -85,14 +85,14 @@ static LoadStatus tryLoad(const LoadRequest& request, ImageInfo& image)
     u8 info[largestInfoHeader];
     if (!readExactly(file.stream, fileHeader, sizeof fileHeader) || !readExactly(file.stream, info, infoBytes))
         return loadWrongFormat;
-    if (littleEndian32(info + atCompression) != 0)
-        return loadWrongFormat;
 
     BmpState loaded{};
     auto width = static_cast<i32>(littleEndian32(info + atWidth));
     auto height = static_cast<i32>(littleEndian32(info + atHeight));
     loaded.width = image.width = static_cast<u32>(width);
     loaded.height = image.height = static_cast<u32>(height);
+    if (littleEndian32(info + atCompression) != 0)
+        return loadWrongFormat;
     loaded.bitsPerPixel = littleEndian16(info + atBitsPerPixel);
     switch (loaded.bitsPerPixel) {
     case 1:

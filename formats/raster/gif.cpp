@@ -417,7 +417,9 @@ static LoadStatus decodeRows(GifDecoder& decoder, GifState& state, GifCursor& cu
             return loadSuccess;
         decoder.pending = false;
         if (!resumes) {
-            decodeOrdinaryCodes(decoder, colourMask, width, cursor);
+            // Once the data have come to their end, every call delivers one code more.
+            if (state.decodeStatus == loadSuccess)
+                decodeOrdinaryCodes(decoder, colourMask, width, cursor);
             if (cursor.code == endCode)
                 return loadSuccess;
         }

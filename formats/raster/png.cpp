@@ -165,6 +165,8 @@ static LoadStatus readHeader(PngPicture& picture, FILE* stream, ImageInfo& image
     readTexts(picture, image);
     readTransparency(picture, alpha);
 
+    // Indices beyond the palette are shown as they are: a look at every pixel for a warning that nobody reads is saved.
+    png_set_check_for_invalid_index(picture.read, 0);
     png_set_invert_mono(picture.read);
     picture.passes = png_set_interlace_handling(picture.read);
     chooseLayout(picture, image, bitDepth);
