@@ -6,21 +6,8 @@
 #include <string>
 #include <vector>
 
+#include "samples/picture.h"
 #include "tload.h"
-
-static u64 rowBytesOf(u32 kind, u32 width)
-{
-    switch (kind) {
-    case kindBilevel:
-        return (static_cast<u64>(width) + 7) / 8;
-    case kindIndexed:
-        return width;
-    case kindRGB:
-        return 3ull * width;
-    default:
-        return 4ull * width;
-    }
-}
 
 extern "C" int LLVMFuzzerTestOneInput(const u8* data, size_t size)
 {
@@ -43,7 +30,7 @@ extern "C" int LLVMFuzzerTestOneInput(const u8* data, size_t size)
     if (getTryLoad() != nullptr &&
         getTryLoad()(path.c_str(), &kind, &width, &height, &ignored, &ignored, &ignored, &ignored, palette.data(),
                      description.data(), &flag, &ignored, 1) == loadSuccess) {
-        u64 rowBytes = rowBytesOf(kind, width);
+        u64 rowBytes = pictureRowBytes(kind, width);
         if (rowBytes * height <= 1 << 24) {
             std::vector<u8> rows(rowBytes * height);
             getLoadBand()(rows.data(), height, static_cast<u32>(rowBytes));

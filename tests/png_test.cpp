@@ -51,13 +51,13 @@ TEST(Png, DeliversEveryColourTypeAndDepth)
         // Grey is delivered inverted, with a ramp that undoes it.
         bool grey = layout.colourType == pngGrey || layout.colourType == pngGreyAlpha;
         u32 top = layout.bitDepth >= 8 ? 255 : (1u << layout.bitDepth) - 1;
-        Bytes expected(17 * rowBytesOf(layout.kind, 33), 0);
+        Bytes expected(17 * pictureRowBytes(layout.kind, 33), 0);
         for (u32 y = 0; y < 17; y++) {
             for (u32 x = 0; x < 33; x++) {
                 auto sample = [&](u32 channel) {
                     return static_cast<u8>(sampleAt(image, x, y, channel, layout.channels));
                 };
-                u8* row = expected.data() + y * rowBytesOf(layout.kind, 33);
+                u8* row = expected.data() + y * pictureRowBytes(layout.kind, 33);
                 if (layout.kind == kindBilevel)
                     row[x / 8] |= static_cast<u8>((1 - sample(0)) << (7 - x % 8));
                 else if (layout.kind == kindIndexed)

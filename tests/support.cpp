@@ -14,20 +14,6 @@ extern "C" const char* __lsan_default_suppressions()
     return "leak:storeText\nleak:loadImgCheckHeader\n";
 }
 
-u64 rowBytesOf(u32 kind, u32 width)
-{
-    switch (kind) {
-    case kindBilevel:
-        return (static_cast<u64>(width) + 7) / 8;
-    case kindIndexed:
-        return width;
-    case kindRGB:
-        return 3ull * width;
-    default:
-        return 4ull * width;
-    }
-}
-
 Bytes Loaded::pixels() const
 {
     Bytes packed;
@@ -55,7 +41,7 @@ Loaded load(const std::string& path, const LoadOptions& options)
     if (loaded.status != loadSuccess)
         return loaded;
 
-    loaded.rowBytes = rowBytesOf(loaded.kind, loaded.width);
+    loaded.rowBytes = pictureRowBytes(loaded.kind, loaded.width);
     loaded.stride = static_cast<u64>(static_cast<i64>(loaded.rowBytes) + options.extraStride);
     // Damaged headers announce pictures that no test wants in memory: their first rows will do.
     constexpr u64 mostBytes = 64 << 20;

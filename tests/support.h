@@ -4,6 +4,7 @@
 #include <string>
 #include <vector>
 
+#include "samples/picture.h"
 #include "tload.h"
 
 using Bytes = std::vector<u8>;
@@ -33,7 +34,6 @@ struct Loaded {
     Bytes pixels() const; // without what is behind each row
 };
 
-u64 rowBytesOf(u32 kind, u32 width);
 Loaded load(const std::string& path, const LoadOptions& options = {});
 
 // A picture that is open from construction to destruction, for tests that call loadBand themselves.
