@@ -9,8 +9,10 @@
 
 static std::string summary(const ConvertRequest& request, const Picture& picture)
 {
+    const std::string beginning =
+        picture.firstPartFile.empty() ? "" : ", the whole design from " + picture.firstPartFile + " on";
     return request.source + ": " + returnLoaderString(picture.format) + ", " + sizeText(picture) + ", " +
-           colourText(picture) + " -> " + request.target;
+           colourText(picture) + beginning + " -> " + request.target;
 }
 
 ExitCode convertPicture(const ConvertRequest& request)

@@ -159,6 +159,10 @@ static std::string refusal(const Picture& picture, int status, bool detected)
     if (!knownFormat(picture.format).loads)
         return detected ? "the format " + name + " is recognised but cannot be loaded by this version"
                         : "files of the format " + name + " cannot be loaded by this version";
+    const Helper* helper = helperOf(picture.format);
+    if (helper != nullptr && helper->setting() == nullptr)
+        return "files of the format " + name + " are opened with a program that is not installed (Debian package " +
+               helper->package + ")";
     return status == loadUnsupportedVariant
                ? "this " + name + " file is of a variant that cannot be loaded"
                : "this is not a " + name + " file, or a damaged or unusual one that cannot be loaded";
@@ -230,6 +234,8 @@ Picture::Picture(const std::string& path, u32 forcedFormat) : file(path)
         throw statusFailure(*this, status, forcedFormat == 0, errorNumber);
     paletteColours = countColours(palette);
     description = text.data();
+    if (path != loaderPath.data())
+        firstPartFile = loaderPath.data();
 }
 
 Picture::~Picture()

@@ -70,7 +70,8 @@ struct Picture {
     std::string description;
     u8 orientationFlag = 0;
     u32 firstPart = 1;
-    std::string complaint; // what a decoder found wrong with the file, though it went on; else empty
+    std::string firstPartFile; // where the loader began, when that is another part of the design than file; else empty
+    std::string complaint;     // what a decoder found wrong with the file, though it went on; else empty
 
     // Throws Failure. forcedFormat 0 detects the format.
     Picture(const std::string& path, u32 forcedFormat);

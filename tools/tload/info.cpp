@@ -61,7 +61,9 @@ static void printInfoText(const Picture& picture)
     printLine("Multipliers", std::to_string(picture.mulX) + " x " + std::to_string(picture.mulY));
     printLine("Orientation", std::to_string(picture.orientationFlag) +
                                  (picture.orientationFlag == 0 ? ", as in pictures" : ", as in loom files"));
-    printLine("First part", picture.firstPart != 0 ? "yes" : "no, the file continues a design of several files");
+    printLine("First part", picture.firstPart != 0          ? "yes"
+                            : picture.firstPartFile.empty() ? "no, the file continues a design of several files"
+                                                            : "no, the design begins with " + picture.firstPartFile);
     std::istringstream lines(picture.description);
     const char* label = "Description";
     for (std::string line; std::getline(lines, line); label = "")

@@ -1,5 +1,6 @@
 #include "known_formats.h"
 
+#include <algorithm>
 #include <iterator>
 
 static constexpr KnownFormat knownFormats[] = {
@@ -75,6 +76,21 @@ static constexpr KnownFormat knownFormats[] = {
     {"wjl", false}, // 70
 };
 static_assert(std::size(knownFormats) == formatCount);
+
+static constexpr Helper helpers[] = {
+    {42, llibGetGzipCommand, "gzip"},
+    {43, llibGetUnzipCommand, "unzip"},
+    {59, llibGetVectorPreviewCommand, "imagemagick"},
+    {64, llibGetUnzipCommand, "unzip"},
+    {66, llibGetMsExpandCommand, "mscompress"},
+};
+
+const Helper* helperOf(FormatId id)
+{
+    const Helper* found = std::find_if(std::begin(helpers), std::end(helpers),
+                                       [id](const Helper& helper) { return helper.format == id; });
+    return found != std::end(helpers) ? found : nullptr;
+}
 
 const KnownFormat& knownFormat(FormatId id)
 {

@@ -8,5 +8,15 @@ struct KnownFormat {
     bool loads;             // whether this version opens the format
 };
 
+// A format whose files are opened with the help of another program.
+struct Helper {
+    FormatId format;
+    const char* (*setting)(); // the library's command for it
+    const char* package;      // of Debian
+};
+
+// Null when the format needs none.
+const Helper* helperOf(FormatId id);
+
 // id 1..70
 const KnownFormat& knownFormat(FormatId id);

@@ -21,13 +21,15 @@ static void closeIfOpen(int descriptor)
 LibraryOutput::LibraryOutput()
 {
     fflush(stdout);
+    const int dropped = open("/dev/null", O_WRONLY | O_CLOEXEC);
     collected = memfd_create("library output", MFD_CLOEXEC);
     standardOutput = fcntl(STDOUT_FILENO, F_DUPFD_CLOEXEC, 0);
     standardError = fcntl(STDERR_FILENO, F_DUPFD_CLOEXEC, 0);
     if (standardOutput >= 0)
-        redirect(STDOUT_FILENO, collected);
+        redirect(STDOUT_FILENO, dropped);
     if (standardError >= 0)
         redirect(STDERR_FILENO, collected);
+    closeIfOpen(dropped);
 }
 
 LibraryOutput::~LibraryOutput()
@@ -42,7 +44,6 @@ LibraryOutput::~LibraryOutput()
 
 std::string LibraryOutput::firstLine() const
 {
-    fflush(stdout);
     char text[200];
     ssize_t length = collected < 0 ? 0 : pread(collected, text, sizeof text, 0);
     std::string line(text, length > 0 ? static_cast<size_t>(length) : 0);

@@ -4,8 +4,9 @@
 
 #include <string>
 
-// Keeps everything that is printed on standard output and standard error from there between construction and
-// destruction. Where that is not possible it is printed as ever.
+// Keeps what is printed on standard output and standard error from there between construction and destruction: the
+// loaders' remarks on standard output are dropped, what stands on standard error is collected. Where that is not
+// possible it is printed as ever.
 struct LibraryOutput {
     int standardOutput = -1;
     int standardError = -1;
@@ -16,6 +17,6 @@ struct LibraryOutput {
     LibraryOutput& operator=(const LibraryOutput&) = delete;
     ~LibraryOutput();
 
-    // Empty when nothing was printed.
+    // Of standard error; empty when nothing was printed there.
     std::string firstLine() const;
 };
