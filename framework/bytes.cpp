@@ -19,7 +19,6 @@ static u8 reversed(u8 bits)
 // reversed, for 32 bytes at once.
 __attribute__((target("avx2"))) static size_t reverseBlocks(u8* data, size_t size, u8 flip)
 {
-    constexpr size_t blockBytes = 32;
     const __m256i lowToHigh = _mm256_broadcastsi128_si256(_mm_setr_epi8(
         0x00, -0x80, 0x40, -0x40, 0x20, -0x60, 0x60, -0x20, 0x10, -0x70, 0x50, -0x30, 0x30, -0x50, 0x70, -0x10));
     const __m256i highToLow =
@@ -27,13 +26,27 @@ __attribute__((target("avx2"))) static size_t reverseBlocks(u8* data, size_t siz
     const __m256i half = _mm256_set1_epi8(0x0F);
     const __m256i flips = _mm256_set1_epi8(static_cast<char>(flip));
     size_t done = 0;
-    for (; done + blockBytes <= size; done += blockBytes) {
+    for (; done + sizeof(__m256i) <= size; done += sizeof(__m256i)) {
         auto* block = reinterpret_cast<__m256i*>(data + done);
         const __m256i bytes = _mm256_loadu_si256(block);
         const __m256i low = _mm256_and_si256(bytes, half);
         const __m256i high = _mm256_and_si256(_mm256_srli_epi16(bytes, 4), half);
         const __m256i turned =
             _mm256_or_si256(_mm256_shuffle_epi8(lowToHigh, low), _mm256_shuffle_epi8(highToLow, high));
+        _mm256_storeu_si256(block, _mm256_xor_si256(turned, flips));
+    }
+    return done;
+}
+
+// The same where the processor multiplies bit matrices: the mirror image is one product.
+__attribute__((target("avx2,gfni"))) static size_t reverseBlocksByMatrix(u8* data, size_t size, u8 flip)
+{
+    const __m256i mirror = _mm256_set1_epi64x(static_cast<i64>(0x8040201008040201));
+    const __m256i flips = _mm256_set1_epi8(static_cast<char>(flip));
+    size_t done = 0;
+    for (; done + sizeof(__m256i) <= size; done += sizeof(__m256i)) {
+        auto* block = reinterpret_cast<__m256i*>(data + done);
+        const __m256i turned = _mm256_gf2p8affine_epi64_epi8(_mm256_loadu_si256(block), mirror, 0);
         _mm256_storeu_si256(block, _mm256_xor_si256(turned, flips));
     }
     return done;
@@ -46,7 +59,8 @@ void reverseBits(u8* data, size_t size, bool negate)
     size_t done = 0;
 #if defined(__x86_64__)
     if (__builtin_cpu_supports("avx2"))
-        done = reverseBlocks(data, size, flip);
+        done =
+            __builtin_cpu_supports("gfni") ? reverseBlocksByMatrix(data, size, flip) : reverseBlocks(data, size, flip);
 #endif
     for (; done < size; done++)
         data[done] = reversed(data[done]) ^ flip;
