@@ -208,34 +208,66 @@ static u32 countColours(u8* palette)
     return count;
 }
 
-Picture::Picture(const std::string& path, u32 forcedFormat) : file(path)
-{
-    constexpr size_t descriptionBytes = 8192;
-    checkSource(path, forcedFormat == 0);
-    format = chooseLoader(path, forcedFormat);
-
-    loaderPath.assign(longestPath + 1, 0);
-    std::copy(path.begin(), path.end(), loaderPath.begin());
-    for (u32 i = 0; i < sizeof palette; i++)
-        palette[i] = untouchedByte(i);
-    std::vector<char> text(descriptionBytes, 0);
-
+struct Opening {
     int status;
     int errorNumber;
-    {
-        LibraryOutput output;
-        errno = 0;
-        status = getTryLoad()(loaderPath.data(), &kind, &width, &height, &resX, &resY, &mulX, &mulY, palette,
-                              text.data(), &orientationFlag, &firstPart, 1);
-        errorNumber = status == loadCannotRead ? errno : 0;
-        complaint = output.firstLine();
+};
+
+// Opens the picture with the loader that is installed.
+static Opening openPicture(Picture& picture)
+{
+    constexpr size_t descriptionBytes = 8192;
+    const std::string& path = picture.file;
+    picture.loaderPath.assign(longestPath + 1, 0);
+    std::copy(path.begin(), path.end(), picture.loaderPath.begin());
+    for (u32 i = 0; i < sizeof picture.palette; i++)
+        picture.palette[i] = untouchedByte(i);
+    picture.kind = kindBilevel;
+    std::vector<char> text(descriptionBytes, 0);
+
+    LibraryOutput output;
+    errno = 0;
+    const int status = getTryLoad()(picture.loaderPath.data(), &picture.kind, &picture.width, &picture.height,
+                                    &picture.resX, &picture.resY, &picture.mulX, &picture.mulY, picture.palette,
+                                    text.data(), &picture.orientationFlag, &picture.firstPart, 1);
+    const int errorNumber = status == loadCannotRead ? errno : 0;
+    picture.complaint = output.firstLine();
+    if (status == loadSuccess) {
+        picture.paletteColours = countColours(picture.palette);
+        picture.description = text.data();
+        if (path != picture.loaderPath.data())
+            picture.firstPartFile = picture.loaderPath.data();
     }
-    if (status != loadSuccess)
-        throw statusFailure(*this, status, forcedFormat == 0, errorNumber);
-    paletteColours = countColours(palette);
-    description = text.data();
-    if (path != loaderPath.data())
-        firstPartFile = loaderPath.data();
+    return {status, errorNumber};
+}
+
+// Formats share extensions, and names of numbered parts have none that detection knows.
+static bool openWithAnother(Picture& picture)
+{
+    const FormatId detected = picture.format;
+    for (FormatId another : formatsOfName(picture.file)) {
+        if (another == detected)
+            continue;
+        returnLoaderFunctions(static_cast<u32>(another), picture.file.c_str());
+        picture.format = another;
+        if (openPicture(picture).status == loadSuccess)
+            return true;
+    }
+    picture.format = detected;
+    return false;
+}
+
+Picture::Picture(const std::string& path, u32 forcedFormat) : file(path)
+{
+    const bool detects = forcedFormat == 0;
+    checkSource(path, detects);
+    format = chooseLoader(path, forcedFormat);
+    const Opening opening = openPicture(*this);
+    if (opening.status == loadSuccess)
+        return;
+    const Failure failure = statusFailure(*this, opening.status, detects, opening.errorNumber);
+    if (!detects || opening.status != loadWrongFormat || !openWithAnother(*this))
+        throw failure;
 }
 
 Picture::~Picture()

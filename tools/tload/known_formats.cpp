@@ -2,6 +2,9 @@
 
 #include <algorithm>
 #include <iterator>
+#include <sstream>
+
+#include "output.h"
 
 static constexpr KnownFormat knownFormats[] = {
     {"gif", true}, // 1
@@ -11,20 +14,20 @@ static constexpr KnownFormat knownFormats[] = {
     {"tif tiff", false}, // 5
     {"", false},
     {"", false},
-    {"ep", false},
+    {"ep", true},
     {"s01", false},
     {"", false}, // 10
     {"pbm pgm ppm", false},
-    {"jc4", false},
-    {"jc3", false},
-    {"jc5", false},
-    {"jc4", false}, // 15
-    {"jc4", false},
+    {"jc4", true},
+    {"jc3", true},
+    {"jc5", true},
+    {"", true}, // 15
+    {"jc4 dat", true},
     {"", false},
     {"wea", false},
     {"", false},
-    {"db1", false}, // 20
-    {"wif", false},
+    {"db1", true}, // 20
+    {"wif", true},
     {"j1p", false},
     {"bmp", true},
     {"pun", false},
@@ -45,7 +48,7 @@ static constexpr KnownFormat knownFormats[] = {
     {"drape", false},
     {"", false}, // 40
     {"upt", false},
-    {"zc5", false},
+    {"zc5", true},
     {"qtz", false},
     {"", false},
     {"arm", false}, // 45
@@ -63,13 +66,13 @@ static constexpr KnownFormat knownFormats[] = {
     {"", false},
     {"des", false},
     {"pdf eps svg svgz", false},
-    {"jc4loom", false}, // 60
+    {"oom", true}, // 60
     {"wbf", false},
     {"wb", false},
     {"pal gpl", false},
     {"dis des", false},
     {"org", false}, // 65
-    {"ep_", false},
+    {"ep_", true},
     {"aco", false},
     {"acb", false},
     {"dp5", false},
@@ -95,4 +98,41 @@ const Helper* helperOf(FormatId id)
 const KnownFormat& knownFormat(FormatId id)
 {
     return knownFormats[id - 1];
+}
+
+static bool isNumber(const std::string& text)
+{
+    return text.size() >= 2 && text.find_first_not_of("0123456789") == std::string::npos;
+}
+
+// What follows the last dot, which is cut off the name; empty when there is none.
+static std::string takeExtension(std::string& name)
+{
+    const size_t dot = name.rfind('.');
+    if (dot == std::string::npos)
+        return "";
+    std::string extension = name.substr(dot + 1);
+    name.resize(dot);
+    stringToLower(extension.data());
+    return extension;
+}
+
+std::vector<FormatId> formatsOfName(const std::string& path)
+{
+    constexpr FormatId jc4Network = 15; // its extension is the width
+    std::string name = baseNameOf(path);
+    std::string extension = takeExtension(name);
+    const bool isNumbered = isNumber(extension);
+    // The parts of a design are d.jc4.01, d.jc4.02 and so on.
+    if (isNumbered)
+        extension = takeExtension(name);
+    std::vector<FormatId> formats;
+    for (FormatId id = 1; id <= formatCount; id++) {
+        std::istringstream words(knownFormat(id).extensions);
+        const bool isNamed =
+            std::find(std::istream_iterator<std::string>(words), {}, extension) != std::istream_iterator<std::string>();
+        if (knownFormat(id).loads && ((isNamed && !extension.empty()) || (isNumbered && id == jc4Network)))
+            formats.push_back(id);
+    }
+    return formats;
 }

@@ -1,6 +1,9 @@
 // What the catalogue of the library does not tell about its formats.
 #pragma once
 
+#include <string>
+#include <vector>
+
 #include "tload.h"
 
 struct KnownFormat {
@@ -17,6 +20,9 @@ struct Helper {
 
 // Null when the format needs none.
 const Helper* helperOf(FormatId id);
+
+// The formats that a file's name speaks for, in the order of the catalogue, as far as this version loads them.
+std::vector<FormatId> formatsOfName(const std::string& path);
 
 // id 1..70
 const KnownFormat& knownFormat(FormatId id);
