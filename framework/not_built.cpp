@@ -42,42 +42,12 @@ void registerLoadSophisI()
     registerRefusal();
 }
 
-void registerLoadBonas()
-{
-    registerRefusal();
-}
-
 void registerLoadSchleicher()
 {
     registerRefusal();
 }
 
 void registerLoadWeave()
-{
-    registerRefusal();
-}
-
-void registerLoadStaubli()
-{
-    registerRefusal();
-}
-
-void registerLoadStaubliJC3()
-{
-    registerRefusal();
-}
-
-void registerLoadStaubliJC5()
-{
-    registerRefusal();
-}
-
-void registerLoadStaubliJC4network()
-{
-    registerRefusal();
-}
-
-void registerLoadStaubliJC4email()
 {
     registerRefusal();
 }
@@ -93,16 +63,6 @@ void registerLoadGrosse()
 }
 
 void registerLoadEAT()
-{
-    registerRefusal();
-}
-
-void registerLoad1858III()
-{
-    registerRefusal();
-}
-
-void registerLoadWIF()
 {
     registerRefusal();
 }
@@ -202,11 +162,6 @@ void registerLoadUPT()
     registerRefusal();
 }
 
-void registerLoadStaubliZC5()
-{
-    registerRefusal();
-}
-
 void registerLoadQTZ()
 {
     registerRefusal();
@@ -292,11 +247,6 @@ void registerLoadVectorPreview()
     registerRefusal();
 }
 
-void registerLoadStaubliJC4loom()
-{
-    registerRefusal();
-}
-
 void registerLoadWBF()
 {
     registerRefusal();
@@ -318,11 +268,6 @@ void registerLoadDIS()
 }
 
 void registerLoadORG()
-{
-    registerRefusal();
-}
-
-void registerLoadBonasCompressed()
 {
     registerRefusal();
 }
@@ -350,10 +295,6 @@ void registerLoadActWJL()
 void initLoadWeave() {}
 
 void initLoadFabric() {}
-
-void makeStaubliMapping(u32*, i32) {}
-
-void invertStaubliMapping(u32*, i32, i32, i32, i32) {}
 
 int readTevrinWeave(FILE*, char*, i32*, i32*, i32*, u8*, i32**, u8**)
 {

@@ -3,6 +3,7 @@
 
 #include <cstddef>
 
+#include "formats/loom/state.h"
 #include "formats/raster/state.h"
 #include "tload.h"
 
@@ -36,6 +37,7 @@ struct LoaderThreadState {
     char relativePath[relativePathBytes];
     char dirName[dirNameBytes];
 
+    LoomState loom;
     RasterState raster;
 };
 

@@ -11,6 +11,12 @@ inline void addLittleEndian(std::vector<uint8_t>& bytes, uint32_t value, unsigne
         bytes.push_back(static_cast<uint8_t>(value >> (8 * i)));
 }
 
+inline void addBigEndian(std::vector<uint8_t>& bytes, uint32_t value, unsigned size)
+{
+    for (unsigned i = size; i-- > 0;)
+        bytes.push_back(static_cast<uint8_t>(value >> (8 * i)));
+}
+
 inline void addText(std::vector<uint8_t>& bytes, std::string_view text)
 {
     bytes.insert(bytes.end(), text.begin(), text.end());

@@ -3,13 +3,58 @@
 #include <filesystem>
 
 #include "samples/bmp_writer.h"
+#include "samples/bonas_writer.h"
 #include "samples/gif_writer.h"
+#include "samples/jc4_writer.h"
+#include "samples/jc5_writer.h"
 #include "samples/jpeg_writer.h"
 #include "samples/pbm_writer.h"
 #include "samples/png_writer.h"
 
 static const uint32_t size = 256;
 static const uint32_t weaveSize = 400; // a binding needs more pixels to show the motif
+
+// Wide enough for padded picks, and in three files.
+static std::vector<uint8_t> encodeBonasPart(uint32_t part)
+{
+    return encodeBonas(motifPicture(pictureBilevel, 1432, 1200), {.picksPerFile = 500}, part);
+}
+
+// A first part that lacks picks has to fill a disk: four repeats of the motif each way.
+static std::vector<uint8_t> encodeJc4Part(size_t part)
+{
+    static const Picture motif = motifPicture(pictureBilevel, 1344, 1250);
+    Picture cloth = blankPicture(pictureBilevel, 4 * motif.width, 4 * motif.height);
+    const size_t rowBytes = pictureRowBytes(motif);
+    for (size_t i = 0; i < cloth.rows.size(); ++i)
+        cloth.rows[i] = motif.rows[i / (4 * rowBytes) % motif.height * rowBytes + i % rowBytes];
+    return cutCards(encodeJc4(cloth), jc4PicksStart, 1457600).at(part);
+}
+
+static std::vector<uint8_t> encodeJc3Part(size_t part)
+{
+    const uint32_t picksPerPart = 500;
+    static const Picture picture = motifPicture(pictureBilevel, 1344, 1250);
+    return cutCards(encodeJc3(picture, {.picksPerPart = picksPerPart}), jc3PicksStart,
+                    picksPerPart * pictureRowBytes(picture))
+        .at(part);
+}
+
+// Groups of hooks that do not fill their last bytes.
+static Jc5Options jc5Options()
+{
+    return {.name = "Bird on a branch",
+            .groups = {{21, "left selvedge"}, {178, "ground"}, {182, "ground"}, {19, "right selvedge"}}};
+}
+
+static std::vector<uint8_t> encodeJc5Part(uint32_t firstPick, uint32_t pickCount)
+{
+    Jc5Options options = jc5Options();
+    options.layout = {0x10101};
+    options.firstPick = firstPick;
+    options.pickCount = pickCount;
+    return encodeJc5(motifPicture(pictureBilevel, weaveSize, weaveSize), options);
+}
 
 struct Sample {
     const char* name;
@@ -23,6 +68,26 @@ static const Sample samples[] = {
     {"motif.png", [] { return encodePng(motifPicture(pictureRgba, size, size)); }},
     {"motif.jpg", [] { return encodeJpeg(motifPicture(pictureRgb, size, size)); }},
     {"motif.pbm", [] { return encodePbm(motifPicture(pictureBilevel, weaveSize, weaveSize)); }},
+    {"motif.ep", [] { return encodeBonas(motifPicture(pictureBilevel, weaveSize, weaveSize)); }},
+    {"motif-parts.ep", [] { return encodeBonasPart(0); }},
+    {"motif-parts.001", [] { return encodeBonasPart(1); }},
+    {"motif-parts.002", [] { return encodeBonasPart(2); }},
+    {"motif.ep_", [] { return compressForExpand(encodeBonas(motifPicture(pictureBilevel, weaveSize, weaveSize))); }},
+    {"motif.jc4", [] { return encodeJc4(motifPicture(pictureBilevel, 1344, 1000)); }},
+    {"motif-parts.jc4.01", [] { return encodeJc4Part(0); }},
+    {"motif-parts.jc4.02", [] { return encodeJc4Part(1); }},
+    {"motif-parts.jc4.03", [] { return encodeJc4Part(2); }},
+    {"motif.jc3", [] { return encodeJc3(motifPicture(pictureBilevel, 2688, 1250)); }},
+    {"motif-parts.jc3.01", [] { return encodeJc3Part(0); }},
+    {"motif-parts.jc3.02", [] { return encodeJc3Part(1); }},
+    {"motif-parts.jc3.03", [] { return encodeJc3Part(2); }},
+    {"motif-network.1344", [] { return encodeJc4Network(motifPicture(pictureBilevel, 1344, 1000)); }},
+    {"motif-email.jc4", [] { return encodeJc4Email(motifPicture(pictureBilevel, 1344, 1000)); }},
+    {"motif-loom.oom", [] { return encodeJc4Loom(motifPicture(pictureBilevel, weaveSize, weaveSize)); }},
+    {"motif.jc5", [] { return encodeJc5(motifPicture(pictureBilevel, weaveSize, weaveSize), jc5Options()); }},
+    {"motif-parts.j01", [] { return encodeJc5Part(0, 250); }},
+    {"motif-parts.j02", [] { return encodeJc5Part(250, 150); }},
+    {"motif.zc5", [] { return encodeZc5(motifPicture(pictureBilevel, weaveSize, weaveSize), jc5Options()); }},
 };
 
 int main(int argc, char** argv)

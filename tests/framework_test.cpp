@@ -35,7 +35,8 @@ TEST(Registry, EveryFormatInstallsALoaderThatRefusesRubbishAndEndsTwice)
     for (u32 id = 1; id <= formatCount; id++) {
         Loaded loaded = load(file, {.id = id});
         EXPECT_EQ(loaded.format, formatInstalled);
-        EXPECT_EQ(loaded.status, loadWrongFormat) << id;
+        // Too short for the headers of JC4 and JC III, which have no magic number.
+        EXPECT_EQ(loaded.status, id == 12 || id == 13 ? loadCannotRead : loadWrongFormat) << id;
         u8 untouched = 0x77;
         EXPECT_EQ(getLoadBand()(&untouched, 1, 1), loadBadData) << id;
         EXPECT_EQ(untouched, 0x77);

@@ -1,0 +1,69 @@
+// What the loom loaders remember between tryLoad, loadBand and endLoad.
+#pragma once
+
+#include <cstdio>
+
+#include "tload.h"
+
+constexpr u32 partNameBytes = 4096;
+
+// Shared by all Staubli loaders: a thread loads one file at a time.
+struct StaubliState {
+    FILE* file; // the current part
+    u32 nameLength;
+    char partName[partNameBytes];
+    char tempName[partNameBytes]; // removed at the end; empty = none
+    u32 rowsLeft;                 // of the whole design
+    u32 rowBytes;                 // of a pick in the file
+    u32 width;
+    u32 hookModule;
+    u32 moduleCount;
+    i64 partCounter;    // bytes, or for JC III picks, taken from the current part
+    i64 partDataLength; // bytes of picks in the current part; below 0 when not even its header is complete
+    bool multiPart;
+    i32 picksPerPart;
+};
+
+// What JC5 adds. It stands apart, sizes included, so that no other Staubli loader can drop its block or part it from
+// its sizes.
+struct StaubliJc5State {
+    u32 width;
+    u32 pickBytes; // in the file
+    i64 picksLeft; // in the current part
+    i64 dataStart;
+    u32 groupCount;
+    u32* groupWidths; // owned
+};
+
+struct BonasState {
+    FILE* file; // the current part
+    u32 nameLength;
+    char partName[partNameBytes];
+    char tempName[partNameBytes]; // removed at the end; empty = none
+    u32 tempFolderLength;         // of the folder in tempName that was made for it and goes too; 0 = none
+    u32 picksPerFile;
+    u32 fileCount;
+    u32 fileRowBytes;
+    u32 rowCounter; // picks delivered
+    u32 height;
+};
+
+struct WifState {
+    u8* image; // owned
+    u32 rowBytes;
+    u32 height;
+    u32 rowCursor;
+};
+
+struct Dobby1858State {
+    FILE* file;
+    u32 rowsLeft;
+};
+
+struct LoomState {
+    StaubliState staubli;
+    StaubliJc5State staubliJc5;
+    BonasState bonas;
+    WifState wif;
+    Dobby1858State dobby1858;
+};

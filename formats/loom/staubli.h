@@ -1,0 +1,41 @@
+// What the Staubli loaders share.
+#pragma once
+
+#include "formats/loom/staubli_mapping.h"
+#include "framework/loader.h"
+#include "framework/thread_state.h"
+
+constexpr size_t designNameBytes = 16;
+constexpr u8 endOfFile = 0xFF; // what a missing byte of a numbered part reads as
+
+// The first part of a design of several files, named stem.jc4.01 and so on: turns the last two digits of such a name
+// into "01". extension is what stands before the digits. firstPart becomes 0 when the name was another part's.
+bool turnToFirstPart(char* path, const char* extension, u32& firstPart);
+
+// Turns the last two characters of a numbered part's name into the next number: the last goes up by one, and the one
+// before it only when the last has become "0", so that "09" is followed by "0:".
+void nextPartName(char* name, u32 nameLength);
+
+// Closes the current part and opens the one that partName names at its picks. Without a name there is none.
+bool openPart(StaubliState& state, i64 dataStart);
+
+// Reads size bytes; those that the file lacks become missing.
+void readFilled(FILE* stream, u8* bytes, u64 size, u8 missing);
+
+// Reports a bilevel picture; designName, which may be null, ends the description.
+void reportCards(ImageInfo& image, u32 width, u32 height, const char* description, const u8* designName);
+
+// Ends what an earlier load may have left and begins this one.
+void startStaubli(File& file, const StaubliState& loaded);
+
+// Reads picks as they are stored, or as many bytes of them.
+using ReadPicks = LoadStatus (*)(StaubliState& state, u8* picks, u64 size);
+
+// How many modules the design has, if they are of this size.
+using CountModules = u32 (*)(const StaubliState& state, u32 module);
+
+// The rows of JC4: reads all of the band, finds the module and brings the hooks into the order of the design.
+LoadStatus loadMappedBand(u8* rows, u32 count, u32 bytesPerRow, ReadPicks readPicks, CountModules countModules);
+
+// Closes the current part and removes the temporary file.
+LoadStatus endStaubli();

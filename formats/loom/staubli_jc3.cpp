@@ -1,0 +1,121 @@
+// Staubli JC III cards.
+//
+//   header   512 bytes  "B", then decimal fields: see the offsets below
+//   picks    one after the other, the first hook in the lowest bit of a byte, a clear bit is a lift
+//
+// A design in several parts is named stem.jc3.01, stem.jc3.02 and so on; each part has the same number of picks and a
+// header of its own.
+#include <cstdlib>
+
+#include "formats/loom/staubli.h"
+#include "framework/bytes.h"
+
+constexpr size_t headerSize = 512;
+
+// Offsets in the header and lengths of its fields.
+constexpr size_t atWidth = 1;
+constexpr size_t widthDigits = 4;
+constexpr size_t atName = 5;
+constexpr size_t atHeight = 21;
+constexpr size_t heightDigits = 6;
+constexpr size_t atPicksPerPart = 66;
+constexpr size_t picksPerPartDigits = 4;
+
+constexpr i32 smallestHeight = 2;
+constexpr i32 largestSide = 65520;
+
+static i32 decimal(const u8* field, size_t digits)
+{
+    char text[heightDigits + 1]{};
+    memcpy(text, field, digits);
+    return atoi(text);
+}
+
+static LoadStatus tryLoad(const LoadRequest& request, ImageInfo& image)
+{
+    StaubliState loaded{};
+    u32 firstPart = 1;
+    loaded.multiPart = turnToFirstPart(request.path, "jc3.", firstPart);
+    image.firstPart = firstPart;
+
+    File file;
+    u8 header[headerSize];
+    if (!file.open(request.path) || !readExactly(file.stream, header, sizeof header))
+        return loadCannotRead;
+    const i32 width = decimal(header + atWidth, widthDigits);
+    const i32 height = decimal(header + atHeight, heightDigits);
+    if (header[0] != 'B' || width <= 0 || width > largestSide || width % static_cast<i32>(smallModule) != 0 ||
+        height < smallestHeight || height > largestSide)
+        return loadWrongFormat;
+
+    loaded.nameLength = static_cast<u32>(strlen(request.path));
+    if (loaded.multiPart)
+        strcpy(loaded.partName, request.path); // the system opens no longer names
+    loaded.width = static_cast<u32>(width);
+    loaded.rowsLeft = static_cast<u32>(height);
+    loaded.rowBytes = loaded.width / 8;
+    loaded.hookModule = smallModule;
+    loaded.moduleCount = loaded.width / smallModule;
+    loaded.picksPerPart = decimal(header + atPicksPerPart, picksPerPartDigits);
+    reportCards(image, loaded.width, loaded.rowsLeft, "Staubli JC III\n", header + atName);
+    image.firstPart = firstPart;
+    startStaubli(file, loaded);
+    return loadSuccess;
+}
+
+// A pick takes as many bytes as the caller has for a row, and never less than it has hooks.
+static LoadStatus readPick(StaubliState& state, u8* pick, u32 bytesPerRow)
+{
+    if (state.multiPart && state.partCounter == state.picksPerPart) {
+        nextPartName(state.partName, state.nameLength);
+        if (!openPart(state, headerSize))
+            return loadCannotRead;
+    }
+    readFilled(state.file, pick, state.rowBytes, endOfFile);
+    if (bytesPerRow > state.rowBytes)
+        fseeko(state.file, static_cast<off_t>(bytesPerRow - state.rowBytes), SEEK_CUR);
+    state.partCounter++;
+    return loadSuccess;
+}
+
+static LoadStatus loadBand(u8* rows, u32 count, u32 bytesPerRow)
+{
+    StaubliState& state = threadState().loom.staubli;
+    if (state.file == nullptr)
+        return loadBadData;
+    const u32 wanted = std::min(count, state.rowsLeft);
+    TurnedPicks turned;
+    Buffer stored;
+    HookMap map;
+    if (!allocateTurned(turned, state.rowBytes, wanted) ||
+        !stored.allocate(static_cast<u64>(picksAtOnce) * state.rowBytes) ||
+        !makeModuleMap(map, state.hookModule, state.moduleCount, true))
+        return loadOutOfMemory;
+
+    LoadStatus status = loadSuccess;
+    u32 done = 0;
+    while (done < wanted && status == loadSuccess) {
+        const u32 first = done;
+        const u32 end = std::min(wanted, first + picksAtOnce);
+        while (done < end && status == loadSuccess) {
+            status = readPick(state, stored.bytes + static_cast<u64>(done - first) * state.rowBytes, bytesPerRow);
+            if (status == loadSuccess)
+                done++;
+        }
+        turnPicks(turned, first, stored.bytes, done - first);
+    }
+    turned.picks = done;
+    state.rowsLeft -= done;
+    if (!deliverTurned(turned, map, rows, bytesPerRow))
+        return loadOutOfMemory;
+    if (status == loadSuccess && wanted < count) {
+        status = readPick(state, stored.bytes, bytesPerRow);
+        return status == loadSuccess ? loadBadData : status;
+    }
+    return status;
+}
+
+void registerLoadStaubliJC3()
+{
+    registerEntries<tryLoad, loadBand, endStaubli>();
+}
