@@ -289,8 +289,7 @@ TLOAD_API char* dirName(const char* path);
 TLOAD_API char* baseName(const char* path);
 
 /* ---------------------------------------------------------------------------------------------------------------
- * Looms and weaves. The functions from here on are declared so that hosts can link against them from the start; this
- * version answers as they do on failure: no result, 0 or null, the caller's data unchanged.
+ * Hook orders of Staubli modules
  */
 
 /* Fills map[0 .. module - 1] with the physical hook order of one Staubli module of 1344, 1536 or 3072 hooks; any other
@@ -299,6 +298,11 @@ TLOAD_API void makeStaubliMapping(u32* map, i32 module);
 /* Extends the order of one module to count modules, side by side (separateModules nonzero) or interleaved, and inverts
  * it when invert is nonzero. The result replaces map[0 .. module x count - 1]. */
 TLOAD_API void invertStaubliMapping(u32* map, i32 module, i32 count, i32 invert, i32 separateModules);
+
+/* ---------------------------------------------------------------------------------------------------------------
+ * Weaves and cloth. The functions from here on are declared so that hosts can link against them from the start; this
+ * version answers as they do on failure: no result, 0 or null, the caller's data unchanged.
+ */
 
 /* Reads a weave from an open stream. line is a buffer of at least 100000 bytes that holds the line read last, which is
  * "#BINDING\n": with any other there is nothing to read, and the result is 1. *plane and *threading are null or blocks

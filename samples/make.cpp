@@ -4,12 +4,14 @@
 
 #include "samples/bmp_writer.h"
 #include "samples/bonas_writer.h"
+#include "samples/dobby_1858_writer.h"
 #include "samples/gif_writer.h"
 #include "samples/jc4_writer.h"
 #include "samples/jc5_writer.h"
 #include "samples/jpeg_writer.h"
 #include "samples/pbm_writer.h"
 #include "samples/png_writer.h"
+#include "samples/wif_writer.h"
 
 static const uint32_t size = 256;
 static const uint32_t weaveSize = 400; // a binding needs more pixels to show the motif
@@ -56,6 +58,19 @@ static std::vector<uint8_t> encodeJc5Part(uint32_t firstPick, uint32_t pickCount
     return encodeJc5(motifPicture(pictureBilevel, weaveSize, weaveSize), options);
 }
 
+// 40 shafts leave no room for bindings: whatever is no ground is lifted.
+static Picture motifShadow(uint32_t width, uint32_t height)
+{
+    const Picture motif = motifPicture(pictureIndexed, width, height);
+    const uint32_t cream = 0, linen = 10;
+    Picture shadow = blankPicture(pictureBilevel, width, height);
+    for (uint32_t i = 0; i < width * height; ++i)
+        if (motif.rows[i] != cream && motif.rows[i] != linen)
+            shadow.rows[i / width * pictureRowBytes(shadow) + i % width / 8] |=
+                static_cast<uint8_t>(0x80 >> i % width % 8);
+    return shadow;
+}
+
 struct Sample {
     const char* name;
     std::vector<uint8_t> (*encode)();
@@ -88,6 +103,10 @@ static const Sample samples[] = {
     {"motif-parts.j01", [] { return encodeJc5Part(0, 250); }},
     {"motif-parts.j02", [] { return encodeJc5Part(250, 150); }},
     {"motif.zc5", [] { return encodeZc5(motifPicture(pictureBilevel, weaveSize, weaveSize), jc5Options()); }},
+    {"motif.wif", [] { return encodeWif(motifDraft(), {.lineEnd = "\r\n"}); }},
+    {"motif-liftplan.wif", [] { return encodeWif(draftOfPicture(motifPicture(pictureBilevel, 240, 240))); }},
+    {"motif.db1", [] { return encodeDobby1858(motifShadow(40, 56)); }},
+    {"motif-little-endian.db1", [] { return encodeDobby1858(motifShadow(40, 56), {.littleEndian = true}); }},
 };
 
 int main(int argc, char** argv)

@@ -115,7 +115,7 @@ WifDraft motifDraft()
         draft.threading.push_back({wave(end, draft.ends)});
     for (uint32_t pick = 0; pick < draft.picks; ++pick)
         draft.treadling.push_back(wave(pick, draft.picks));
-    // Steep ribs of 1/2, 3/1, 1/3, 5/1, 1/3, 3/1 twill: every float is short.
+    // A twill line of 3/1, 1/3, 4/1, 1/3, 1/2, 3/1.
     static const bool ribs[] = {true,  true, true,  false, true,  false, false, false, true, true, true, true,
                                 false, true, false, false, false, true,  false, false, true, true, true, false};
     for (uint32_t treadle = 0; treadle < draft.treadles; ++treadle) {
@@ -136,4 +136,19 @@ WifDraft withLiftplan(const WifDraft& draft)
     for (uint32_t treadle : draft.treadling)
         lifted.liftplan.push_back(draft.tieup.at(treadle - 1));
     return lifted;
+}
+
+WifDraft draftOfPicture(const Picture& picture)
+{
+    WifDraft draft{.ends = picture.width, .picks = picture.height, .shafts = picture.width, .treadles = picture.width};
+    const size_t rowBytes = pictureRowBytes(picture);
+    for (uint32_t end = 1; end <= picture.width; ++end)
+        draft.threading.push_back({end});
+    for (uint32_t pick = 0; pick < picture.height; ++pick) {
+        draft.liftplan.emplace_back();
+        for (uint32_t end = 0; end < picture.width; ++end)
+            if ((picture.rows[pick * rowBytes + end / 8] << end % 8 & 0x80) != 0)
+                draft.liftplan.back().push_back(end + 1);
+    }
+    return draft;
 }

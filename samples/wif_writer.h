@@ -23,7 +23,9 @@ struct WifOptions {
 
 std::vector<uint8_t> encodeWif(const WifDraft& draft, const WifOptions& options = {});
 
-// Three stars in an ornamental twill of 24 shafts.
+// An ornamental twill of diamonds on 24 shafts.
 WifDraft motifDraft();
 // The same cloth for a loom without treadles.
 WifDraft withLiftplan(const WifDraft& draft);
+// A bilevel picture as a lift plan, each end on a shaft of its own.
+WifDraft draftOfPicture(const Picture& picture);

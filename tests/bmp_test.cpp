@@ -135,18 +135,13 @@ TEST(Bmp, RefusesWhatItDoesNotRead)
         int status;
     };
     const Case cases[] = {{14, 108, loadWrongFormat},
-                          {14, 12, loadWrongFormat},
                           {14, 0x128, loadWrongFormat},
                           {26, 24 << 16 | 2, loadWrongFormat},
-                          {26, 16 << 16 | 1, loadWrongFormat},
-                          {26, 1, loadWrongFormat},
                           {26, 33 << 16 | 1, loadWrongFormat},
                           {30, 1, loadWrongFormat},
                           {18, 0, loadBadData},
                           {18, 65521, loadBadData},
-                          {18, 0xFFFFFFFF, loadBadData},
                           {22, 0, loadBadData},
-                          {22, 65521, loadBadData},
                           {22, 0xFFFFFFFD, loadBadData}};
     int number = 0;
     for (const Case& one : cases) {

@@ -67,11 +67,10 @@ TEST(Settings, KeepACopyAndBelongToTheThread)
         EXPECT_STREQ(setting.get(), "second");
         std::thread([&] { EXPECT_EQ(setting.get(), nullptr); }).join();
     }
-    for (const Setting& setting : settings) {
-        EXPECT_STREQ(setting.get(), "second");
+    EXPECT_STREQ(llibGetTmpDir(), "second");
+    for (const Setting& setting : settings)
         setting.set(nullptr);
-        EXPECT_EQ(setting.get(), nullptr);
-    }
+    EXPECT_EQ(llibGetTmpDir(), nullptr);
 }
 
 TEST(HeaderCache, AnswersByPathAndSize)
@@ -128,7 +127,6 @@ TEST(Catalogue, HasTheTextsAndPredicates)
     EXPECT_STREQ(returnLoaderStringNoLogo(1), " GIF");
     EXPECT_STREQ(returnLoaderStringJustLogo(1), "emblem-photos");
     EXPECT_STREQ(returnLoaderString(36), "JinagYin TongYuan");
-    EXPECT_STREQ(returnLoaderStringNoLogo(64), "JD&N .DES");
     EXPECT_STREQ(returnLoaderStringNoLogo(70), " .WJL");
     EXPECT_STREQ(returnLoaderStringJustLogo(21), "");
     for (int id : {0, -1, 71, 254}) {

@@ -140,24 +140,6 @@ TEST(Gif, DecodesDamagedAndSenselessCodesStepByStep)
     }
 }
 
-TEST(Gif, KeepsThePixelsBeforeACut)
-{
-    TestDirectory directory;
-    Picture picture = palettePicture(50, 40, 256, 9);
-    Bytes bytes = encodeGif(picture);
-    bytes.resize(bytes.size() / 2);
-    Loaded cut = load(directory.write("cut.gif", bytes));
-    EXPECT_EQ(cut.status, loadSuccess);
-    EXPECT_EQ(cut.bandStatus, loadCannotRead);
-    Bytes pixels = cut.pixels();
-    size_t same = 0;
-    while (same < pixels.size() && pixels[same] == picture.rows[same])
-        same++;
-    EXPECT_GT(same, 300u);
-    for (size_t i = same; i < pixels.size(); i++)
-        ASSERT_EQ(pixels[i], 0xA5);
-}
-
 TEST(Gif, SkipsExtensionsAndReportsTheAspect)
 {
     TestDirectory directory;

@@ -16,6 +16,8 @@
 
 #include "samples/bmp_writer.h"
 #include "samples/gif_writer.h"
+#include "samples/jc4_writer.h"
+#include "samples/jc5_writer.h"
 #include "samples/png_writer.h"
 #include "tests/support.h"
 
@@ -246,6 +248,29 @@ TEST_F(Tool, TellsWhatFilesHold)
     EXPECT_TRUE(documents[2].at("error").is_string());
     EXPECT_EQ(documents[3].at("colours"), 5);
     EXPECT_NE(run({"info", "small.bmp"}).output.find("299.999 x 299.999 dots per inch"), string::npos);
+}
+
+TEST_F(Tool, FindsTheDesignBehindItsPartsAndPrograms)
+{
+    Picture picture = noisePicture(kindBilevel, 40, 9, 0, 1);
+    files.write("rose.j01", encodeJc5(picture, {.layout = {0x10101}, .pickCount = 5}));
+    files.write("rose.j02", encodeJc5(picture, {.layout = {0x10101}, .firstPick = 5}));
+    EXPECT_EQ(run({"convert", "rose.j02", "d.png"}).output,
+              "rose.j02: JC5 Staubli, 40 x 9, 2 colours, the whole design from rose.j01 on -> d.png\n");
+    EXPECT_TRUE(load(path("d.png")).pixels() == picture.rows);
+
+    // Names that detection cannot know.
+    Picture wide = noisePicture(kindBilevel, 1344, 4, 0, 1);
+    files.write("d.1344", encodeJc4Network(wide));
+    files.write("d.jc4", encodeJc4Email(wide));
+    for (const auto& [name, format] : {std::pair{"d.1344", "JC4 network"}, std::pair{"d.jc4", "JC4 email"}})
+        EXPECT_NE(run({"info", name}).output.find(format), string::npos) << name;
+
+    files.write("rose.zc5", encodeZc5(picture));
+    EXPECT_EQ(run({"convert", "rose.zc5", "d.png"}).exitCode, 0);
+    Result result = run({"--gzip", "", "convert", "rose.zc5", "d.png"});
+    EXPECT_EQ(result.exitCode, 6);
+    EXPECT_NE(result.errors.find("Debian package gzip"), string::npos) << result.errors;
 }
 
 TEST_F(Tool, HasExamplesThatWork)

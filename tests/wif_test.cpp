@@ -198,6 +198,19 @@ TEST(Wif, DrawsWhatThePlainWayDraws)
     expectPlainDrawdown(directory, encodeWif(wide), "beyond 8192");
 }
 
+TEST(Wif, DrawsTheSameClothFromTreadlesAndFromALiftplan)
+{
+    TestDirectory directory;
+    Loaded treadled = load(directory.write("treadles.wif", encodeWif(motifDraft(), {.lineEnd = "\r\n"})));
+    Loaded lifted = load(directory.write("liftplan.wif", encodeWif(withLiftplan(motifDraft()))));
+    EXPECT_TRUE(treadled.pixels() == lifted.pixels());
+    for (u32 width : {63u, 64u, 255u, 257u, 700u}) {
+        Picture picture = noisePicture(pictureBilevel, width, 33, 0, width);
+        Bytes bytes = encodeWif(draftOfPicture(picture), {.yes = "1"});
+        EXPECT_TRUE(load(directory.write(std::to_string(width) + ".wif", bytes)).pixels() == picture.rows) << width;
+    }
+}
+
 TEST(Wif, ReadsOddLinesAsThePlainWayDoes)
 {
     TestDirectory directory;

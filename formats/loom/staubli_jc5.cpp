@@ -169,12 +169,10 @@ static void listGroups(FILE* stream, i64 start, u32 count)
     printf("\n");
 }
 
-static LoadStatus endLoad()
+static void release(StaubliJc5State& state)
 {
-    StaubliJc5State& state = threadState().loom.staubliJc5;
     free(state.groupWidths);
     state = {};
-    return endStaubli();
 }
 
 static LoadStatus tryLoad(const LoadRequest& request, ImageInfo& image)
@@ -235,11 +233,12 @@ static LoadStatus tryLoad(const LoadRequest& request, ImageInfo& image)
         fseeko(file.stream, loaded.dataStart, SEEK_SET);
     }
 
-    endLoad();
+    StaubliJc5State& state = threadState().loom.staubliJc5;
+    release(state);
     startStaubli(file, cards);
     loaded.groupWidths = reinterpret_cast<u32*>(groups.widths.bytes);
     groups.widths.bytes = nullptr;
-    threadState().loom.staubliJc5 = loaded;
+    state = loaded;
     return loadSuccess;
 }
 
@@ -364,6 +363,12 @@ static LoadStatus loadBand(u8* rows, u32 count, u32 bytesPerRow)
     if (wanted == count)
         return loadSuccess;
     return isAtPick(state, jc5) ? loadBadData : loadCannotRead;
+}
+
+static LoadStatus endLoad()
+{
+    release(threadState().loom.staubliJc5);
+    return endStaubli();
 }
 
 static bool isZc5Name(const char* path)

@@ -14,6 +14,8 @@
 // letters.
 #include <sys/mman.h>
 
+#include <cstdlib>
+
 #include "framework/bytes.h"
 #include "framework/file.h"
 #include "framework/loader.h"
@@ -501,12 +503,10 @@ static bool isWifName(const char* path)
            tolowerAZ(path[length - 2]) == 'i' && tolowerAZ(path[length - 1]) == 'f';
 }
 
-static LoadStatus endLoad()
+static void release(WifState& state)
 {
-    WifState& state = threadState().loom.wif;
     free(state.image);
     state = {};
-    return loadSuccess;
 }
 
 static LoadStatus tryLoad(const LoadRequest& request, ImageInfo& image)
@@ -514,7 +514,7 @@ static LoadStatus tryLoad(const LoadRequest& request, ImageInfo& image)
     if (!isWifName(request.path))
         return loadWrongFormat;
     image.width = image.height = 0;
-    endLoad();
+    release(threadState().loom.wif);
 
     File file;
     if (!file.open(request.path))
@@ -576,6 +576,12 @@ static LoadStatus loadBand(u8* rows, u32 count, u32 bytesPerRow)
         deliverRow(rows + i * bytesPerRow, row + i * state.rowBytes, state.rowBytes, bytesPerRow);
     state.rowCursor += wanted;
     return wanted < count ? loadBadData : loadSuccess;
+}
+
+static LoadStatus endLoad()
+{
+    release(threadState().loom.wif);
+    return loadSuccess;
 }
 
 void registerLoadWIF()
