@@ -7,9 +7,12 @@
 
 constexpr u32 partNameBytes = 4096;
 
+enum class StaubliFormat : u32 { none, jc4, email, jc3, network, loom, jc5 };
+
 // Shared by all Staubli loaders: a thread loads one file at a time.
 struct StaubliState {
-    FILE* file; // the current part
+    FILE* file;           // the current part
+    StaubliFormat format; // whose file it is
     u32 nameLength;
     char partName[partNameBytes];
     char tempName[partNameBytes]; // removed at the end; empty = none

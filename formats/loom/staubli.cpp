@@ -2,6 +2,8 @@
 
 #include <unistd.h>
 
+#include <cstdlib>
+
 #include "framework/bytes.h"
 
 constexpr size_t partNumberDigits = 2;
@@ -65,11 +67,12 @@ void reportCards(ImageInfo& image, u32 width, u32 height, const char* descriptio
         strncat(image.description, reinterpret_cast<const char*>(designName), designNameBytes);
 }
 
-void startStaubli(File& file, const StaubliState& loaded)
+void startStaubli(StaubliFormat format, File& file, const StaubliState& loaded)
 {
     endStaubli();
     StaubliState& state = threadState().loom.staubli;
     state = loaded;
+    state.format = format;
     handOver(file, state.file);
 }
 
@@ -85,11 +88,13 @@ static bool mapBand(StaubliState& state, const TurnedPicks& turned, CountModules
     return makeModuleMap(map, module, state.moduleCount, false);
 }
 
-LoadStatus loadMappedBand(u8* rows, u32 count, u32 bytesPerRow, ReadPicks readPicks, CountModules countModules)
+LoadStatus loadMappedBand(StaubliFormat format, u8* rows, u32 count, u32 bytesPerRow, ReadPicks readPicks,
+                          CountModules countModules)
 {
-    StaubliState& state = threadState().loom.staubli;
-    if (state.file == nullptr)
+    StaubliState* open = openStaubli(format);
+    if (open == nullptr)
         return loadBadData;
+    StaubliState& state = *open;
     const u32 wanted = std::min(count, state.rowsLeft);
     TurnedPicks turned;
     Buffer stored;
@@ -117,6 +122,12 @@ LoadStatus loadMappedBand(u8* rows, u32 count, u32 bytesPerRow, ReadPicks readPi
     return status == loadSuccess ? loadBadData : status;
 }
 
+StaubliState* openStaubli(StaubliFormat format)
+{
+    StaubliState& state = threadState().loom.staubli;
+    return state.file != nullptr && state.format == format ? &state : nullptr;
+}
+
 LoadStatus endStaubli()
 {
     StaubliState& state = threadState().loom.staubli;
@@ -124,5 +135,10 @@ LoadStatus endStaubli()
     if (state.tempName[0] != 0)
         unlink(state.tempName);
     state.tempName[0] = 0;
+    state.format = StaubliFormat::none;
+
+    StaubliJc5State& jc5 = threadState().loom.staubliJc5;
+    free(jc5.groupWidths);
+    jc5 = {};
     return loadSuccess;
 }

@@ -26,7 +26,7 @@ void readFilled(FILE* stream, u8* bytes, u64 size, u8 missing);
 void reportCards(ImageInfo& image, u32 width, u32 height, const char* description, const u8* designName);
 
 // Ends what an earlier load may have left and begins this one.
-void startStaubli(File& file, const StaubliState& loaded);
+void startStaubli(StaubliFormat format, File& file, const StaubliState& loaded);
 
 // Reads picks as they are stored, or as many bytes of them.
 using ReadPicks = LoadStatus (*)(StaubliState& state, u8* picks, u64 size);
@@ -35,7 +35,11 @@ using ReadPicks = LoadStatus (*)(StaubliState& state, u8* picks, u64 size);
 using CountModules = u32 (*)(const StaubliState& state, u32 module);
 
 // The rows of JC4: reads all of the band, finds the module and brings the hooks into the order of the design.
-LoadStatus loadMappedBand(u8* rows, u32 count, u32 bytesPerRow, ReadPicks readPicks, CountModules countModules);
+LoadStatus loadMappedBand(StaubliFormat format, u8* rows, u32 count, u32 bytesPerRow, ReadPicks readPicks,
+                          CountModules countModules);
 
-// Closes the current part and removes the temporary file.
+// The state when a file of this format is open, else null: another Staubli loader's file is not ours to read.
+StaubliState* openStaubli(StaubliFormat format);
+
+// Closes the current part, removes the temporary file and frees what JC5 holds.
 LoadStatus endStaubli();

@@ -59,7 +59,7 @@ static LoadStatus tryLoad(const LoadRequest& request, ImageInfo& image)
     loaded.picksPerPart = decimal(header + atPicksPerPart, picksPerPartDigits);
     reportCards(image, loaded.width, loaded.rowsLeft, "Staubli JC III\n", header + atName);
     image.firstPart = firstPart;
-    startStaubli(file, loaded);
+    startStaubli(StaubliFormat::jc3, file, loaded);
     return loadSuccess;
 }
 
@@ -80,9 +80,10 @@ static LoadStatus readPick(StaubliState& state, u8* pick, u32 bytesPerRow)
 
 static LoadStatus loadBand(u8* rows, u32 count, u32 bytesPerRow)
 {
-    StaubliState& state = threadState().loom.staubli;
-    if (state.file == nullptr)
+    StaubliState* open = openStaubli(StaubliFormat::jc3);
+    if (open == nullptr)
         return loadBadData;
+    StaubliState& state = *open;
     const u32 wanted = std::min(count, state.rowsLeft);
     TurnedPicks turned;
     Buffer stored;

@@ -80,7 +80,7 @@ static LoadStatus tryLoad(const LoadRequest& request, ImageInfo& image)
     loaded.partDataLength = size - jc4Start;
     reportCards(image, loaded.width, loaded.rowsLeft, "Staubli JC4\n", header + atName);
     image.firstPart = firstPart;
-    startStaubli(file, loaded);
+    startStaubli(StaubliFormat::jc4, file, loaded);
     return loadSuccess;
 }
 
@@ -119,7 +119,7 @@ static u32 countModules(const StaubliState& state, u32 module)
 
 static LoadStatus loadBand(u8* rows, u32 count, u32 bytesPerRow)
 {
-    return loadMappedBand(rows, count, bytesPerRow, readPicks, countModules);
+    return loadMappedBand(StaubliFormat::jc4, rows, count, bytesPerRow, readPicks, countModules);
 }
 
 static bool isEmailName(const char* path, size_t length)
@@ -161,7 +161,7 @@ static LoadStatus tryLoadEmail(const LoadRequest& request, ImageInfo& image)
     loaded.partDataLength = regularFileSize(file.stream) - emailStart;
     fseeko(file.stream, emailStart, SEEK_SET);
     reportCards(image, loaded.width, loaded.rowsLeft, "Staubli JC4 email\n", header + atName);
-    startStaubli(file, loaded);
+    startStaubli(StaubliFormat::email, file, loaded);
     return loadSuccess;
 }
 
@@ -198,7 +198,7 @@ static LoadStatus readMailedPicks(StaubliState& state, u8* picks, u64 size)
 
 static LoadStatus loadBandEmail(u8* rows, u32 count, u32 bytesPerRow)
 {
-    return loadMappedBand(rows, count, bytesPerRow, readMailedPicks, countModules);
+    return loadMappedBand(StaubliFormat::email, rows, count, bytesPerRow, readMailedPicks, countModules);
 }
 
 void registerLoadStaubli()

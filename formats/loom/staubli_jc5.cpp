@@ -53,16 +53,19 @@ struct StaubliDescriptor {
     u8 payload[longestPayload + 1];
 };
 
+// What is wrong in the descriptors makes the file invalid only when all of them could be read.
 struct StaubliDesign {
     char name[nameBytes];
     u32 picks;
     u32 layout;
+    bool isValid;
 };
 
 struct HookGroups {
     u32 count;
     u64 hooks;
     u64 bitsPerPick;
+    bool isValid;
     Buffer widths;
 };
 
@@ -106,8 +109,10 @@ static LoadStatus readDesign(FILE* stream, const char* path, u32 count, StaubliD
         case designLayout:
             if (!isRead)
                 break;
-            if (descriptor.length < sizeof(u32))
-                return loadWrongFormat;
+            if (descriptor.length < sizeof(u32)) {
+                design.isValid = false;
+                break;
+            }
             (descriptor.type == designPicks ? design.picks : design.layout) = bigEndian32(descriptor.payload);
             break;
         case 4:
@@ -133,21 +138,23 @@ static LoadStatus readGroups(FILE* stream, u32 count, HookGroups& groups)
     for (u32 i = 0; i < count; i++) {
         if (!readHead(stream, descriptor))
             return loadCannotRead;
-        if (descriptor.length > longestPayload)
-            return loadWrongFormat;
+        if (descriptor.length > longestPayload) {
+            groups.isValid = false;
+            return loadSuccess;
+        }
         if (!readPayload(stream, descriptor))
             return loadCannotRead;
         if (descriptor.type != hookGroup) {
             printf("JC5: Unknown descriptor %u!", descriptor.type);
             continue;
         }
-        if (descriptor.length < atGroupName || groups.count == largestSide)
-            return loadWrongFormat;
+        if (descriptor.length < atGroupName || groups.count == largestSide) {
+            groups.isValid = false;
+            continue;
+        }
         const u64 hooks = bigEndian32(descriptor.payload + atHooks);
         groups.hooks += hooks;
         groups.bitsPerPick += (hooks + 7) / 8 * 8;
-        if (groups.hooks > largestSide)
-            return loadWrongFormat;
         reinterpret_cast<u32*>(groups.widths.bytes)[groups.count++] = static_cast<u32>(hooks);
     }
     return loadSuccess;
@@ -167,12 +174,6 @@ static void listGroups(FILE* stream, i64 start, u32 count)
         count--;
     }
     printf("\n");
-}
-
-static void release(StaubliJc5State& state)
-{
-    free(state.groupWidths);
-    state = {};
 }
 
 static LoadStatus tryLoad(const LoadRequest& request, ImageInfo& image)
@@ -200,7 +201,7 @@ static LoadStatus tryLoad(const LoadRequest& request, ImageInfo& image)
     if (!hasMagic(header) || descriptors > mostDesignDescriptors)
         return loadWrongFormat;
 
-    StaubliDesign design{.name = "", .picks = 0, .layout = defaultLayout};
+    StaubliDesign design{.name = "", .picks = 0, .layout = defaultLayout, .isValid = true};
     LoadStatus status = readDesign(file.stream, request.path, descriptors, design);
     if (status != loadSuccess)
         return status;
@@ -208,11 +209,12 @@ static LoadStatus tryLoad(const LoadRequest& request, ImageInfo& image)
     if (!readExactly(file.stream, groupCount, sizeof groupCount))
         return loadCannotRead;
     const i64 groupsStart = ftello(file.stream);
-    HookGroups groups{};
+    HookGroups groups{.count = 0, .hooks = 0, .bitsPerPick = 0, .isValid = true, .widths = {}};
     status = readGroups(file.stream, bigEndian32(groupCount), groups);
     if (status != loadSuccess)
         return status;
-    if (groups.hooks < smallestSide || design.picks < smallestSide || design.picks > largestSide)
+    if (!design.isValid || !groups.isValid || groups.hooks < smallestSide || groups.hooks > largestSide ||
+        design.picks < smallestSide || design.picks > largestSide)
         return loadWrongFormat;
     if (cards.multiPart && (design.layout & 0xFFFF0000) != 0x10000)
         return loadWrongFormat;
@@ -233,12 +235,10 @@ static LoadStatus tryLoad(const LoadRequest& request, ImageInfo& image)
         fseeko(file.stream, loaded.dataStart, SEEK_SET);
     }
 
-    StaubliJc5State& state = threadState().loom.staubliJc5;
-    release(state);
-    startStaubli(file, cards);
+    startStaubli(StaubliFormat::jc5, file, cards);
     loaded.groupWidths = reinterpret_cast<u32*>(groups.widths.bytes);
     groups.widths.bytes = nullptr;
-    state = loaded;
+    threadState().loom.staubliJc5 = loaded;
     return loadSuccess;
 }
 
@@ -339,10 +339,11 @@ static LoadStatus readUneven(FILE* stream, const StaubliJc5State& jc5, u8* rows,
 
 static LoadStatus loadBand(u8* rows, u32 count, u32 bytesPerRow)
 {
-    StaubliState& state = threadState().loom.staubli;
-    StaubliJc5State& jc5 = threadState().loom.staubliJc5;
-    if (state.file == nullptr || jc5.pickBytes == 0)
+    StaubliState* open = openStaubli(StaubliFormat::jc5);
+    if (open == nullptr)
         return loadBadData;
+    StaubliState& state = *open;
+    StaubliJc5State& jc5 = threadState().loom.staubliJc5;
     const u32 wanted = std::min(count, state.rowsLeft);
     u32 left = wanted;
     while (left > 0) {
@@ -363,12 +364,6 @@ static LoadStatus loadBand(u8* rows, u32 count, u32 bytesPerRow)
     if (wanted == count)
         return loadSuccess;
     return isAtPick(state, jc5) ? loadBadData : loadCannotRead;
-}
-
-static LoadStatus endLoad()
-{
-    release(threadState().loom.staubliJc5);
-    return endStaubli();
 }
 
 static bool isZc5Name(const char* path)
@@ -445,10 +440,10 @@ static LoadStatus tryLoadZc5(const LoadRequest& request, ImageInfo& image)
 
 void registerLoadStaubliJC5()
 {
-    registerEntries<tryLoad, loadBand, endLoad>();
+    registerEntries<tryLoad, loadBand, endStaubli>();
 }
 
 void registerLoadStaubliZC5()
 {
-    registerEntries<tryLoadZc5, loadBand, endLoad>();
+    registerEntries<tryLoadZc5, loadBand, endStaubli>();
 }

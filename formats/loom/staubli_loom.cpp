@@ -31,15 +31,16 @@ static LoadStatus tryLoad(const LoadRequest& request, ImageInfo& image)
         return loadCannotRead;
     fseeko(file.stream, headerSize, SEEK_SET);
     reportCards(image, width, loaded.rowsLeft, "Staubli JC4 loom\n", nullptr);
-    startStaubli(file, loaded);
+    startStaubli(StaubliFormat::loom, file, loaded);
     return loadSuccess;
 }
 
 static LoadStatus loadBand(u8* rows, u32 count, u32 bytesPerRow)
 {
-    StaubliState& state = threadState().loom.staubli;
-    if (state.file == nullptr)
+    StaubliState* open = openStaubli(StaubliFormat::loom);
+    if (open == nullptr)
         return loadBadData;
+    StaubliState& state = *open;
     const u32 wanted = std::min(count, state.rowsLeft);
     const LoadStatus status =
         readStoredRows(state.file, rows, wanted, state.rowBytes, bytesPerRow, BitOrder::reversedAndNegated);

@@ -59,7 +59,7 @@ static LoadStatus tryLoad(const LoadRequest& request, ImageInfo& image)
     loaded.hookModule = moduleOfWidth(width);
     loaded.moduleCount = (width + loaded.hookModule - 1) / loaded.hookModule;
     reportCards(image, width, loaded.rowsLeft, "Staubli JC4 network\n", nullptr);
-    startStaubli(file, loaded);
+    startStaubli(StaubliFormat::network, file, loaded);
     return loadSuccess;
 }
 
@@ -77,7 +77,7 @@ static u32 countModules(const StaubliState& state, u32 module)
 
 static LoadStatus loadBand(u8* rows, u32 count, u32 bytesPerRow)
 {
-    return loadMappedBand(rows, count, bytesPerRow, readPicks, countModules);
+    return loadMappedBand(StaubliFormat::network, rows, count, bytesPerRow, readPicks, countModules);
 }
 
 void registerLoadStaubliJC4network()
