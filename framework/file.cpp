@@ -1,5 +1,6 @@
 #include "framework/file.h"
 
+#include <dirent.h>
 #include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -54,6 +55,17 @@ void closeSlot(FILE*& slot)
     if (slot != nullptr)
         fclose(slot);
     slot = nullptr;
+}
+
+void removeFolder(const char* path)
+{
+    DIR* folder = opendir(path);
+    if (folder != nullptr) {
+        while (const dirent* entry = readdir(folder))
+            unlinkat(dirfd(folder), entry->d_name, 0);
+        closedir(folder);
+    }
+    rmdir(path);
 }
 
 bool readExactly(FILE* stream, void* destination, size_t size)

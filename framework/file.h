@@ -35,6 +35,9 @@ struct Buffer {
 void handOver(File& file, FILE*& slot);
 void closeSlot(FILE*& slot);
 
+// Removes a folder of the library's own with the files that a command may have left in it.
+void removeFolder(const char* path);
+
 bool readExactly(FILE* stream, void* destination, size_t size);
 bool readByte(FILE* stream, u8& byte);
 bool readLittleEndian16(FILE* stream, u32& value);

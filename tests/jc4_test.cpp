@@ -1,8 +1,6 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <numeric>
-#include <tuple>
 
 #include "samples/jc4_writer.h"
 #include "tests/support.h"
@@ -20,21 +18,20 @@ static Picture design(u32 width, u32 height)
 static Numbers hookOfColumn(u32 module, u32 count, bool separateModules = false)
 {
     Numbers hooks(module * count);
-    const u32 stride = module / 12;
     for (u32 i = 0; i < module * count; i++) {
         const u32 hook = i % module, at = module == 3072 ? hook / 96 % 2 * 1536 + hook / 192 * 96 + hook % 96 : hook;
-        const u32 column = i - hook + at / 12 % 8 * (stride / 8) + at / 96 + at % 12 * stride;
+        const u32 column = i - hook + at / 12 % 8 * (module / 96) + at / 96 + at % 12 * (module / 12);
         hooks[column] = separateModules ? i : hook / 12 * (12 * count) + i / module * 12 + hook % 12;
     }
     return hooks;
 }
 
-// Rows as they are defined; a pick begins every step bytes, and what lacks is light.
+// Rows as they are defined; a pick begins every step bytes, what lacks is light, and no hooks are those in order.
 static Bytes plainRows(const Bytes& picks, u64 pickBytes, const Numbers& hooks, u64 height, u64 stride, u64 step)
 {
     Bytes rows(height * stride);
     for (u64 i = 0; i < 8 * rows.size(); i++) {
-        const u64 x = i % (8 * stride), hook = x < hooks.size() ? hooks[x] : UINT64_MAX;
+        const u64 x = i % (8 * stride), hook = hooks.empty() ? x : x < hooks.size() ? hooks[x] : UINT64_MAX;
         const u64 at = i / (8 * stride) * step + hook / 8;
         if (hook < 8 * pickBytes && at < picks.size() && (picks[at] >> hook % 8 & 1) == 0)
             rows[i / 8] |= static_cast<u8>(0x80 >> i % 8);
@@ -61,50 +58,46 @@ struct Jc4 : testing::Test {
         EXPECT_EQ(openDescriptors(), descriptors);
     }
     // The header cache answers by name: each file of a test gets another one.
-    std::string write(const Bytes& data, const std::string& end)
-    {
-        return directory.write(std::to_string(number++) + end, data);
-    }
+    std::string write(const Bytes& b, const char* end) { return directory.write(std::to_string(number++) + end, b); }
     // At once, and in bands of which the last wants more rows than there are.
-    void expectPicture(const Bytes& data, const std::string& end, u32 id, const Picture& picture, int past)
+    void expectPicture(const Bytes& data, const char* end, u32 id, const Picture& picture, int past)
     {
         const std::string file = write(data, end);
         const Loaded got = load(file, {.id = id}), bands = load(file, {.id = id, .bands = {1, 0, 64, picture.height}});
         EXPECT_EQ(Numbers({got.kind, got.width, got.height, got.firstPart, got.orientationFlag, got.palette[0]}),
                   Numbers({kindBilevel, picture.width, picture.height, 1, 1, 0}));
         EXPECT_EQ(got.description.back(), id == network || id == loom ? '\n' : 'n');
-        EXPECT_TRUE(got.rows == picture.rows && got.bandStatus == loadSuccess) << file;
-        EXPECT_TRUE(bands.rows == picture.rows && bands.bandStatus == past) << file;
+        EXPECT_TRUE(got.rows == picture.rows && bands.rows == picture.rows && bands.bandStatus == past) << file;
         EXPECT_EQ(getLoadBand()(nullptr, 1, 168), loadBadData);
     }
 };
 
-TEST_F(Jc4, OrdersModulesInsideTheArray)
+TEST_F(Jc4, OrdersModules)
 {
     for (i32 module : {1344, 1536, 3072}) {
-        Numbers map(7ull * module + 1, 9), expected = hookOfColumn(module, 7);
-        expected.push_back(9);
+        Numbers map(7ull * module);
         makeStaubliMapping(map.data(), module);
         invertStaubliMapping(map.data(), module, 7, 5, 0);
-        EXPECT_EQ(map, expected);
+        EXPECT_EQ(map, hookOfColumn(module, 7));
     }
 }
 
 TEST_F(Jc4, DeliversPicksOfEveryModule)
 {
-    const Numbers widths = {1344, 1536, 9408, 3072, 3072, 10752, 10752, 10752};
-    const Numbers modules = {1344, 1536, 1344, 1536, 3072, 1344, 1344, 1536},
+    const Numbers widths = {1344, 1536, 9408, 3072, 3072, 10752, 10752, 10752},
                   settings = {2, 0, 3, 2, 3, 1, 1u << 31, 2};
+    const Numbers modules = {1344, 1536, 1344, 1536, 3072, 1344, 1344, 1536};
     for (size_t i = 0; i < widths.size(); i++) {
         setDefaultMappingJC4(settings[i]);
         const Picture picture = design(widths[i], 130);
         const CardOptions options{.module = modules[i], .name = "A design of twenty"};
-        expectPicture(encodeJc4(picture, options), "d.jc4", jc4, picture, 3);
+        expectPicture(encodeJc4(picture, options), "d.jc4", formatDetect, picture, 3);
         expectPicture(encodeJc4Email(picture, options), "d.Dat", email, picture, 3);
-        expectPicture(encodeJc4Network(picture, options), "." + std::to_string(widths[i]), network, picture, 7);
+        expectPicture(encodeJc4Network(picture, options), ("." + std::to_string(widths[i])).c_str(), network, picture,
+                      7);
         expectPicture(encodeJc4Loom(picture), ".oom", loom, picture, 7);
         if (modules[i] == 1344 && widths[i] < 9999)
-            expectPicture(encodeJc3(picture, options), ".jc3", jc3, picture, 7);
+            expectPicture(encodeJc3(picture, options), ".jc3", formatDetect, picture, 7);
     }
 }
 
@@ -112,13 +105,13 @@ TEST_F(Jc4, DeliversPicksOfEveryModule)
 TEST_F(Jc4, FindsTheModuleInThePicksOfABand)
 {
     for (u32 i = 0; i < 24; i++) {
-        const u32 width = Numbers{10752, 3072, 9216, 21504}[i % 4], height = 49 + i * 5;
-        const Bytes picks = noisePicture(pictureBilevel, width, height, 0, i).rows;
+        const u32 width = Numbers{10752, 3072, 9216, 21504}[i % 4], height = 49 + i * 5, stride = width / 8;
+        const Bytes all = noisePicture(pictureBilevel, width, 2 * height, 0, i).rows;
+        const Bytes picks = part(all, 0, all.size() / 2, all.size());
         u32 longest = 0, best = 0;
         for (u32 module : {1344u, 1536u, 3072u}) {
-            const Numbers hooks = hookOfColumn(module, width / module);
-            for (u32 x = 0, run = 0, left = 0, lifts = 0; width % module == 0 && x < width;
-                 x++, left = lifts, lifts = 0) {
+            const Numbers hooks = hookOfColumn(module, width % module == 0 ? width / module : 0);
+            for (u32 x = 0, run = 0, left = 0, lifts = 0; x < hooks.size(); x++, left = lifts, lifts = 0) {
                 for (u32 y = 0; y < height; y++)
                     lifts += picks[(y * width + hooks[x]) / 8] >> hooks[x] % 8 & 1;
                 run = std::max(left, lifts) - std::min(left, lifts) > height / 50 ? 1 : run + 1;
@@ -126,34 +119,32 @@ TEST_F(Jc4, FindsTheModuleInThePicksOfABand)
                 longest = std::max(run, longest);
             }
         }
-        const Bytes expected =
-            plainRows(picks, width / 8, hookOfColumn(best, width / best), height, width / 8, width / 8);
-        EXPECT_TRUE(load(write(picks, "." + std::to_string(width)), {.id = network}).rows == expected) << i;
+        const Bytes expected = plainRows(picks, stride, hookOfColumn(best, width / best), height, stride, stride);
+        const std::string end = "." + std::to_string(width);
+        const Bytes rows = load(write(all, end.c_str()), {.id = network, .bands = {height, height}}).rows;
+        EXPECT_TRUE(std::equal(expected.begin(), expected.end(), rows.data() + expected.size())) << i;
     }
 }
 
 TEST_F(Jc4, FillsRowsOfAnyStride)
 {
-    auto expectRows = [&](const Bytes& cards, size_t start, const std::string& end, u32 id, const Numbers& hooks) {
-        const std::string file = write(cards, end);
+    auto expectRows = [&](const Bytes& cards, size_t start, const char* end, u32 id, const Numbers& hooks) {
         for (i64 extra : {0, 7, 500, -5}) {
-            const Loaded got = load(file, {.id = id, .extraStride = extra, .fill = 0xFF});
+            const Loaded got = load(write(cards, end), {.id = id, .extraStride = extra, .fill = 0xFF});
             // JC III skips in the file what a row is longer.
             const u64 step = id == jc3 ? std::max(got.stride, got.rowBytes) : got.rowBytes;
             Bytes picks = part(cards, 0, start, cards.size());
             picks.resize(std::max(picks.size(), got.height * step), id == network ? 0 : 0xFF);
-            EXPECT_EQ(got.rows, plainRows(picks, got.rowBytes, hooks, got.height, got.stride, step)) << file << extra;
+            EXPECT_EQ(got.rows, plainRows(picks, got.rowBytes, hooks, got.height, got.stride, step)) << end << extra;
         }
     };
     setDefaultMappingJC4(3);
     const Bytes cards = encodeJc4(design(10752, 3));
-    Numbers straight(600);
-    std::iota(straight.begin(), straight.end(), 0);
     // Three and a half modules: JC4 counts the half one too.
     expectRows(cards, 64, ".jc4", jc4, hookOfColumn(3072, 4));
     expectRows(part(cards, 0, 64, 4032), 0, ".10752", network, hookOfColumn(3072, 3));
     expectRows(part(encodeJc3(design(2688, 9)), 0, 0, 3000), 512, ".jc3", jc3, hookOfColumn(1344, 2, true));
-    expectRows(encodeJc4Loom(design(600, 9)), 64, ".oom", loom, straight);
+    expectRows(encodeJc4Loom(design(600, 9)), 64, ".oom", loom, {});
     // A width that is no multiple of 8 reads more than the file has; 1337 hooks have as many bytes as a module.
     expectRows(part(cards, 0, 64, 1670), 0, ".1337", network, hookOfColumn(1536, 1));
 }
@@ -167,15 +158,13 @@ TEST_F(Jc4, ReadsOnFromPartToPart)
     for (const auto& [sizes, read] : cases) {
         const bool isJc3 = sizes[0] == 504;
         const u32 height = isJc3 ? 9 : sizes[0] > 504 ? 9000 : 2, start = isJc3 ? 512 : 64;
-        const Picture picture = design(1344, height);
-        const Bytes cards = isJc3 ? encodeJc3(picture, {.picksPerPart = 3}) : encodeJc4(picture);
+        const Bytes cards = (isJc3 ? encodeJc3 : encodeJc4)(design(1344, height), {.picksPerPart = 3});
         const std::string stem = write({}, isJc3 ? ".jc3.0" : ".jc4.0");
         for (u32 i = 0, done = 0; i < sizes.size(); done += sizes[i++])
             writeFile(stem + static_cast<char>('1' + i), part(cards, start, done, sizes[i]));
-        const Loaded got = load(stem + "1", {.id = isJc3 ? jc3 : jc4, .bands = {1, height - 1}});
-        Bytes expected = plainRows(part(cards, 0, start, read), 168, hookOfColumn(1344, 1), height, 168, 168);
-        if (isJc3)
-            std::fill(expected.data() + read, expected.data() + expected.size(), u8{0xA5});
+        const Loaded got =
+            load(stem + "1", {.id = isJc3 ? jc3 : jc4, .bands = {1, height - 1}, .fill = isJc3 ? u8{0} : u8{0xA5}});
+        const Bytes expected = plainRows(part(cards, 0, start, read), 168, hookOfColumn(1344, 1), height, 168, 168);
         EXPECT_EQ(got.bandStatus, read == 168 || read == 1008 ? loadCannotRead : loadSuccess) << stem;
         EXPECT_TRUE(got.rows == expected) << stem;
     }
@@ -185,17 +174,15 @@ TEST_F(Jc4, OpensTheFirstPartAndSaysSo)
 {
     directory.write("d.jc4.01", encodeJc4(design(1344, 4)));
     directory.write("d.jc3.01", encodeJc3(design(1344, 4)));
-    const char* names[] = {"d.jc4.03", "d.jc4.01", "d.jc3.13", "d.jc3.01", "x.jc4.09", "x.JC4.02", "x.jc4.x2"};
-    const char* opened[] = {"d.jc4.01", "d.jc4.01", "d.jc3.01", "d.jc3.01", "x.jc4.01", "x.JC4.02", "x.jc4.x2"};
-    const u32 first[] = {0, 1, 0, 1, 0, 1, 1};
+    const std::string names[] = {"d.jc4.03", "d.jc4.01", "d.jc3.13", "d.jc3.01", "x.jc4.09", "x.JC4.02", "x.jc4.x2"};
+    const std::string opened[] = {"d.jc4.01", "d.jc4.01", "d.jc3.01", "d.jc3.01", "x.jc4.01", "x.JC4.02", "x.jc4.x2"};
     for (size_t i = 0; i < std::size(names); i++) {
-        std::string path = directory.path + "/" + names[i];
+        std::string path = directory.path + "/" + names[i], text(4096, 0);
         u32 n, firstPart = 7;
         Bytes palette(768), flag(1);
-        char text[4096];
         returnLoaderFunctions(names[i][4] == '3' ? jc3 : jc4, nullptr);
-        getTryLoad()(path.data(), &n, &n, &n, &n, &n, &n, &n, palette.data(), text, flag.data(), &firstPart, 1);
-        EXPECT_TRUE(path == directory.path + "/" + opened[i] && firstPart == first[i]) << names[i];
+        getTryLoad()(path.data(), &n, &n, &n, &n, &n, &n, &n, palette.data(), text.data(), flag.data(), &firstPart, 1);
+        EXPECT_TRUE(path == directory.path + "/" + opened[i] && firstPart == (names[i] == opened[i])) << names[i];
     }
     getEndLoad()();
 }
@@ -213,8 +200,7 @@ TEST_F(Jc4, FindsTheNextMailedPartByItsLetter)
         directory.write(name, part(cards, 9216, 0, 1000));
     }
     // Without a letter the count goes on.
-    directory.write("6.jc4", part(cards, 9216, 400, 300));
-    directory.write("7.jc4", part(cards, 9216, 700, 308));
+    directory.write("6.jc4", part(cards, 9216, 400, 608));
     EXPECT_TRUE(load(directory.write("5.jc4", part(cards, 9216, 0, 400)), {.id = email}).rows == picture.rows);
 }
 
@@ -223,47 +209,36 @@ TEST_F(Jc4, TakesTheWidthFromTheName)
     const std::string names[] = {"d.2688",       "d+2688",  "a.b+02688", "d.16800", "d.134400", "d.39",    "d.8",
                                  "d.4294969984", "d.2688x", "d.",        "d2688",   "e.2696",   "d.268800"};
     const u32 widths[] = {2688, 2688, 2688, 16800, 0, 0, 0, 0, 0, 0, 0, 0, 0};
-    for (size_t i = 0; i < std::size(names); i++) {
-        const Loaded got = load(directory.write(names[i], Bytes(33600)), {.id = network});
-        EXPECT_EQ(got.status, widths[i] == 0 ? loadWrongFormat : loadSuccess) << names[i];
-        EXPECT_TRUE(got.width == widths[i] && got.pixels().size() == (widths[i] == 0 ? 0 : 33600)) << names[i];
-    }
+    for (size_t i = 0; i < std::size(names); i++)
+        EXPECT_EQ(load(directory.write(names[i], Bytes(33600)), {.id = network}).width, widths[i]) << names[i];
 }
 
-TEST_F(Jc4, RefusesWhatIsNoCard)
+TEST_F(Jc4, RefusesWhatIsNoCardAndStaysHarmless)
 {
     const Bytes plain = encodeJc4(design(1344, 4)), mail = encodeJc4Email(design(1344, 4));
     // Where, what, and the status.
+    auto expectStatus = [&](u32 id, const char* end, const Bytes& cards, size_t header, const Numbers& patches) {
+        for (size_t i = 0; i < patches.size(); i += 3) {
+            Bytes bytes = cards;
+            bytes[header + patches[i]] = static_cast<u8>(patches[i + 1]);
+            EXPECT_EQ(load(write(bytes, end), {.id = id}).status, static_cast<int>(patches[i + 2])) << end << i;
+        }
+    };
     const Numbers both = {34, 80, 0,  34, 81, 6, 35, 2,  0, 35, 3,  6,  36, 18, 0,  36, 19, 6,   0, 4,
                           6,  1,  72, 6,  22, 1, 0,  22, 0, 6,  20, 16, 6,  20, 32, 0,  18, 255, 0};
-    Numbers mailed = {0, 'D', 6, 33, 0, 6, 33, 2, 6, 34, 0, 6, 34, 25, 0, 34, 26, 6, 529, 128, 0, 534, 3, 0};
-    for (size_t i = 0; i < both.size(); i++)
-        mailed.push_back(both[i] + (i % 3 == 0 ? 512 : 0));
-    const Numbers old = {0,  'b', 6, 1,  '0', 6, 4,  '5', 6, 1,  'x', 6, 26, '1', 6,
-                         26, '2', 0, 22, '6', 0, 22, '7', 6, 21, '-', 6, 66, 'x', 0};
-    const std::tuple<u32, const char*, Bytes, Numbers> kinds[] = {{jc4, ".jc4", plain, both},
-                                                                  {jc4, ".jc4", plain, {17, 128, 6, 22, 3, 6}},
-                                                                  {email, "d.dAT", mail, mailed},
-                                                                  {jc3, ".jc3", encodeJc3(design(1344, 4)), old},
-                                                                  {loom, ".oom", plain, {1, 65, 6, 23, 0, 6, 20, 1, 6}},
-                                                                  {jc4, ".jc4", Bytes(64), {0, 0, 6}},
-                                                                  {jc4, ".jc4", Bytes(63), {0, 0, 3}},
-                                                                  {loom, ".oom", Bytes(64), {0, 0, 6}},
-                                                                  {email, ".jc4", part(mail, 0, 0, 575), {0, 'C', 3}},
-                                                                  {email, "jc4", mail, {0, 'C', 6}}};
-    for (const auto& [id, end, cards, patches] : kinds) {
-        for (size_t i = 0; i < patches.size(); i += 3) {
-            Bytes patched = cards;
-            patched[patches[i]] = static_cast<u8>(patches[i + 1]);
-            EXPECT_EQ(load(write(patched, end), {.id = id}).status, static_cast<int>(patches[i + 2]))
-                << end << patches[i];
-        }
-    }
-}
-
-TEST_F(Jc4, IsHarmlessWhenDamaged)
-{
-    expectHarmless("d.jc4.01", encodeJc4(design(1344, 2)), jc4);
+    expectStatus(jc4, ".jc4", plain, 0, both);
+    expectStatus(jc4, ".jc4", plain, 0, {17, 128, 6, 22, 3, 6});
+    expectStatus(email, "d.dAT", mail, 512, both);
+    expectStatus(email, "d.jc4", mail, 512, {17, 128, 0, 22, 3, 0});
+    expectStatus(email, "d.jc4", mail, 0, {0, 'D', 6, 33, 0, 6, 33, 2, 6, 34, 0, 6, 34, 25, 0, 34, 26, 6});
+    const Numbers old = {0, 'b', 6, 1, '0', 6, 4, '5', 6, 26, '1', 6, 26, '2', 0, 22, '6', 0, 22, '7', 6, 21, '-', 6};
+    expectStatus(jc3, ".jc3", encodeJc3(design(1344, 4)), 0, old);
+    expectStatus(loom, ".oom", plain, 0, {1, 65, 6, 23, 0, 6, 20, 1, 6});
+    expectStatus(loom, ".oom", Bytes(64), 0, {0, 0, 6});
+    expectStatus(jc4, ".jc4", Bytes(64), 0, {0, 0, 6});
+    expectStatus(jc4, ".jc4", Bytes(63), 0, {0, 0, 3});
+    expectStatus(email, "d.jc4", part(mail, 0, 0, 575), 0, {0, 'C', 3});
+    expectHarmless("d.jc4.01", plain, jc4);
     expectHarmless("d.jc3.02", part(encodeJc3(design(1344, 2), {.picksPerPart = 1}), 0, 0, 700), jc3);
     expectHarmless("d.oom", encodeJc4Loom(design(48, 7)), loom);
 }

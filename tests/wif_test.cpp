@@ -12,10 +12,7 @@
 
 static const int most = 8192;
 
-struct Plain {
-    std::map<std::string, int> keys = {};
-    std::map<std::string, std::map<int, std::set<int>>> numbers = {};
-};
+using Plain = std::map<std::string, std::map<int, std::set<int>>>;
 
 static Plain readPlainly(const std::string& path, bool areWifLinesLeftOut)
 {
@@ -41,16 +38,16 @@ static Plain readPlainly(const std::string& path, bool areWifLinesLeftOut)
         const char* value = strchr(line.c_str(), '=');
         if (section == "[threading]" || section == "[treadling]") {
             if (count >= (two ? 3 : 2) && isShaft(first))
-                plain.numbers[section][row] = {first};
+                plain[section][row] = {first};
             if (two && count == 3 && isShaft(second))
-                plain.numbers["second"][row] = {second};
+                plain["second"][row] = {second};
         } else if (section == "[liftplan]" || section == "[tieup]") {
             for (; count >= 1 && value != nullptr; value = strchr(value + 1, ','))
                 if (isShaft(atoi(value + 1)))
-                    plain.numbers[section][row].insert(atoi(value + 1));
+                    plain[section][row].insert(atoi(value + 1));
         } else if (value != nullptr) {
-            int& key = plain.keys[section + line.substr(0, line.find('='))];
-            key = section == "[contents]" ? strchr("yot1", value[1]) != nullptr : atoi(value + 1);
+            bool isYes = strchr("yot1", value[1]) != nullptr;
+            plain[section + line.substr(0, line.find('='))][0] = {section == "[contents]" ? isYes : atoi(value + 1)};
         }
     }
     fclose(file);
@@ -60,23 +57,23 @@ static Plain readPlainly(const std::string& path, bool areWifLinesLeftOut)
 // The drawdown the plain way: the file read twice with sscanf, and every pixel looked up.
 static Bytes drawPlainly(const std::string& path)
 {
-    auto keys = readPlainly(path, true).keys;
-    auto numbers = readPlainly(path, false).numbers;
-    auto numberOf = [&](const char* section, int row, int instead) {
-        return numbers[section][row].empty() ? instead : *numbers[section][row].begin();
+    Plain keys = readPlainly(path, true), numbers = readPlainly(path, false);
+    auto get = [](Plain& plain, const char* section, int row, int instead) {
+        return plain[section][row].empty() ? instead : *plain[section][row].begin();
     };
+    auto key = [&](const char* name) { return get(keys, name, 0, 0); };
     Bytes rows;
-    bool hasLiftplan = keys["[contents]liftplan"] != 0, hasTieup = keys["[contents]tieup"] != 0;
-    bool isDrawn = hasLiftplan || hasTieup || keys["[contents]threading"] + keys["[contents]treadling"] > 0;
-    int width = keys["[warp]threads"], height = keys["[weft]threads"];
+    bool hasLiftplan = key("[contents]liftplan") != 0, hasTieup = key("[contents]tieup") != 0;
+    bool isDrawn = hasLiftplan || hasTieup || key("[contents]threading") + key("[contents]treadling") > 0;
+    int width = key("[warp]threads"), height = key("[weft]threads");
     for (int pick = 1; pick <= height; pick++) {
-        int treadle = numberOf("[treadling]", pick, pick);
+        int treadle = get(numbers, "[treadling]", pick, pick);
         auto lifted = hasLiftplan ? numbers["[liftplan]"][pick] : numbers["[tieup]"][treadle];
         if (!hasLiftplan && !hasTieup && treadle <= std::min(most, std::max(width, height) + 1))
             lifted.insert(treadle);
         auto row = rows.insert(rows.end(), static_cast<size_t>(width + 7) / 8, 0);
         for (int end = 1; end <= width && isDrawn && !lifted.empty(); end++)
-            if (lifted.count(numberOf("[threading]", end, end)) + lifted.count(numberOf("second", end, 0)) > 0)
+            if (lifted.count(get(numbers, "[threading]", end, end)) + lifted.count(get(numbers, "second", end, 0)) > 0)
                 row[(end - 1) / 8] |= static_cast<u8>(0x80 >> (end - 1) % 8);
     }
     return rows;
@@ -120,13 +117,9 @@ TEST(Wif, DrawsWhatThePlainWayDraws)
             text.insert(sizesEnd + nextRandom(state) % numbers, odd[nextRandom(state) % std::size(odd)]);
         expectPlainDrawdown(Bytes(text.begin(), text.end()));
     }
-    for (u32 ends : {30u, 9000u}) {
+    for (u32 ends : {30u, 9000u})
         expectPlainDrawdown(
             encodeWif({.ends = ends, .picks = 9030 - ends, .shafts = 2, .treadles = 2, .threading = {{1}, {2, most}}}));
-        Picture picture = noisePicture(pictureBilevel, 225 + ends / 30, 33, 0, ends);
-        std::string file = directory.write("picture.wif", encodeWif(draftOfPicture(picture)));
-        EXPECT_TRUE(load(file).pixels() == picture.rows) << ends;
-    }
     // A line longer than the buffer is cut, and two of its characters are lost.
     WifDraft draft{.ends = 9, .picks = 3, .shafts = 9, .treadles = 2, .liftplan = {std::vector<u32>(30000, 7), {3}}};
     draft.liftplan[0].push_back(9);
@@ -136,34 +129,25 @@ TEST(Wif, DrawsWhatThePlainWayDraws)
 TEST(Wif, TellsSizesAndTakesDefaults)
 {
     TestDirectory directory;
-    const std::string ten = "[WIF]\n[WIF]\n[WIF]\n[WIF]\n[WIF]\n[WIF]\n[WIF]\n[WIF]\n[WIF]\n[WIF]\n",
-                      head = "[wif]\n1.1\n";
+    const std::string five = "[WIF]\n[WIF]\n[WIF]\n[WIF]\n[WIF]\n", ten = five + five, head = "[wif]\n1.1\n";
     const std::string weaving = "[weaving]\nshafts=4\ntreadles=5\n", threads = "[warp]\nthreads=6\n[weft]\nthreads=3\n";
     const std::string body = weaving + threads, good = head + body, contents = good + "[contents]\n";
-    const std::string numbers =
-        "[threading]\n1=4\n2=3\n3=2,1,4\n[treadling]\n1=2\n2=4\n3=1\n[tieup]\n1=1,2\n2=3\n4=4\n";
+    const std::string all = "[threading]\n1=4\n2=3\n3=2,1,4\n[treadling]\n1=2\n2=4\n3=1\n[tieup]\n1=1,2\n2=3\n4=4\n";
     // Width, height and rows; none = refused.
     std::vector<std::pair<std::string, std::vector<u32>>> cases = {
-        {ten, {}},
         {ten + "1.1\n" + body, {6, 3}},
         {ten + good, {}},
         {body, {}},                     // the first line is not looked at
         {"[wif]\n" + body, {}},         // nor is the line behind [wif]
         {head + "[text]\n" + body, {}}, // a header behind a header is none
         {head + threads + weaving, {4, 3}},
-        {good + "[warp]\nthreads=x\n", {6, 3}},
-        {good + "7 3", {7, 3}},
-        {good + "  1 1 rest", {1, 1}},
         {good + "7 8\n", {6, 3}},
-        {good + "7 x", {6, 3}},
         {good + "0 8", {}},
         {good + "8 65520", {8, 65520}},
         {good + "8 65521", {}},
-        {good + numbers, {6, 3, 0, 0, 0}}, // nothing is declared
-        {contents + "TREADLING=yes\n" + numbers, {6, 3, 0x60, 0x90, 0x20}},
-        {contents + "TIEUP=true\n" + numbers, {6, 3, 0x40, 0x90, 0x20}},
-        {contents + "TIEUP=true\nTIEUP=false\n" + numbers, {6, 3, 0, 0, 0}},
-        {contents + "LIFTPLAN=on\nTIEUP=1\n" + numbers + "[LIFTPLAN]\n2=1,3\n", {6, 3, 0, 0x60, 0}},
+        {good + all, {6, 3, 0, 0, 0}}, // nothing is declared
+        {contents + "TREADLING=yes\n" + all, {6, 3, 0x60, 0x90, 0x20}},
+        {contents + "LIFTPLAN=on\nTIEUP=1\n" + all + "[LIFTPLAN]\n2=1,3\n", {6, 3, 0, 0x60, 0}},
         {contents + "THREADING=1\n[THREADING]\n1=7\n2=8\n[TREADLING]\n1=7\n2=8\n", {6, 3, 0x80, 0, 0x20}},
     };
     for (char size : {'3', '4', '5', '6'})
@@ -173,12 +157,10 @@ TEST(Wif, TellsSizesAndTakesDefaults)
         std::string file = directory.write("small.wif", text);
         Loaded loaded = load(file, {.id = 21}), sizes = load(file, {.id = 21, .wantPalette = 0});
         EXPECT_EQ(loaded.status, expected.empty() ? loadWrongFormat : loadSuccess) << text;
-        EXPECT_EQ(sizes.status, loaded.status) << text;
-        EXPECT_NE(sizes.bandStatus, loadSuccess);
-        EXPECT_EQ(std::pair(sizes.width, sizes.height), std::pair(loaded.width, loaded.height)) << text;
+        EXPECT_EQ(std::pair(sizes.status, sizes.width), std::pair(loaded.status, loaded.width)) << text;
         std::vector<u32> told = {loaded.width, loaded.height};
-        for (u8 pixels : loaded.pixels())
-            told.push_back(pixels);
+        const Bytes rows = expected.empty() ? Bytes() : loaded.pixels();
+        told.insert(told.end(), rows.begin(), rows.end());
         told.resize(expected.size());
         EXPECT_EQ(told, expected) << text;
     }
@@ -187,12 +169,11 @@ TEST(Wif, TellsSizesAndTakesDefaults)
 static void expectDelivery(const std::string& file, u32 format, const Picture& picture, u8 behindRows, const char* name)
 {
     Loaded whole = load(file, {.bands = {7, 0, 18}, .extraStride = 3, .fill = 0x0F});
-    EXPECT_EQ(std::vector<u32>({static_cast<u32>(whole.format), whole.kind, whole.width, whole.height, whole.resX,
+    EXPECT_EQ(std::vector<i64>({whole.format, whole.bandStatus, whole.kind, whole.width, whole.height, whole.resX,
                                 whole.resY, whole.mulX, whole.mulY, whole.firstPart, whole.orientationFlag}),
-              std::vector<u32>({format, kindBilevel, picture.width, 25, 0, 0, 1, 1, 1, 1}));
+              std::vector<i64>({format, loadSuccess, kindBilevel, picture.width, 25, 0, 0, 1, 1, 1, 1}));
     EXPECT_EQ(whole.description, name);
     EXPECT_EQ(whole.palette, Bytes(768, 0x0F));
-    EXPECT_EQ(whole.bandStatus, loadSuccess);
     EXPECT_EQ(whole.pixels(), picture.rows);
     Loaded narrow = load(file, {.extraStride = -2});
     for (u64 y = 0; y < 25; y++) {
@@ -200,9 +181,10 @@ static void expectDelivery(const std::string& file, u32 format, const Picture& p
         EXPECT_EQ(memcmp(&picture.rows[5 * y], &narrow.rows[3 * y], 3), 0);
     }
     EXPECT_EQ(load(file, {.bands = {20, 6}}).bandStatus, loadBadData);
+    EXPECT_EQ(load(file, {.wantPalette = 0}).bandStatus, format == 21 ? loadBadData : loadSuccess);
 }
 
-TEST(Loom, DeliversDraftsAndCardsInBandsAndStrides)
+TEST(Loom, DeliversDraftsAndCardsAndRefusesTheRest)
 {
     TestDirectory directory;
     Picture cloth = noisePicture(pictureBilevel, 37, 25, 0, 3), cards = noisePicture(pictureBilevel, 40, 25, 0, 1);
@@ -213,32 +195,24 @@ TEST(Loom, DeliversDraftsAndCardsInBandsAndStrides)
     // A number that reads the same both ways is the first make's.
     Bytes same = encodeDobby1858(noisePicture(pictureBilevel, 40, 257, 0, 2));
     EXPECT_EQ(load(directory.write("same.db1", same)).description, "Staubli 1858III dobby");
-}
-
-TEST(Loom, RefusesWhatIsNoDraftAndNoCards)
-{
-    TestDirectory directory;
-    const Bytes draft = encodeWif(draftOfPicture(noisePicture(pictureBilevel, 11, 3, 0, 1)), {.lineEnd = "\r\n"});
-    const Bytes cards = encodeDobby1858(noisePicture(pictureBilevel, 40, 3, 0, 1));
-    const Bytes twoCards = encodeDobby1858(noisePicture(pictureBilevel, 40, 2, 0, 1));
-    for (const char* name : {"a.wi", "awif", "a.wifx", "a_wif"})
-        EXPECT_EQ(load(directory.write(name, draft), {.id = 21}).status, loadWrongFormat) << name;
-    for (const char* name : {"a.db2", "adb1"})
-        EXPECT_EQ(load(directory.write(name, cards), {.id = 20}).status, loadWrongFormat) << name;
-    EXPECT_EQ(load(directory.write("two.db1", twoCards)).status, loadWrongFormat) << "too small";
-    EXPECT_EQ(load(directory.path + "/missing.wif", {.id = 21}).status, loadCannotRead);
-    EXPECT_EQ(load(directory.path + "/missing.db1", {.id = 20}).status, loadWrongFormat);
-    for (size_t at = 15; at < 25; at++) {
-        Bytes bytes = cards;
-        bytes[at]++;
-        int status = load(directory.write(std::to_string(at) + ".db1", bytes)).status;
-        EXPECT_EQ(status, at < 20 ? loadSuccess : loadWrongFormat) << at;
-    }
-    expectHarmless("d.wif", draft, 21);
-    expectHarmless("d.db1", cards, 20);
-
-    std::string file = directory.write("cut.db1", encodeDobby1858(noisePicture(pictureBilevel, 40, 3000, 0, 1)));
-    OpenPicture cutMeanwhile(file, 20);
+    std::string file = directory.write("cut.db1", encodeDobby1858(flatPicture(pictureBilevel, 40, 3000, 1)));
+    OpenPicture open(file, 20);
     ASSERT_EQ(truncate(file.c_str(), 14000), 0);
     EXPECT_EQ(getLoadBand()(Bytes(15000).data(), 3000, 5), loadBadData);
+
+    const Bytes draft = encodeWif(draftOfPicture(noisePicture(pictureBilevel, 11, 3, 0, 1)), {.lineEnd = "\r\n"});
+    const Bytes good = encodeDobby1858(noisePicture(pictureBilevel, 40, 3, 0, 1));
+    const Bytes tooFew = encodeDobby1858(blankPicture(pictureBilevel, 40, 2));
+    const std::pair<std::string, Bytes> cases[] = {{"a.wi", draft}, {"awif", draft}, {"a.wifx", draft},
+                                                   {"a.db2", good}, {"adb1", good},  {"b.db1", tooFew}};
+    for (const auto& [name, bytes] : cases)
+        EXPECT_EQ(load(directory.write(name, bytes), {.id = bytes == draft ? 21u : 20u}).status, loadWrongFormat);
+    EXPECT_EQ(load(directory.path + "/missing.wif", {.id = 21}).status, loadCannotRead);
+    for (size_t at = 15; at < 25; at++) {
+        Bytes bytes = good;
+        bytes[at]++;
+        EXPECT_EQ(load(directory.write(std::to_string(at) + ".db1", bytes)).status == loadSuccess, at < 20) << at;
+    }
+    expectHarmless("d.wif", draft, 21);
+    expectHarmless("d.db1", good, 20);
 }

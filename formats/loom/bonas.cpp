@@ -44,11 +44,11 @@ constexpr u64 readAheadBytes = 1 << 18;
 // The expanded file and, when it could not lie beside the compressed one, the folder that was made for it.
 static void removeExpanded(char* name, u32& folderLength)
 {
-    if (name[0] != 0)
-        unlink(name);
     if (folderLength != 0) {
         name[folderLength] = 0;
-        rmdir(name);
+        removeFolder(name);
+    } else if (name[0] != 0) {
+        unlink(name);
     }
     name[0] = 0;
     folderLength = 0;
@@ -293,6 +293,8 @@ static LoadStatus loadBand(u8* rows, u32 count, u32 bytesPerRow)
 
     for (u64 row = 0; row < count;) {
         u32 picksLeft = state.height - state.rowCounter;
+        if (picksLeft == 0)
+            break;
         if (state.fileCount > 1) {
             u32 pickOfPart = state.rowCounter % state.picksPerFile;
             if (pickOfPart == 0 && state.rowCounter != 0 && !openNextPart(state))
@@ -300,8 +302,6 @@ static LoadStatus loadBand(u8* rows, u32 count, u32 bytesPerRow)
             picksLeft = std::min(picksLeft, state.picksPerFile - pickOfPart);
         }
         const u64 picks = std::min<u64>({rowsAtOnce, picksLeft, count - row});
-        if (picks == 0)
-            break;
         // Picks that the file lacks are empty.
         const u64 size = picks * rowBytes;
         const u64 arrived = fread(block.bytes, 1, size, state.file);

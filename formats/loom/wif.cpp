@@ -141,8 +141,10 @@ static Number readAnyNumber(const char* text)
     const u64 limit = u64{INT64_MAX} + (negative ? 1 : 0);
     u64 value = 0;
     bool tooLarge = false;
-    for (; digitOf(*text) <= 9; text++)
-        tooLarge |= __builtin_mul_overflow(value, 10u, &value) | __builtin_add_overflow(value, digitOf(*text), &value);
+    for (; digitOf(*text) <= 9; text++) {
+        tooLarge |= __builtin_mul_overflow(value, 10u, &value);
+        tooLarge |= __builtin_add_overflow(value, digitOf(*text), &value);
+    }
     if (tooLarge || value > limit)
         value = limit;
     return {text, static_cast<i32>(negative ? 0 - value : value)};
@@ -483,7 +485,7 @@ static bool drawDrawdown(const Weaving& weaving, Draft& draft, u8* image, u64 ro
             firstPick = pick;
             copyLifts(lifted, draft.tieup, mostShafts, treadle, words);
             // Without a tie-up a treadle lifts the shaft of its own number, as far as the draft has threads.
-            if (!weaving.hasTieup && treadle <= std::max(width, height) + 1)
+            if (!weaving.hasTieup && treadle <= highestShaft && treadle <= std::max(width, height) + 1)
                 lifted[treadle / wordBits] |= u64{1} << treadle % wordBits;
         }
         if (std::all_of(lifted, lifted + words, [](u64 word) { return word == 0; }))
