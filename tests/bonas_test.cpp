@@ -113,7 +113,7 @@ TEST_F(Bonas, GoesThroughTheParts)
         files.push_back({'t', '.', '0', static_cast<char>('0' + part / 10), static_cast<char>('0' + part % 10)});
     writeParts(tall, 1, files);
     EXPECT_EQ(load("t.ep").rows, tall.rows);
-    // Where a part ends with the design the next one is looked for.
+    // Where a part ends with the design no further one is looked for.
     EXPECT_EQ(load("t.ep", {.bands = {112, 1}}).bandStatus, loadSuccess);
     fs::remove("t.001");
     const Loaded missing = load("t.ep");

@@ -267,7 +267,7 @@ Picture::Picture(const std::string& path, u32 forcedFormat) : file(path)
         return;
     const Failure failure = statusFailure(*this, opening.status, detects, opening.errorNumber);
     if (!detects || opening.status != loadWrongFormat || !openWithAnother(*this))
-        throw failure;
+        throw Failure{failure};
 }
 
 Picture::~Picture()
