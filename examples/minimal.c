@@ -12,8 +12,9 @@ int main(int argc, char** argv)
         getTryLoad()(argv[1], &kind, &width, &height, &resX, &resY, &mulX, &mulY, palette, text, &orientation,
                      &firstPart, 1) != loadSuccess)
         return 1;
-    u8* rows = calloc(height, 4 * (size_t)width); /* room for pixels of every kind */
-    int status = rows ? getLoadBand()(rows, height, 4 * width) : loadOutOfMemory;
+    u32 rowBytes = kind == kindBilevel ? (width + 7) / 8 : width * (kind == kindIndexed ? 1 : kind == kindRGB ? 3 : 4);
+    u8* rows = calloc(height, rowBytes);
+    int status = rows ? getLoadBand()(rows, height, rowBytes) : loadOutOfMemory;
     getEndLoad()();
     for (u32 x = 0; status == loadSuccess && kind == kindBilevel && x < width; ++x)
         lifted += rows[x / 8] >> (7 - x % 8) & 1;

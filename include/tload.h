@@ -98,6 +98,8 @@ typedef int (*TryLoadFn)(const char* path, u32* kind, u32* width, u32* height, u
 /* Writes the next rows of the picture, one every bytesPerRow bytes from buf on; bytes of a row behind its pixels keep
  * their values unless the format says otherwise, and a stride below the row size gets the bytes that fit.
  *
+ * Best pass the row size of the kind: the JC5 and JC III loaders read bytesPerRow bytes a pick from the file.
+ *
  * Ask for the whole picture in one call (rows = height): some formats are stored interlaced or as a program that is
  * expanded at once. BMP files are stored from the bottom up: however many rows are asked for, buf is the first row of
  * the whole picture.
