@@ -72,7 +72,8 @@ void reverseNegateBytes(u8* data, int length, int negate)
         reverseBits(data, static_cast<size_t>(length), negate != 0);
 }
 
-LoadStatus readStoredRows(FILE* stream, u8* rows, u32 count, u64 rowBytes, u64 bytesPerRow, BitOrder order)
+LoadStatus readStoredRows(FILE* stream, u32& rowsLeft, u8* rows, u32 count, u64 rowBytes, u64 bytesPerRow,
+                          BitOrder order)
 {
     // Turned in blocks that are still in the cache.
     constexpr u64 blockBytes = 1 << 18;
@@ -80,8 +81,9 @@ LoadStatus readStoredRows(FILE* stream, u8* rows, u32 count, u64 rowBytes, u64 b
     Buffer narrowRow;
     if (bytesPerRow < rowBytes && !narrowRow.allocate(rowBytes))
         return loadOutOfMemory;
-    for (u64 row = 0; row < count; row += rowsAtOnce) {
-        const u64 size = std::min(rowsAtOnce, count - row);
+    const u32 wanted = std::min(count, rowsLeft);
+    for (u64 row = 0; row < wanted; row += rowsAtOnce) {
+        const u64 size = std::min(rowsAtOnce, wanted - row);
         u8* destination = rows + row * bytesPerRow;
         u8* stored = narrowRow.bytes != nullptr ? narrowRow.bytes : destination;
         if (!readExactly(stream, stored, size * rowBytes))
@@ -91,7 +93,8 @@ LoadStatus readStoredRows(FILE* stream, u8* rows, u32 count, u64 rowBytes, u64 b
         if (order != BitOrder::asStored)
             reverseBits(destination, size * bytesPerRow, order == BitOrder::reversedAndNegated);
     }
-    return loadSuccess;
+    rowsLeft -= wanted;
+    return wanted < count ? loadBadData : loadSuccess;
 }
 
 u32 crcUWF(u32 crc, const void* data, int length)

@@ -34,9 +34,11 @@ void reverseBits(u8* data, size_t size, bool negate);
 // Loom files keep the leftmost end in a byte's lowest bit, card files a lift as a clear bit.
 enum class BitOrder { asStored, reversed, reversedAndNegated };
 
-// Reads count rows as they are stored and turns the bits of rows x bytesPerRow, what lies behind a row included. 7 when
-// the data end early, 2 when a row that is longer than bytesPerRow finds no memory.
-LoadStatus readStoredRows(FILE* stream, u8* rows, u32 count, u64 rowBytes, u64 bytesPerRow, BitOrder order);
+// Reads count rows, as far as rowsLeft goes, as they are stored and turns the bits of rows x bytesPerRow, what lies
+// behind a row included. 7 when the data end early or the picture has no more rows, 2 when a row that is longer than
+// bytesPerRow finds no memory.
+LoadStatus readStoredRows(FILE* stream, u32& rowsLeft, u8* rows, u32 count, u64 rowBytes, u64 bytesPerRow,
+                          BitOrder order);
 
 // Copies as much of a row as the caller's stride has room for.
 inline void deliverRow(u8* destination, const u8* row, u64 rowBytes, u64 bytesPerRow)

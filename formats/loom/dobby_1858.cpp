@@ -59,12 +59,7 @@ static LoadStatus loadBand(u8* rows, u32 count, u32 bytesPerRow)
     Dobby1858State& state = threadState().loom.dobby1858;
     if (state.file == nullptr)
         return loadBadData;
-    const u32 wanted = std::min(count, state.rowsLeft);
-    LoadStatus status = readStoredRows(state.file, rows, wanted, pickBytes, bytesPerRow, BitOrder::reversed);
-    if (status != loadSuccess)
-        return status;
-    state.rowsLeft -= wanted;
-    return wanted < count ? loadBadData : loadSuccess;
+    return readStoredRows(state.file, state.rowsLeft, rows, count, pickBytes, bytesPerRow, BitOrder::reversed);
 }
 
 static LoadStatus endLoad()

@@ -27,11 +27,8 @@ struct StaubliState {
     i32 picksPerPart;
 };
 
-// What JC5 adds. It stands apart, sizes included, so that no other Staubli loader can drop its block or part it from
-// its sizes.
+// What JC5 adds.
 struct StaubliJc5State {
-    u32 width;
-    u32 pickBytes; // in the file
     i64 picksLeft; // in the current part
     i64 dataStart;
     u32 groupCount;

@@ -97,19 +97,17 @@ LoadStatus loadMappedBand(StaubliFormat format, u8* rows, u32 count, u32 bytesPe
     StaubliState& state = *open;
     const u32 wanted = std::min(count, state.rowsLeft);
     TurnedPicks turned;
-    Buffer stored;
-    if (!allocateTurned(turned, state.rowBytes, wanted) ||
-        !stored.allocate(static_cast<u64>(picksAtOnce) * state.rowBytes))
+    if (!allocateTurned(turned, state.rowBytes, wanted))
         return loadOutOfMemory;
     for (u32 row = 0; row < wanted; row += picksAtOnce) {
         const u32 picks = std::min(picksAtOnce, wanted - row);
-        const LoadStatus status = readPicks(state, stored.bytes, static_cast<u64>(picks) * state.rowBytes);
+        const LoadStatus status = readPicks(state, turned.stored.bytes, static_cast<u64>(picks) * state.rowBytes);
         if (status != loadSuccess) {
             // No pick is delivered before the last one was read.
             memset(rows, 0, static_cast<u64>(wanted) * bytesPerRow);
             return status;
         }
-        turnPicks(turned, row, stored.bytes, picks);
+        turnPicks(turned, row, turned.stored.bytes, picks);
     }
     HookMap map;
     if (wanted > 0 && (!mapBand(state, turned, countModules, map) || !deliverTurned(turned, map, rows, bytesPerRow)))
@@ -118,7 +116,7 @@ LoadStatus loadMappedBand(StaubliFormat format, u8* rows, u32 count, u32 bytesPe
     if (wanted == count)
         return loadSuccess;
     // What reading on would find.
-    const LoadStatus status = readPicks(state, stored.bytes, 1);
+    const LoadStatus status = readPicks(state, turned.stored.bytes, 1);
     return status == loadSuccess ? loadBadData : status;
 }
 

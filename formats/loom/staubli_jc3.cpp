@@ -86,10 +86,8 @@ static LoadStatus loadBand(u8* rows, u32 count, u32 bytesPerRow)
     StaubliState& state = *open;
     const u32 wanted = std::min(count, state.rowsLeft);
     TurnedPicks turned;
-    Buffer stored;
     HookMap map;
     if (!allocateTurned(turned, state.rowBytes, wanted) ||
-        !stored.allocate(static_cast<u64>(picksAtOnce) * state.rowBytes) ||
         !makeModuleMap(map, state.hookModule, state.moduleCount, true))
         return loadOutOfMemory;
 
@@ -99,18 +97,19 @@ static LoadStatus loadBand(u8* rows, u32 count, u32 bytesPerRow)
         const u32 first = done;
         const u32 end = std::min(wanted, first + picksAtOnce);
         while (done < end && status == loadSuccess) {
-            status = readPick(state, stored.bytes + static_cast<u64>(done - first) * state.rowBytes, bytesPerRow);
+            status =
+                readPick(state, turned.stored.bytes + static_cast<u64>(done - first) * state.rowBytes, bytesPerRow);
             if (status == loadSuccess)
                 done++;
         }
-        turnPicks(turned, first, stored.bytes, done - first);
+        turnPicks(turned, first, turned.stored.bytes, done - first);
     }
     turned.picks = done;
     state.rowsLeft -= done;
     if (!deliverTurned(turned, map, rows, bytesPerRow))
         return loadOutOfMemory;
     if (status == loadSuccess && wanted < count) {
-        status = readPick(state, stored.bytes, bytesPerRow);
+        status = readPick(state, turned.stored.bytes, bytesPerRow);
         return status == loadSuccess ? loadBadData : status;
     }
     return status;

@@ -220,10 +220,10 @@ static LoadStatus tryLoad(const LoadRequest& request, ImageInfo& image)
         return loadWrongFormat;
 
     StaubliJc5State loaded{};
-    loaded.width = cards.width = static_cast<u32>(groups.hooks);
-    loaded.pickBytes = cards.rowBytes = static_cast<u32>(groups.bitsPerPick / 8);
+    cards.width = static_cast<u32>(groups.hooks);
+    cards.rowBytes = static_cast<u32>(groups.bitsPerPick / 8);
     loaded.dataStart = ftello(file.stream);
-    loaded.picksLeft = (regularFileSize(file.stream) - loaded.dataStart) / loaded.pickBytes;
+    loaded.picksLeft = (regularFileSize(file.stream) - loaded.dataStart) / cards.rowBytes;
     loaded.groupCount = groups.count;
     cards.rowsLeft = design.picks;
 
@@ -252,7 +252,7 @@ static bool openNextPart(StaubliState& state, StaubliJc5State& jc5)
         closeSlot(state.file);
         return false;
     }
-    jc5.picksLeft = (state.partDataLength - jc5.dataStart) / jc5.pickBytes;
+    jc5.picksLeft = (state.partDataLength - jc5.dataStart) / state.rowBytes;
     fseeko(state.file, jc5.dataStart, SEEK_SET);
     return true;
 }
@@ -313,22 +313,23 @@ static void packGroups(const StaubliJc5State& jc5, u8* packed, const u8* pick)
 }
 
 // Groups of any width. Picks that the file lacks are clear, and so are the bytes behind a row.
-static LoadStatus readUneven(FILE* stream, const StaubliJc5State& jc5, u8* rows, u32 count, u64 bytesPerRow)
+static LoadStatus readUneven(const StaubliState& state, const StaubliJc5State& jc5, u8* rows, u32 count,
+                             u64 bytesPerRow)
 {
-    const u64 rowBytes = (static_cast<u64>(jc5.width) + 7) / 8;
+    const u64 rowBytes = (static_cast<u64>(state.width) + 7) / 8;
     const u64 turnedBytes = (rowBytes + turnedAtOnce - 1) / turnedAtOnce * turnedAtOnce;
-    const u64 blockPicks = std::min<u64>(count, std::max<u64>(1, readAheadBytes / jc5.pickBytes));
+    const u64 blockPicks = std::min<u64>(count, std::max<u64>(1, readAheadBytes / state.rowBytes));
     Buffer picks;
     Buffer packed;
-    if (!picks.allocate(blockPicks * jc5.pickBytes + wordBytes) || !packed.allocate(turnedBytes + wordBytes))
+    if (!picks.allocate(blockPicks * state.rowBytes + wordBytes) || !packed.allocate(turnedBytes + wordBytes))
         return loadOutOfMemory;
     for (u64 row = 0; row < count; row++, rows += bytesPerRow) {
         const u64 inBlock = row % blockPicks;
         if (inBlock == 0) {
-            const u64 size = std::min(blockPicks, count - row) * jc5.pickBytes;
-            readFilled(stream, picks.bytes, size, 0);
+            const u64 size = std::min(blockPicks, count - row) * state.rowBytes;
+            readFilled(state.file, picks.bytes, size, 0);
         }
-        packGroups(jc5, packed.bytes, picks.bytes + inBlock * jc5.pickBytes);
+        packGroups(jc5, packed.bytes, picks.bytes + inBlock * state.rowBytes);
         reverseBits(packed.bytes, turnedBytes, false);
         deliverRow(rows, packed.bytes, rowBytes, bytesPerRow);
         if (bytesPerRow > rowBytes)
@@ -352,9 +353,9 @@ static LoadStatus loadBand(u8* rows, u32 count, u32 bytesPerRow)
         // A part without a whole pick uses up a row all the same.
         const u32 run = state.multiPart ? static_cast<u32>(std::clamp<i64>(jc5.picksLeft, 1, left)) : left;
         const u64 size = static_cast<u64>(run) * bytesPerRow;
-        if (jc5.width == jc5.pickBytes * 8)
+        if (state.width == state.rowBytes * 8)
             readWholeBytes(state.file, rows, size);
-        else if (LoadStatus status = readUneven(state.file, jc5, rows, run, bytesPerRow); status != loadSuccess)
+        else if (LoadStatus status = readUneven(state, jc5, rows, run, bytesPerRow); status != loadSuccess)
             return status;
         rows += size;
         jc5.picksLeft -= run;

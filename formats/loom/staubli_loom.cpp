@@ -37,17 +37,11 @@ static LoadStatus tryLoad(const LoadRequest& request, ImageInfo& image)
 
 static LoadStatus loadBand(u8* rows, u32 count, u32 bytesPerRow)
 {
-    StaubliState* open = openStaubli(StaubliFormat::loom);
-    if (open == nullptr)
+    StaubliState* state = openStaubli(StaubliFormat::loom);
+    if (state == nullptr)
         return loadBadData;
-    StaubliState& state = *open;
-    const u32 wanted = std::min(count, state.rowsLeft);
-    const LoadStatus status =
-        readStoredRows(state.file, rows, wanted, state.rowBytes, bytesPerRow, BitOrder::reversedAndNegated);
-    if (status != loadSuccess)
-        return status;
-    state.rowsLeft -= wanted;
-    return wanted < count ? loadBadData : loadSuccess;
+    return readStoredRows(state->file, state->rowsLeft, rows, count, state->rowBytes, bytesPerRow,
+                          BitOrder::reversedAndNegated);
 }
 
 void registerLoadStaubliJC4loom()

@@ -58,7 +58,8 @@ bool allocateTurned(TurnedPicks& turned, u32 pickBytes, u32 picks)
     turned.picks = picks;
     turned.blockWords = chunksOf(pickBytes) * chunkWords + 1;
     u64 blocks = (static_cast<u64>(picks) + picksAtOnce - 1) / picksAtOnce;
-    return turned.buffer.allocate(blocks * turned.blockWords * sizeof(u64));
+    return turned.buffer.allocate(blocks * turned.blockWords * sizeof(u64)) &&
+           turned.stored.allocate(static_cast<u64>(picksAtOnce) * pickBytes);
 }
 
 [[gnu::always_inline]] static inline void turnChunks(u64* words, const u8* stored, u64 pickBytes, u32 count)

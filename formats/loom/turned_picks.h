@@ -8,6 +8,7 @@ constexpr u32 picksAtOnce = 64;
 
 struct TurnedPicks {
     Buffer buffer;
+    Buffer stored; // room for 64 picks as they are stored
     u32 pickBytes = 0;
     u32 picks = 0;
     u64 blockWords = 0; // words of a block; the last of them is hooks that do not exist
