@@ -46,16 +46,6 @@ TEST(Bmp, DeliversEveryDepthInBandsAndStrides)
     }
 }
 
-TEST(Bmp, DeliversWhatFitsANarrowStride)
-{
-    TestDirectory directory;
-    Picture picture = noisePicture(kindRGB, 20, 9, 0, 1);
-    Loaded narrow = load(directory.write("a.bmp", encodeBmp(picture)), {.extraStride = -7});
-    for (u64 y = 0; y < 9; y++)
-        for (u64 x = 0; x < 53; x++)
-            ASSERT_EQ(narrow.rows[y * 53 + x], picture.rows[y * 60 + x]);
-}
-
 TEST(Bmp, MakesASetBitTheDarkColour)
 {
     TestDirectory directory;
@@ -91,14 +81,6 @@ TEST(Bmp, ReadsPalettesOfAnyLength)
         EXPECT_TRUE(std::equal(picture.palette.begin(), picture.palette.end(), loaded.palette.begin()));
         EXPECT_EQ(loaded.palette[767], entries > 255 ? 0 : 0xA5);
     }
-    // Cut off in the palette: what is there is read, the rows are missing.
-    Bytes bytes = encodeBmp(picture);
-    bytes.resize(54 + 4 * 10 + 2);
-    Loaded cut = load(directory.write("cut.bmp", bytes));
-    EXPECT_EQ(cut.status, loadSuccess);
-    EXPECT_EQ(cut.bandStatus, loadBadData);
-    EXPECT_TRUE(std::equal(picture.palette.begin(), picture.palette.begin() + 30, cut.palette.begin()));
-    EXPECT_EQ(cut.palette[30], 0xA5);
 }
 
 TEST(Bmp, ReportsPlausibleResolutions)
@@ -155,13 +137,7 @@ TEST(Bmp, RefusesWhatItDoesNotRead)
     put32(several, 18, 0);
     several[28] = 5;
     EXPECT_EQ(load(directory.write("several.bmp", several)).status, loadWrongFormat);
-    Bytes shortHeader(good.begin(), good.begin() + 50);
-    EXPECT_EQ(load(directory.write("short.bmp", shortHeader)).status, loadWrongFormat);
     EXPECT_EQ(load(directory.path + "/missing.bmp", {.id = 23}).status, loadWrongFormat);
-    std::string vanished = directory.write("vanished.bmp", good);
-    load(vanished);
-    remove(vanished.c_str());
-    EXPECT_EQ(load(vanished, {.id = 23}).status, loadCannotRead);
 }
 
 TEST(Bmp, StopsAtTheEndOfTheData)
@@ -176,32 +152,17 @@ TEST(Bmp, StopsAtTheEndOfTheData)
     for (size_t i = 0; i < picture.rows.size(); i++)
         ASSERT_EQ(cut.rows[i], i < 30 ? 0xA5 : picture.rows[i]);
 
-    Bytes trailing = encodeBmp(picture);
-    trailing.resize(trailing.size() + 100, 0x11);
-    Loaded more = load(directory.write("more.bmp", trailing), {.bands = {6 + 2}, .bandsFromFirstRow = true});
-    EXPECT_EQ(more.bandStatus, loadBadData);
-    EXPECT_EQ(more.pixels(), picture.rows);
-}
-
-TEST(Bmp, IsHarmlessWhenDamaged)
-{
-    for (u32 bits : {1u, 4u, 24u})
-        expectHarmless("d.bmp", encodeBmp(noisePicture(bits == 24 ? kindRGB : kindIndexed, 9, 4, 2, 1), {.bits = bits}),
-                       23);
+    bytes = encodeBmp(picture);
+    bytes.resize(bytes.size() + 100, 0x11);
+    EXPECT_EQ(load(directory.write("more.bmp", bytes), {.bands = {6 + 2}}).bandStatus, loadBadData);
 }
 
 TEST(Pbm, IsRecognisedAndRefused)
 {
     TestDirectory directory;
-    std::string file = directory.write("a.ppm", "P6\n1 1\n255\nabc");
     int descriptors = openDescriptors();
-    Loaded loaded = load(file);
+    Loaded loaded = load(directory.write("a.ppm", "P6\n1 1\n255\nabc"));
     EXPECT_EQ(loaded.format, 11);
     EXPECT_EQ(loaded.status, loadWrongFormat);
     EXPECT_EQ(openDescriptors(), descriptors);
-    EXPECT_EQ(load(directory.write("a.pgm", "P3\n1 1\n255\nabc"), {.id = 11}).status, loadWrongFormat);
-    remove(file.c_str());
-    load(directory.write("b.ppm", "P6\n1 1\n255\nabc"), {.id = 11});
-    remove((directory.path + "/b.ppm").c_str());
-    EXPECT_EQ(load(directory.path + "/b.ppm", {.id = 11}).status, loadCannotRead);
 }

@@ -186,8 +186,3 @@ TEST(Gif, RefusesVariantsAndShortHeaders)
     EXPECT_EQ(status({'G', 'I', 'F', '8', '7'}), loadWrongFormat);
     EXPECT_EQ(load(directory.path + "/missing.gif", {.id = 1}).status, loadWrongFormat);
 }
-
-TEST(Gif, IsHarmlessWhenDamaged)
-{
-    expectHarmless("d.gif", encodeGif(palettePicture(7, 9, 4, 3), {.comment = "x", .graphicControl = true}), 1);
-}

@@ -203,15 +203,6 @@ TEST_F(Jc4, FindsTheNextMailedPartByItsLetter)
     EXPECT_TRUE(load(directory.write("5.jc4", part(cards, 9216, 0, 400)), {.id = email}).rows == picture.rows);
 }
 
-TEST_F(Jc4, TakesTheWidthFromTheName)
-{
-    const std::string names[] = {"d.2688",       "d+2688",  "a.b+02688", "d.16800", "d.134400", "d.39",    "d.8",
-                                 "d.4294969984", "d.2688x", "d.",        "d2688",   "e.2696",   "d.268800"};
-    const u32 widths[] = {2688, 2688, 2688, 16800, 0, 0, 0, 0, 0, 0, 0, 0, 0};
-    for (size_t i = 0; i < std::size(names); i++)
-        EXPECT_EQ(load(directory.write(names[i], Bytes(33600)), {.id = network}).width, widths[i]) << names[i];
-}
-
 TEST_F(Jc4, RefusesWhatIsNoCardAndStaysHarmless)
 {
     const Bytes plain = encodeJc4(design(1344, 4)), mail = encodeJc4Email(design(1344, 4));

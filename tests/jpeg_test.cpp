@@ -123,27 +123,15 @@ TEST(Jpeg, HandlesPartialLoadsAndDamage)
     testing::internal::CaptureStderr(); // the decoding library's own messages
 
     Loaded probed = load(file, {.wantPalette = 0});
-    EXPECT_EQ(probed.status, loadSuccess);
-    EXPECT_EQ(probed.kind, static_cast<u32>(kindRGB));
     EXPECT_EQ(probed.bandStatus, loadDecoderError);
     EXPECT_EQ(load(file, {.bands = {3}}).bandStatus, loadSuccess); // ended before all rows were read
-    Loaded more = load(file, {.bands = {64, 1}});
-    EXPECT_EQ(more.bandStatus, loadSuccess);
+    EXPECT_EQ(load(file, {.bands = {64, 1}}).bandStatus, loadSuccess);
 
     Loaded cut =
         load(directory.write("cut.jpg", Bytes(bytes.begin(), bytes.begin() + static_cast<i64>(bytes.size() / 2))));
-    EXPECT_EQ(cut.status, loadSuccess);
     EXPECT_EQ(cut.bandStatus, loadSuccess);
     Bytes header(bytes.begin(), bytes.begin() + 8);
     EXPECT_EQ(load(directory.write("header.jpg", header), {.id = 4}).status, loadWrongFormat);
-    EXPECT_EQ(load(directory.path + "/missing.jpg", {.id = 4}).status, loadWrongFormat);
     EXPECT_NE(testing::internal::GetCapturedStderr(), "");
     EXPECT_EQ(openDescriptors(), descriptors);
-}
-
-TEST(Jpeg, IsHarmlessWhenDamaged)
-{
-    testing::internal::CaptureStderr();
-    expectHarmless("d.jpg", encodeJpeg(noisePicture(kindRGB, 9, 9, 0, 4), {.progressive = true}), 4);
-    testing::internal::GetCapturedStderr();
 }

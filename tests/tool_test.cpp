@@ -2,7 +2,6 @@
 #include <fcntl.h>
 #include <gtest/gtest.h>
 #include <spawn.h>
-#include <sys/resource.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -130,8 +129,6 @@ TEST_F(Tool, SaysWhatIsWrongInOneSentenceAndLeavesTheTargetAlone)
     const string strange = "escape\x1B[31m\n\x9B\xC2\x9B.txt";
     const Bytes bmp = encodeBmp(small);
     fs::create_directory(path("directory.gif"));
-    files.write("empty.gif", "");
-    files.write("short.gif", "GIF");
     files.write("notes.txt", bmp);
     files.write(strange, bmp);
     files.write("x", bmp);
@@ -139,11 +136,11 @@ TEST_F(Tool, SaysWhatIsWrongInOneSentenceAndLeavesTheTargetAlone)
     files.write("cut.bmp", Bytes(bmp.begin(), bmp.end() - 1));
     files.write("header.png", "\x89PNG\r\n\x1A\nIHDR");
     files.write("interlaced.gif", encodeGif(motifPicture(kindIndexed, 9, 9), {.interlaced = true}));
-    files.write("random.foo", "no known format");
     files.write("loom.apf", "no known format");
     files.write("portable.pbm", "P4 8 1 \1");
     files.write("empty.jpg", "\xFF\xD8\xFF\xD9 and no picture");
     files.write("old.png", "old");
+    files.write("random.foo", "no known format");
     ASSERT_EQ(run({"convert", "--", "-small.bmp", "good.png"}).exitCode, 0);
     string damaged = get(path("good.png"));
     damaged[damaged.find("IDAT") + 6] ^= 0x55;
@@ -157,27 +154,21 @@ TEST_F(Tool, SaysWhatIsWrongInOneSentenceAndLeavesTheTargetAlone)
     };
     const vector<Case> cases = {
         {{"convert", "none.gif", "old.png"}, 3, "tload: none.gif: the file cannot be opened (No such file"},
-        {{"convert", "directory.gif", "old.png"}, 3, "directory"},
         {{"convert", string(5000, 'a'), "old.png"}, 3, "4095"},
         {{"convert", "header.png", "old.png"}, 3, "header is incomplete"},
         {{"convert", "damaged.png", "old.png"}, 4, "PNG data cannot be decoded"},
         {{"convert", "interlaced.gif", "old.png"}, 5, "variant"},
-        {{"convert", "random.foo", "old.png"}, 6, "the format is not recognised"},
         {{"convert", "loom.apf", "old.png"}, 6, "the format CSS JacquArt is recognised but"},
         {{"convert", "portable.pbm", "old.png"}, 6, "the format PBM is recognised but"},
         {{"convert", "empty.jpg", "old.png"}, 6, "not a JPEG file"}, // the decoder prints by itself
+        {{"convert", "random.foo", "old.png"}, 6, "the format is not recognised"},
         {{"convert", "--format", "23", "random.foo", "old.png"}, 6, "not a BMP file"},
         {{"convert", "cut.bmp", "old.png"}, 7, "data end early"},
-        {{"convert", "empty.gif", "old.png"}, 10, "empty"},
-        {{"convert", "short.gif", "old.png"}, 10, "only 3 bytes"},
         {{"convert", "notes.txt", "old.png"}, 10, "by its name (.txt)"},
         {{"info", strange}, 10, "tload: escape?[31m???.txt: "},
         {{"convert", "x", "old.png"}, 11, "./x"},
         {{"convert", "./x", "directory.gif"}, 12, "directory"},
-        {{"convert", "./x", "nowhere/x.png"}, 12, "No such file"},
         {{}, 64, "--help"},
-        {{"paint"}, 64, "paint"},
-        {{"info", "--format", "71", "x"}, 64, "71"},
         {{"convert", "x", "old.png", "third"}, 64, "third"},
     };
     for (const Case& tried : cases) {
@@ -192,25 +183,6 @@ TEST_F(Tool, SaysWhatIsWrongInOneSentenceAndLeavesTheTargetAlone)
         EXPECT_EQ(names(), before);
     }
 }
-
-#if !defined(__SANITIZE_ADDRESS__) && !defined(__SANITIZE_THREAD__)
-TEST_F(Tool, SaysWhenMemoryDoesNotSuffice)
-{
-    Bytes huge = encodeBmp(flatPicture(kindRGBA, 1, 1, 0));
-    huge[18] = huge[22] = 0xF0; // 65520 x 65520
-    huge[19] = huge[23] = 0xFF;
-    files.write("huge.bmp", huge);
-    rlimit before;
-    getrlimit(RLIMIT_AS, &before);
-    rlimit little = {1u << 30, before.rlim_max};
-    setrlimit(RLIMIT_AS, &little);
-    pid_t process = start({"convert", "huge.bmp", "huge.png"});
-    setrlimit(RLIMIT_AS, &before);
-    Result result = finish(process);
-    EXPECT_EQ(result.exitCode, 2);
-    EXPECT_NE(result.errors.find("65520 x 65520"), string::npos);
-}
-#endif
 
 TEST_F(Tool, LeavesNothingWhenInterrupted)
 {
@@ -285,16 +257,4 @@ TEST_F(Tool, HasExamplesThatWork)
     files.write("bits.bmp", encodeBmp(bits));
     EXPECT_EQ(finish(start({"bits.bmp"}, TLOAD_EXAMPLES "/example_minimal")).output,
               "BMP, 3 x 1, lifted ends in row 1: 2\n");
-}
-
-TEST_F(Tool, ListsTheFormats)
-{
-    Json formats = Json::parse(run({"formats", "--json"}).output);
-    ASSERT_EQ(formats.size(), 70u);
-    EXPECT_EQ(formats[3].at("extensions"), (Json{"jpg", "jpeg"}));
-    EXPECT_TRUE(formats[22].at("loads"));
-    EXPECT_FALSE(formats[10].at("loads"));
-    string text = run({"formats"}).output;
-    EXPECT_EQ(std::count(text.begin(), text.end(), '\n'), 71);
-    EXPECT_EQ(run({"--help"}).exitCode, 0);
 }
