@@ -1,6 +1,22 @@
+#include "framework/path.h"
+
 #include <cstring>
 
 #include "framework/thread_state.h"
+
+bool hasExtension(const char* path, const char* extension, size_t leastLength)
+{
+    const size_t length = strlen(path);
+    const size_t extensionLength = strlen(extension);
+    if (length < leastLength || length <= extensionLength || path[length - extensionLength - 1] != '.')
+        return false;
+    const char* end = path + length - extensionLength;
+    for (size_t i = 0; i < extensionLength; i++) {
+        if (tolowerAZ(end[i]) != extension[i])
+            return false;
+    }
+    return true;
+}
 
 const char* getRelativePath(const char* path, const char* other)
 {

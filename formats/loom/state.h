@@ -3,6 +3,7 @@
 
 #include <cstdio>
 
+#include "framework/rows.h"
 #include "tload.h"
 
 constexpr u32 partNameBytes = 4096;
@@ -48,22 +49,10 @@ struct BonasState {
     u32 height;
 };
 
-struct WifState {
-    u8* image; // owned
-    u32 rowBytes;
-    u32 height;
-    u32 rowCursor;
-};
-
-struct Dobby1858State {
-    FILE* file;
-    u32 rowsLeft;
-};
-
 struct LoomState {
     StaubliState staubli;
     StaubliJc5State staubliJc5;
     BonasState bonas;
-    WifState wif;
-    Dobby1858State dobby1858;
+    RowTable wif;
+    RowFile dobby1858;
 };

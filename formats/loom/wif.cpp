@@ -14,11 +14,10 @@
 // letters.
 #include <sys/mman.h>
 
-#include <cstdlib>
 
-#include "framework/bytes.h"
-#include "framework/file.h"
 #include "framework/loader.h"
+#include "framework/path.h"
+#include "framework/rows.h"
 #include "framework/thread_state.h"
 
 constexpr u32 mostThreads = 65520;
@@ -498,22 +497,9 @@ static bool drawDrawdown(const Weaving& weaving, Draft& draft, u8* image, u64 ro
     return true;
 }
 
-static bool isWifName(const char* path)
-{
-    const size_t length = strlen(path);
-    return length >= 5 && path[length - 4] == '.' && tolowerAZ(path[length - 3]) == 'w' &&
-           tolowerAZ(path[length - 2]) == 'i' && tolowerAZ(path[length - 1]) == 'f';
-}
-
-static void release(WifState& state)
-{
-    free(state.image);
-    state = {};
-}
-
 static LoadStatus tryLoad(const LoadRequest& request, ImageInfo& image)
 {
-    if (!isWifName(request.path))
+    if (!hasExtension(request.path, "wif"))
         return loadWrongFormat;
     image.width = image.height = 0;
     release(threadState().loom.wif);
@@ -562,22 +548,13 @@ static LoadStatus tryLoad(const LoadRequest& request, ImageInfo& image)
     }
     image.kind = kindBilevel;
     reportImage(image, "WIF weave", loomOrientation);
-    threadState().loom.wif = {.image = rows.bytes, .rowBytes = rowBytes, .height = image.height, .rowCursor = 0};
-    rows.bytes = nullptr;
+    handOver(rows, threadState().loom.wif, image.height, rowBytes);
     return loadSuccess;
 }
 
 static LoadStatus loadBand(u8* rows, u32 count, u32 bytesPerRow)
 {
-    WifState& state = threadState().loom.wif;
-    if (state.image == nullptr)
-        return loadBadData;
-    const u32 wanted = std::min(count, state.height - state.rowCursor);
-    const u8* row = state.image + u64{state.rowCursor} * state.rowBytes;
-    for (u64 i = 0; i < wanted; i++)
-        deliverRow(rows + i * bytesPerRow, row + i * state.rowBytes, state.rowBytes, bytesPerRow);
-    state.rowCursor += wanted;
-    return wanted < count ? loadBadData : loadSuccess;
+    return loadRows(threadState().loom.wif, rows, count, bytesPerRow, BitOrder::asStored);
 }
 
 static LoadStatus endLoad()

@@ -7,6 +7,7 @@
 #include "framework/bytes.h"
 #include "framework/file.h"
 #include "framework/loader.h"
+#include "framework/path.h"
 #include "framework/thread_state.h"
 
 #if defined(__x86_64__)
@@ -46,13 +47,6 @@ static u32 thousandthsOfDpi(const u8* pixelsPerMetre)
 static bool isImplausible(u32 resX, u32 resY)
 {
     return resX >= 11 && resY >= 2 && std::max(resX, resY) / std::min(resX, resY) >= 51;
-}
-
-static bool isDsn(const char* path)
-{
-    size_t length = strlen(path);
-    return length > 5 && path[length - 4] == '.' && tolowerAZ(path[length - 3]) == 'd' &&
-           tolowerAZ(path[length - 2]) == 's' && tolowerAZ(path[length - 1]) == 'n';
 }
 
 // Entries that no palette has room for are skipped. A palette that the file's end cuts short is left as it is.
@@ -137,7 +131,7 @@ static LoadStatus tryLoad(const LoadRequest& request, ImageInfo& image)
     image.resY = thousandthsOfDpi(info + atResolutionY);
     if (isImplausible(image.resX, image.resY))
         image.resX = image.resY = 0;
-    if (isDsn(request.path))
+    if (hasExtension(request.path, "dsn", 6))
         std::swap(image.resX, image.resY);
 
     loaded.file = state.file;
