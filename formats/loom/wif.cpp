@@ -14,7 +14,6 @@
 // letters.
 #include <sys/mman.h>
 
-
 #include "framework/loader.h"
 #include "framework/path.h"
 #include "framework/rows.h"
