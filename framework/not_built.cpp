@@ -301,11 +301,6 @@ int readTevrinWeave(FILE*, char*, i32*, i32*, i32*, u8*, i32**, u8**)
     return 0;
 }
 
-void renderRealImg(u8*, i32, i32, i32, i32, i32, i32, i32, i32, i32, const u8*, i32, i32, i32, i32, const u8*, i32, i32,
-                   float)
-{
-}
-
 i64 checkTrueColorPalette(const u8*, i32, i32, i32, u8*)
 {
     return 0;
@@ -341,13 +336,4 @@ void contrastStretch(u8*, i32, i32, i32, i32, u8*) {}
 u8* collapseRGBA(u8* buffer, i32, i32, i32*, i32)
 {
     return buffer;
-}
-
-void copyTableEqualY(u8*, i32, i32, const i32*) {}
-
-void getRepeatBorder(const u8*, i32, i32, i32, i32, u16*, u16*) {}
-
-u16* selfAvoidTable(i32, i32, i32)
-{
-    return nullptr;
 }
