@@ -18,6 +18,31 @@ struct ConvertRequest {
     u32 format = 0;
 };
 
+// Numbers of a pair such as 800x600.
+struct NumberPair {
+    double x = 0;
+    double y = 0;
+};
+
+struct RenderRequest {
+    std::string source;
+    std::string target;
+    u32 format = 0;
+    double dotsPerInch = 96;
+    double zoom = 1;
+    NumberPair size = {800, 600}; // of the drawing, in display pixels
+    NumberPair at = {0, 0};       // its first display pixel, counted from the corner of a repeat
+    NumberPair sett = {24, 24};   // ends and picks per cm of pictures that do not tell
+};
+
+struct SeamRequest {
+    std::string source;
+    u32 format = 0;
+    bool json = false;
+};
+
 ExitCode listFormats(bool json);
 ExitCode showInfo(const InfoRequest& request);
 ExitCode convertPicture(const ConvertRequest& request);
+ExitCode renderCloth(const RenderRequest& request);
+ExitCode measureSeam(const SeamRequest& request);
