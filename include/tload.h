@@ -302,7 +302,41 @@ TLOAD_API void makeStaubliMapping(u32* map, i32 module);
 TLOAD_API void invertStaubliMapping(u32* map, i32 module, i32 count, i32 invert, i32 separateModules);
 
 /* ---------------------------------------------------------------------------------------------------------------
- * Weaves and cloth. The functions from here on are declared so that hosts can link against them from the start; this
+ * Repeating patterns: functions on the caller's buffers, without state but for the C library's random numbers.
+ */
+
+/* Draws a picture that repeats without end at its physical size: every display pixel is the mean of 32 jittered samples
+ * of the picture area under it. dst takes rows rows of width pixels, dstStride bytes apart, from display column x0 and
+ * display row firstRow on. bytesPerPixel 4: the 32-bit word 0x00RRGGBB; 3: R, G, B; 2: the 16-bit word of 5, 6 and 5
+ * bits; 1: no colours and one sample a pixel, the picture's own byte or, for a bilevel picture, 255 for a set bit and
+ * 254 for a clear one. Others draw nothing.
+ * src is the picture's first row, srcStride the bytes from one row to the next, srcKind 0 (bilevel, a set bit is
+ * black), 1 (indices into the 256 R, G, B triples of palette) or 2 (RGB). The picture stands upright: its last row's
+ * lower edge, and one of its left edges, lie at the display's column 0 and below display row y0, and rows above y0
+ * climb up in it. Only there, up to 262144 picture pixels upwards and to the right, is it repeated without gaps: the
+ * positions to the left, below and beyond come round in numbers of 2^32 units, 8192 a picture pixel.
+ * Resolutions are in one unit of the caller's choice, such as dots per inch x 1000; zoom magnifies. A size, resolution
+ * or zoom that is not positive draws nothing.
+ * The random numbers are drand48's: 4096 of them and one for every row; srand48 makes a drawing repeatable. Threads
+ * may draw at once and then share these numbers. */
+TLOAD_API void renderRealImg(u8* dst, i32 dstStride, i32 bytesPerPixel, i32 x0, i32 firstRow, i32 width, i32 rows,
+                             i32 y0, i32 screenResX, i32 screenResY, const u8* src, i32 srcStride, i32 srcWidth,
+                             i32 srcHeight, i32 srcKind, const u8* palette, i32 srcResX, i32 srcResY, float zoom);
+
+/* Expands in place rows of rowBytes bytes that are stored only once. repeatTable has an entry for each of the rows: 0
+ * is the next stored row, k the same as row k - 1, counted from 0. With an entry outside 0 to rows a line is printed on
+ * standard output and nothing is changed. */
+TLOAD_API void copyTableEqualY(u8* data, i32 rowBytes, i32 rows, const i32* repeatTable);
+/* By how many percent the step from the last column to the first (seamX) and from the last row to the first (seamY)
+ * exceeds the average step between the columns and rows beside that edge; 0 = no seam. kind is one of kindBilevel to
+ * kindRGBA, stride the bytes from row to row. A direction of less than 21 pixels and a picture of null have no seam. */
+TLOAD_API void getRepeatBorder(const u8* pixels, i32 kind, i32 width, i32 height, i32 stride, u16* seamX, u16* seamY);
+/* Places count points on an area that repeats, each the best of 60 at random (rand(), x before y) by its distance from
+ * those before it. Returns count pairs of x and y; free() them. Null when memory runs out or a size is not positive. */
+TLOAD_API u16* selfAvoidTable(i32 count, i32 width, i32 height);
+
+/* ---------------------------------------------------------------------------------------------------------------
+ * Weaves. The functions from here on are declared so that hosts can link against them from the start; this
  * version answers as they do on failure: no result, 0 or null, the caller's data unchanged.
  */
 
@@ -313,12 +347,6 @@ TLOAD_API void invertStaubliMapping(u32* map, i32 module, i32 count, i32 invert,
  * success, 0 on failure, 2 when a plane cannot be allocated. */
 TLOAD_API int readTevrinWeave(FILE* file, char* line, i32* mode, i32* width, i32* height, u8* orientationFlag,
                               i32** threading, u8** plane);
-
-/* Draws a repeating picture at its physical size into rows rows of width pixels of 1, 2, 3 or 4 bytes. Resolutions are
- * dots per inch x 1000, strides are bytes. */
-TLOAD_API void renderRealImg(u8* dst, i32 dstStride, i32 bytesPerPixel, i32 x0, i32 firstRow, i32 width, i32 rows,
-                             i32 y0, i32 screenResX, i32 screenResY, const u8* src, i32 srcStride, i32 srcWidth,
-                             i32 srcHeight, i32 srcKind, const u8* palette, i32 srcResX, i32 srcResY, float zoom);
 
 /* ---------------------------------------------------------------------------------------------------------------
  * Colour and image utilities: stateless functions on the caller's buffers. Strides are bytes unless a comment says
@@ -359,14 +387,6 @@ TLOAD_API void contrastStretch(u8* pixels, i32 stride, i32 kind, i32 width, i32 
 /* Flattens RGBA rows to RGB over white or a grey checkerboard, in place; buffer comes from malloc, the result is its
  * address afterwards and *stride its new stride. */
 TLOAD_API u8* collapseRGBA(u8* buffer, i32 width, i32 height, i32* stride, i32 checkerboard);
-
-/* Expands rows that are stored once, in place; the table has an entry a row: 0 the next stored row, k the same as row
- * k - 1. */
-TLOAD_API void copyTableEqualY(u8* data, i32 rowBytes, i32 rows, const i32* repeatTable);
-/* By how many percent the step across the repeat's right and bottom edge exceeds its neighbours; 0 = no seam. */
-TLOAD_API void getRepeatBorder(const u8* pixels, i32 kind, i32 width, i32 height, i32 stride, u16* seamX, u16* seamY);
-/* count pairs of x and y that keep their distance on a repeating area; free() the result. Null when memory runs out. */
-TLOAD_API u16* selfAvoidTable(i32 count, i32 width, i32 height);
 
 #ifdef __cplusplus
 }

@@ -168,6 +168,12 @@ TEST_F(Tool, SaysWhatIsWrongInOneSentenceAndLeavesTheTargetAlone)
         {{"info", strange}, 10, "tload: escape?[31m???.txt: "},
         {{"convert", "x", "old.png"}, 11, "./x"},
         {{"convert", "./x", "directory.gif"}, 12, "directory"},
+        {{"render", "good.png", "old.png", "--zoom", "1e-3", "--size", "9999x9"}, 64, "larger zoom"},
+        {{"render", "good.png", "old.png", "--zoom", "1e3", "--dpi", "9999"}, 64, "smaller zoom"},
+        {{"render", "good.png", "old.png", "--size", "3x"}, 64, "--size"},
+        {{"render", "good.png", "old.png", "--sett", "20x0"}, 64, "--sett"},
+        {{"render", "cut.bmp", "old.png"}, 7, "data end early"},
+        {{"seam", "cut.bmp"}, 7, "data end early"},
         {{}, 64, "--help"},
         {{"convert", "x", "old.png", "third"}, 64, "third"},
     };
@@ -243,6 +249,44 @@ TEST_F(Tool, FindsTheDesignBehindItsPartsAndPrograms)
     Result result = run({"--gzip", "", "convert", "rose.zc5", "d.png"});
     EXPECT_EQ(result.exitCode, 6);
     EXPECT_NE(result.errors.find("Debian package gzip"), string::npos) << result.errors;
+}
+
+TEST_F(Tool, RendersUprightAndTiled)
+{
+    // 24 ends and picks per cm are 60.96 per inch.
+    const vector<string> sizes = {"--dpi", "60.96", "--zoom", "2", "--size", "90x50", "--at", "-7,5"};
+    for (u32 kind : {kindBilevel, kindIndexed, kindRGB, kindRGBA}) {
+        const Picture picture = noisePicture(kind, 17, 9, kind == kindIndexed ? 7 : 0, kind);
+        files.write("a.png", encodePng(picture));
+        vector<string> arguments = {"render", "a.png", "b.png"};
+        arguments.insert(arguments.end(), sizes.begin(), sizes.end());
+        Result result = run(arguments);
+        EXPECT_EQ(result.output, "a.png: PNG, a repeat of 7.1 x 3.8 mm by the sett -> b.png\n") << result.errors;
+        const Loaded cloth = load(path("b.png"));
+        ASSERT_EQ(cloth.rows.size(), 90u * 50 * 3);
+        EXPECT_EQ(cloth.resX, 60960u);
+        const Picture colours = toRgb(picture);
+        for (u32 i = 0; i < cloth.rows.size(); i++) {
+            const u32 column = (i / 3 % 90 + 34 - 7) / 2 % 17, row = (i / 270 + 5) / 2 % 9;
+            ASSERT_EQ(cloth.rows[i], colours.rows[3 * (17 * row + column) + i % 3]) << kind << " " << i;
+        }
+    }
+    for (const char* name : {"c.png", "d.png"})
+        EXPECT_EQ(run({"render", "a.png", name, "--sett", "31.5x18", "--zoom", "0.7"}).exitCode, 0);
+    EXPECT_EQ(get(path("c.png")), get(path("d.png")));
+}
+
+TEST_F(Tool, MeasuresSeams)
+{
+    Picture shaded = blankPicture(kindRGB, 30, 12);
+    for (u32 i = 0; i < shaded.rows.size(); i++)
+        shaded.rows[i] = static_cast<u8>(i / 3 % 30 * 8);
+    files.write("a.bmp", encodeBmp(shaded));
+    Json seam = Json::parse(run({"seam", "--json", "a.bmp"}).output);
+    // Nine steps of 8 and one of 232, in 11 rows and 3 channels.
+    EXPECT_EQ(seam.at("seamAcross"), 232 * 33 * 100 / ((9 * 8 + 232) * 33 / 10) - 100);
+    EXPECT_TRUE(seam.at("seamAlong").is_null());
+    EXPECT_NE(run({"seam", "a.bmp"}).output.find("663 %"), string::npos);
 }
 
 TEST_F(Tool, HasExamplesThatWork)

@@ -8,6 +8,7 @@
 #include <cstring>
 #include <iterator>
 
+#include "framework/bytes.h"
 #include "framework/file.h"
 
 #if defined(__x86_64__)
@@ -53,6 +54,22 @@ struct DisplayRow {
     const u8* rows[reachedPositions];
 };
 
+// Where the picture's rows lie, for samples that are fetched from it eight at once.
+struct FetchTable {
+    const u8* firstByte;
+    i32 lastWord;                                    // offset of the picture's last four bytes
+    i32 rowOffsets[jitterEntries + samplesPerPixel]; // of each sample's row
+};
+
+// How a display row's samples find their colours: in the picture, one after the other or eight at once, or in rows
+// that are expanded for the purpose.
+enum class RowForm { asStored, fetched, expanded };
+
+// With more picture pixels in reach of a display pixel expanding takes longer than fetching, and with less display
+// pixels in a row preparing takes longer.
+constexpr i32 mostExpandedPixels = 16;
+constexpr u32 fewestFetchedPixels = 64;
+
 struct Drawing {
     RepeatingPicture picture;
     Jitter jitter;
@@ -64,7 +81,10 @@ struct Drawing {
     u32 stepY;
     u32 x; // the position of the first pixel's samples but for the jitter
     Sums colours[256];
+    u32 colourWords[256]; // R, G, B from the lowest byte on
+    RowForm rowForm;
     u64 planeBytes; // of an expanded row
+    FetchTable fetch;
 };
 
 static u32 wholePosition(u32 position)
@@ -264,15 +284,128 @@ __attribute__((target("avx2"))) static void sumExpandedSamples(const Drawing& dr
     }
 }
 
-// Null when the samples cannot be looked up like that.
+// False when the picture is too small, or too large for offsets of 32 bits.
+static bool prepareFetching(Drawing& drawing)
+{
+    const RepeatingPicture& picture = drawing.picture;
+    const i64 width = picture.width;
+    const i64 rowBytes = picture.kind == kindBilevel   ? (width + 7) / 8
+                         : picture.kind == kindIndexed ? width
+                                                       : 3 * width;
+    const i64 lastRow = (i64{picture.height} - 1) * picture.stride;
+    const i64 size = std::abs(lastRow) + rowBytes;
+    drawing.fetch.firstByte = picture.rows + std::min<i64>(lastRow, 0);
+    drawing.fetch.lastWord = static_cast<i32>(size - static_cast<i64>(sizeof(u32)));
+    return picture.width >= reachedPositions && size >= static_cast<i64>(sizeof(u32)) && size <= INT32_MAX;
+}
+
+static void setRowOffsets(Drawing& drawing, const DisplayRow& row)
+{
+    const i32 fractionY = static_cast<i32>(row.y & fraction);
+    i32 offsets[reachedPositions] = {};
+    for (i32 reached = drawing.firstReachedY; reached <= drawing.lastReachedY; reached++)
+        offsets[reach + reached] = static_cast<i32>(row.rows[reach + reached] - drawing.fetch.firstByte);
+    for (u32 sample = 0; sample < jitterEntries + samplesPerPixel; sample++)
+        drawing.fetch.rowOffsets[sample] = offsets[reach + ((fractionY + drawing.jitter.y[sample]) >> fractionBits)];
+}
+
+// The bytes from each offset on in the low end of a word; none is read behind the picture.
+__attribute__((target("avx2"))) static inline __m256i fetchBytes(const FetchTable& fetch, __m256i offsets)
+{
+    const __m256i inside = _mm256_min_epi32(offsets, _mm256_set1_epi32(fetch.lastWord));
+    const __m256i words = _mm256_i32gather_epi32(reinterpret_cast<const int*>(fetch.firstByte), inside, 1);
+    return _mm256_srlv_epi32(words, _mm256_slli_epi32(_mm256_sub_epi32(offsets, inside), 3));
+}
+
+// The colours of eight samples: R, G, B from the lowest byte on, with anything in the highest. Bilevel: 0 or 255 alone.
+template <i32 kind>
+__attribute__((target("avx2"))) static inline __m256i fetchColours(const Drawing& drawing, __m256i rows,
+                                                                   __m256i columns)
+{
+    const __m256i low = _mm256_set1_epi32(255);
+    if constexpr (kind == kindBilevel) {
+        const __m256i bytes = fetchBytes(drawing.fetch, _mm256_add_epi32(rows, _mm256_srli_epi32(columns, 3)));
+        const __m256i bits = _mm256_srlv_epi32(bytes, _mm256_andnot_si256(columns, _mm256_set1_epi32(7)));
+        const __m256i one = _mm256_set1_epi32(1);
+        return _mm256_and_si256(_mm256_sub_epi32(_mm256_and_si256(bits, one), one), low);
+    } else if constexpr (kind == kindIndexed) {
+        const __m256i indices = _mm256_and_si256(fetchBytes(drawing.fetch, _mm256_add_epi32(rows, columns)), low);
+        return _mm256_i32gather_epi32(reinterpret_cast<const int*>(drawing.colourWords), indices, sizeof(u32));
+    } else {
+        const __m256i triples = _mm256_add_epi32(columns, _mm256_slli_epi32(columns, 1));
+        return fetchBytes(drawing.fetch, _mm256_add_epi32(rows, triples));
+    }
+}
+
+// For steps so large that hardly a picture pixel serves two display pixels.
+template <i32 kind>
+__attribute__((target("avx2"))) static void sumFetchedSamples(const Drawing& drawing, const DisplayRow& row,
+                                                              u32 firstPixel, u32 count, Sums* sums)
+{
+    constexpr u32 lanes = 8;
+    const auto pictureWidth = static_cast<i32>(drawing.picture.width);
+    const __m256i width = _mm256_set1_epi32(pictureWidth);
+    const __m256i lastColumn = _mm256_set1_epi32(pictureWidth - 1);
+    const __m256i evenBytes = _mm256_set1_epi32(0x00FF00FF);
+    for (u32 pixel = firstPixel; pixel < firstPixel + count; pixel++, sums++) {
+        const u32 x = drawing.x + pixel * drawing.stepX;
+        const u32 first = wholePosition(x + static_cast<u32>(drawing.firstReachedX) * onePixel);
+        const u32 last = wholePosition(x + static_cast<u32>(drawing.lastReachedX) * onePixel);
+        if (static_cast<i32>(first ^ last) < 0) { // positions come round between them
+            sumSamples<kind>(drawing, row, pixel, 1, sums);
+            continue;
+        }
+        const auto firstColumn = static_cast<i32>(first % drawing.picture.width);
+        const __m256i columnOffset = _mm256_set1_epi32(firstColumn - drawing.firstReachedX);
+        const __m256i fractions = _mm256_set1_epi32(static_cast<i32>(x & fraction));
+        const u32 firstSample = sampleOfPixel(row, pixel);
+        __m256i redBlue = _mm256_setzero_si256();
+        __m256i green = _mm256_setzero_si256();
+        for (u32 sample = firstSample; sample < firstSample + samplesPerPixel; sample += lanes) {
+            const __m256i jitter =
+                _mm256_cvtepi16_epi32(_mm_loadu_si128(reinterpret_cast<const __m128i*>(drawing.jitter.x + sample)));
+            __m256i columns = _mm256_srai_epi32(_mm256_add_epi32(jitter, fractions), fractionBits);
+            columns = _mm256_add_epi32(columns, columnOffset);
+            const __m256i isBehind = _mm256_cmpgt_epi32(columns, lastColumn);
+            columns = _mm256_sub_epi32(columns, _mm256_and_si256(isBehind, width));
+            const __m256i rows =
+                _mm256_loadu_si256(reinterpret_cast<const __m256i*>(drawing.fetch.rowOffsets + sample));
+            const __m256i colours = fetchColours<kind>(drawing, rows, columns);
+            redBlue = _mm256_add_epi32(redBlue, _mm256_and_si256(colours, evenBytes));
+            green = _mm256_add_epi32(green, _mm256_and_si256(_mm256_srli_epi32(colours, 8), evenBytes));
+        }
+        // The low halves of the lanes become red and green, the high halves blue and nothing of use.
+        const __m256i pairs = _mm256_hadd_epi32(redBlue, green);
+        const __m256i fours = _mm256_hadd_epi32(pairs, pairs);
+        const __m128i whole = _mm_add_epi32(_mm256_castsi256_si128(fours), _mm256_extracti128_si256(fours, 1));
+        const u64 both = static_cast<u64>(_mm_cvtsi128_si64(whole));
+        const u64 red = both & 0xFFFF;
+        *sums = kind == kindBilevel ? white / 255 * red
+                                    : red << redShift | (both >> 32 & 0xFFFF) << greenShift | (both >> 16 & 0xFFFF);
+    }
+}
+
+// Null when neither way is open.
+template <i32 kind>
 static SumPixels vectorSums(ExpandedRows& expanded, Drawing& drawing, u32 width)
 {
-    if (!__builtin_cpu_supports("avx2") || drawing.firstReachedX < 0 || drawing.firstReachedY < 0 ||
-        !allocateRows(expanded, drawing, width))
+    if (!__builtin_cpu_supports("avx2"))
         return nullptr;
-    return drawing.picture.kind == kindBilevel ? sumExpandedSamples<1> : sumExpandedSamples<3>;
+    const bool reachesFewPixels = drawing.firstReachedX >= 0 && drawing.firstReachedY >= 0 &&
+                                  (drawing.lastReachedX + 1) * (drawing.lastReachedY + 1) <= mostExpandedPixels;
+    if (reachesFewPixels && allocateRows(expanded, drawing, width)) {
+        drawing.rowForm = RowForm::expanded;
+        return sumExpandedSamples < kind == kindBilevel ? 1 : 3 > ;
+    }
+    if (width < fewestFetchedPixels || !prepareFetching(drawing))
+        return nullptr;
+    drawing.rowForm = RowForm::fetched;
+    return sumFetchedSamples<kind>;
 }
 #else
+static void setRowOffsets(Drawing&, const DisplayRow&) {}
+
+template <i32 kind>
 static SumPixels vectorSums(ExpandedRows&, Drawing&, u32)
 {
     return nullptr;
@@ -350,14 +483,23 @@ static void setColours(Drawing& drawing)
     for (u32 i = 0; i < std::size(drawing.colours); i++) {
         const u8* rgb = drawing.picture.palette + 3 * i;
         drawing.colours[i] = Sums{rgb[0]} << redShift | Sums{rgb[1]} << greenShift | rgb[2];
+        drawing.colourWords[i] = littleEndian16(rgb) | static_cast<u32>(rgb[2]) << 16;
     }
 }
 
-static SumPixels plainSums(i32 kind)
+template <i32 kind>
+static SumPixels fastestSums(ExpandedRows& expanded, Drawing& drawing, u32 width)
 {
-    return kind == kindBilevel   ? sumSamples<kindBilevel>
-           : kind == kindIndexed ? sumSamples<kindIndexed>
-                                 : sumSamples<kindRGB>;
+    const SumPixels sums = vectorSums<kind>(expanded, drawing, width);
+    return sums != nullptr ? sums : sumSamples<kind>;
+}
+
+static SumPixels chooseSums(ExpandedRows& expanded, Drawing& drawing, u32 width)
+{
+    const i32 kind = drawing.picture.kind;
+    return kind == kindBilevel   ? fastestSums<kindBilevel>(expanded, drawing, width)
+           : kind == kindIndexed ? fastestSums<kindIndexed>(expanded, drawing, width)
+                                 : fastestSums<kindRGB>(expanded, drawing, width);
 }
 
 // Whether there is something to draw and something to draw it from.
@@ -389,21 +531,24 @@ void renderRealImg(u8* dst, i32 dstStride, i32 bytesPerPixel, i32 x0, i32 firstR
     setColours(drawing);
 
     ExpandedRows expanded;
-    const SumPixels fastSums = bytesPerPixel == 1 ? nullptr : vectorSums(expanded, drawing, pixels);
-    const SumPixels sumPixels = fastSums != nullptr ? fastSums : plainSums(srcKind);
+    drawing.rowForm = RowForm::asStored;
+    const SumPixels sumPixels = bytesPerPixel == 1 ? nullptr : chooseSums(expanded, drawing, pixels);
     DisplayRow row = {};
     for (u32 rowsLeft = static_cast<u32>(rows); rowsLeft > 0; rowsLeft--) {
         row.y = (static_cast<u32>(y0) - static_cast<u32>(firstRow) - (rowsLeft - 1)) * drawing.stepY;
         row.firstSample = static_cast<u32>(drand48() * jitterEntries);
         for (i32 reached = drawing.firstReachedY; reached <= drawing.lastReachedY; reached++) {
             const u8* source = pictureRow(drawing.picture, row.y + static_cast<u32>(reached) * onePixel);
-            row.rows[reach + reached] = fastSums != nullptr ? expandedRow(drawing, expanded, source, rowsLeft) : source;
+            row.rows[reach + reached] =
+                drawing.rowForm == RowForm::expanded ? expandedRow(drawing, expanded, source, rowsLeft) : source;
         }
+        if (drawing.rowForm == RowForm::fetched)
+            setRowOffsets(drawing, row);
         u8* target = dst + (i64{rowsLeft} - 1) * dstStride;
-        if (bytesPerPixel == 1)
+        if (sumPixels == nullptr)
             drawIndices(drawing, row, pixels, target);
         Sums sums[pixelsAtOnce];
-        for (u32 first = 0; bytesPerPixel != 1 && first < pixels; first += pixelsAtOnce) {
+        for (u32 first = 0; sumPixels != nullptr && first < pixels; first += pixelsAtOnce) {
             const u32 count = std::min(pixelsAtOnce, pixels - first);
             sumPixels(drawing, row, first, count, sums);
             storePixels(target + i64{first} * bytesPerPixel, sums, count, bytesPerPixel);

@@ -139,7 +139,7 @@ static void addRenderOptions(CLI::App& render, RenderRequest& request)
     render.add_option("OUT.png", request.target, "The PNG file to write")->type_name("")->required();
     render.add_option("--dpi", request.dotsPerInch, "Resolution of the screen or printer, 96 if not given")
         ->type_name("N")
-        ->check(CLI::Range(1, 10000).description(""));
+        ->check(CLI::Range(1.0, 10000.0).description(""));
     render.add_option("--zoom", request.zoom, "Magnification, 1 = as large as life")
         ->type_name("Z")
         ->check(CLI::Range(0.001, 1000.0).description(""));
