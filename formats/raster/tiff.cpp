@@ -382,7 +382,7 @@ static bool prepare(RowReader& reader, const TiffState& state)
     reader.width = state.width;
     const bool separate = reader.pixels == Pixels::colourPlanes;
     const tmsize_t size = separate ? TIFFStripSize(state.file) : TIFFScanlineSize(state.file);
-    constexpr tmsize_t mostBytes = PTRDIFF_MAX / 4;
+    constexpr tmsize_t mostBytes = tmsize_t{1} << 38;
     if (size <= 0 || size > mostBytes)
         return false;
     reader.storedBytes = static_cast<u64>(size);
