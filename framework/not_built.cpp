@@ -27,11 +27,6 @@ void registerLoadPCX()
     registerRefusal();
 }
 
-void registerLoadTIFF()
-{
-    registerRefusal();
-}
-
 void registerLoadSophisC()
 {
     registerRefusal();
@@ -258,11 +253,6 @@ void registerLoadWB()
 }
 
 void registerLoadPAL()
-{
-    registerRefusal();
-}
-
-void registerLoadDIS()
 {
     registerRefusal();
 }

@@ -11,7 +11,9 @@
 #include "samples/jpeg_writer.h"
 #include "samples/pbm_writer.h"
 #include "samples/png_writer.h"
+#include "samples/tiff_writer.h"
 #include "samples/wif_writer.h"
+#include "samples/zip_writer.h"
 
 static const uint32_t size = 256;
 static const uint32_t weaveSize = 400; // a binding needs more pixels to show the motif
@@ -71,6 +73,14 @@ static Picture motifShadow(uint32_t width, uint32_t height)
     return shadow;
 }
 
+// The picture among what else belongs to a design.
+static std::vector<uint8_t> encodeDis()
+{
+    const std::string text = "Bird on a branch\r\n";
+    return encodeZip({{"design.txt", {text.begin(), text.end()}},
+                      {"design.tif", encodeTiff(motifPicture(pictureIndexed, size, size))}});
+}
+
 struct Sample {
     const char* name;
     std::vector<uint8_t> (*encode)();
@@ -82,6 +92,19 @@ static const Sample samples[] = {
     {"motif.gif", [] { return encodeGif(motifPicture(pictureIndexed, size, size)); }},
     {"motif.png", [] { return encodePng(motifPicture(pictureRgba, size, size)); }},
     {"motif.jpg", [] { return encodeJpeg(motifPicture(pictureRgb, size, size)); }},
+    {"motif.tif",
+     [] {
+         return encodeTiff(motifPicture(pictureRgb, size, size), {.compression = 5, .resolution = {{300, 300, 2}}});
+     }},
+    {"motif-1bit.tif",
+     [] {
+         return encodeTiff(motifPicture(pictureBilevel, weaveSize, weaveSize), {.bigEndian = true, .compression = 4});
+     }},
+    {"motif-indexed.tif", [] { return encodeTiff(motifPicture(pictureIndexed, size, size)); }},
+    {"motif-alpha.tif", [] { return encodeTiff(motifPicture(pictureRgba, size, size)); }},
+    {"motif-cmyk.tif", [] { return encodeTiff(tiffInksOf(motifPicture(pictureRgb, size, size))); }},
+    {"motif-lab.tif", [] { return encodeTiff(tiffLabOf(motifPicture(pictureRgb, size, size))); }},
+    {"motif.dis", encodeDis},
     {"motif.pbm", [] { return encodePbm(motifPicture(pictureBilevel, weaveSize, weaveSize)); }},
     {"motif.ep", [] { return encodeBonas(motifPicture(pictureBilevel, weaveSize, weaveSize)); }},
     {"motif-parts.ep", [] { return encodeBonasPart(0); }},

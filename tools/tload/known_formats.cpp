@@ -11,7 +11,7 @@ static constexpr KnownFormat knownFormats[] = {
     {"png", true},
     {"pcx", false},
     {"jpg jpeg", true},
-    {"tif tiff", false}, // 5
+    {"tif tiff", true}, // 5
     {"", false},
     {"", false},
     {"ep", true},
@@ -70,7 +70,7 @@ static constexpr KnownFormat knownFormats[] = {
     {"wbf", false},
     {"wb", false},
     {"pal gpl", false},
-    {"dis des", false},
+    {"dis", true},
     {"org", false}, // 65
     {"ep_", true},
     {"aco", false},
