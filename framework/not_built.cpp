@@ -102,27 +102,7 @@ void registerLoadTakemuraDAT()
     registerRefusal();
 }
 
-void registerLoadSometDOP()
-{
-    registerRefusal();
-}
-
-void registerLoadSometCOP()
-{
-    registerRefusal();
-}
-
 void registerLoadSophisW()
-{
-    registerRefusal();
-}
-
-void registerLoadVamatexPID()
-{
-    registerRefusal();
-}
-
-void registerLoadVamatexPIW()
 {
     registerRefusal();
 }
@@ -167,11 +147,6 @@ void registerLoadQTZ()
     registerRefusal();
 }
 
-void registerLoadDoStyle()
-{
-    registerRefusal();
-}
-
 void registerLoadSMIT()
 {
     registerRefusal();
@@ -192,22 +167,12 @@ void registerLoadNedgraphicsPAT()
     registerRefusal();
 }
 
-void registerLoadDoWeaveDES()
-{
-    registerRefusal();
-}
-
 void registerLoadTakemuraCGS()
 {
     registerRefusal();
 }
 
 void registerLoadNissan()
-{
-    registerRefusal();
-}
-
-void registerLoadSometARM()
 {
     registerRefusal();
 }
@@ -223,16 +188,6 @@ void registerLoadMotongSTI()
 }
 
 void registerLoadPanter()
-{
-    registerRefusal();
-}
-
-void registerLoadDoTech()
-{
-    registerRefusal();
-}
-
-void registerLoadMus()
 {
     registerRefusal();
 }
