@@ -97,27 +97,7 @@ void registerLoadTakemuraDAT()
     registerRefusal();
 }
 
-void registerLoadSometDOP()
-{
-    registerRefusal();
-}
-
-void registerLoadSometCOP()
-{
-    registerRefusal();
-}
-
 void registerLoadSophisW()
-{
-    registerRefusal();
-}
-
-void registerLoadVamatexPID()
-{
-    registerRefusal();
-}
-
-void registerLoadVamatexPIW()
 {
     registerRefusal();
 }
@@ -162,11 +142,6 @@ void registerLoadQTZ()
     registerRefusal();
 }
 
-void registerLoadDoStyle()
-{
-    registerRefusal();
-}
-
 void registerLoadSMIT()
 {
     registerRefusal();
@@ -187,22 +162,12 @@ void registerLoadNedgraphicsPAT()
     registerRefusal();
 }
 
-void registerLoadDoWeaveDES()
-{
-    registerRefusal();
-}
-
 void registerLoadTakemuraCGS()
 {
     registerRefusal();
 }
 
 void registerLoadNissan()
-{
-    registerRefusal();
-}
-
-void registerLoadSometARM()
 {
     registerRefusal();
 }
@@ -218,16 +183,6 @@ void registerLoadMotongSTI()
 }
 
 void registerLoadPanter()
-{
-    registerRefusal();
-}
-
-void registerLoadDoTech()
-{
-    registerRefusal();
-}
-
-void registerLoadMus()
 {
     registerRefusal();
 }

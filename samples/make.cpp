@@ -1,10 +1,13 @@
 // Writes one sample file of every format.
+#include <algorithm>
 #include <cstdio>
 #include <filesystem>
 
 #include "samples/bmp_writer.h"
 #include "samples/bonas_writer.h"
 #include "samples/dobby_1858_writer.h"
+#include "samples/dornier_writer.h"
+#include "samples/doweave_writer.h"
 #include "samples/gif_writer.h"
 #include "samples/jc4_writer.h"
 #include "samples/jc5_writer.h"
@@ -12,6 +15,8 @@
 #include "samples/pbm_writer.h"
 #include "samples/png_writer.h"
 #include "samples/tiff_writer.h"
+#include "samples/somet_writer.h"
+#include "samples/vamatex_writer.h"
 #include "samples/wif_writer.h"
 #include "samples/zip_writer.h"
 
@@ -79,6 +84,34 @@ static std::vector<uint8_t> encodeDis()
     const std::string text = "Bird on a branch\r\n";
     return encodeZip({{"design.txt", {text.begin(), text.end()}},
                       {"design.tif", encodeTiff(motifPicture(pictureIndexed, size, size))}});
+// The motif on the shafts, and in the other columns, which are settings, a stripe for each of the colours that take
+// turns.
+static LoomProgram motifProgram(uint32_t shaftBytes, uint32_t settingBytes, uint32_t height)
+{
+    const Picture motif = motifShadow(8 * shaftBytes, height);
+    const size_t rowBytes = shaftBytes + settingBytes;
+    Picture cloth = blankPicture(pictureBilevel, static_cast<uint32_t>(8 * rowBytes), height);
+    for (uint32_t y = 0; y < height; ++y) {
+        auto row = cloth.rows.begin() + static_cast<ptrdiff_t>(y * rowBytes);
+        std::copy_n(motif.rows.begin() + y * shaftBytes, shaftBytes, row);
+        row[static_cast<ptrdiff_t>(shaftBytes + y / 6 % settingBytes)] = 0x80;
+    }
+    return hemmedProgram(cloth, shaftBytes);
+}
+
+static const uint32_t hemPicks = 16;
+
+// Every pick twice; where the records keep how often, the picture is empty.
+static std::vector<uint8_t> encodePiw()
+{
+    LoomProgram program = motifProgram(7, 1, 40);
+    for (LoomStep& step : program) {
+        if (step.kind != LoomStep::pick)
+            continue;
+        step.count = 2;
+        step.row[3] = step.row[4] = 0;
+    }
+    return encodeVamatex(program, true);
 }
 
 struct Sample {
@@ -130,6 +163,15 @@ static const Sample samples[] = {
     {"motif-liftplan.wif", [] { return encodeWif(draftOfPicture(motifPicture(pictureBilevel, 240, 240))); }},
     {"motif.db1", [] { return encodeDobby1858(motifShadow(40, 56)); }},
     {"motif-little-endian.db1", [] { return encodeDobby1858(motifShadow(40, 56), {.littleEndian = true}); }},
+    {"motif.dop", [] { return encodeDop(motifProgram(5, 9, 56)); }},
+    {"motif.cop", [] { return encodeCop(motifProgram(2, 4, 24)); }},
+    {"motif-somet.arm", [] { return encodeSometArm(motifShadow(40, 56)); }},
+    {"motif.pid", [] { return encodeVamatex(motifProgram(7, 1, 72), false); }},
+    {"motif.piw", [] { return encodePiw(); }},
+    {"motif-dostyle", [] { return encodeDoStyle(motifShadow(64, 80)); }},
+    {"motif-dotech.pat", [] { return encodeDoTech(motifShadow(64, 80)); }},
+    {"motif.mus", [] { return encodeMuster(motifShadow(64, 80)); }},
+    {"motif.des", [] { return encodeDoWeave(motifProgram(7, 1, 80), 80 + 2 * hemPicks); }},
 };
 
 int main(int argc, char** argv)

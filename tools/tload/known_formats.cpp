@@ -36,11 +36,11 @@ static constexpr KnownFormat knownFormats[] = {
     {"pat", false},
     {"bbi", false},
     {"dat", false},
-    {"dop", false}, // 30
-    {"cop", false},
+    {"dop", true}, // 30
+    {"cop", true},
     {"", false},
-    {"pid", false},
-    {"piw", false},
+    {"pid", true},
+    {"piw", true},
     {"mot", false}, // 35
     {"dy", false},
     {"arm", false},
@@ -50,20 +50,20 @@ static constexpr KnownFormat knownFormats[] = {
     {"upt", false},
     {"zc5", true},
     {"qtz", false},
-    {"", false},
+    {"", true},
     {"arm", false}, // 45
     {"apf", false},
     {"", false},
     {"pat", false},
-    {"des", false},
+    {"des", true},
     {"cgs", false}, // 50
     {"", false},
-    {"arm", false},
+    {"arm", true},
     {"pat", false},
     {"sti", false},
     {"d00 w00 a00", false}, // 55
-    {"", false},
-    {"", false},
+    {"pat", true},
+    {"mus", true},
     {"des", false},
     {"pdf eps svg svgz", false},
     {"oom", true}, // 60
