@@ -1,6 +1,8 @@
 // The distinct colours of a picture in the order of their first appearance.
 #pragma once
 
+#include <cstring>
+
 #include "tload.h"
 
 struct DistinctColours {
@@ -9,29 +11,30 @@ struct DistinctColours {
 
     u32 count = 0;
     u8 palette[3 * most];
-    u32 keys[slots] = {}; // colour + 1, 0 = free
+    u32 keys[slots] = {}; // a colour's key + 1, 0 = free
     u8 indices[slots];
 };
 
-constexpr u32 packedColour(const u8* rgb)
+// A number for each colour, whatever the order of bytes in numbers.
+inline u32 colourKey(const u8* rgb)
 {
-    return u32{rgb[0]} << 16 | u32{rgb[1]} << 8 | rgb[2];
+    u16 redGreen;
+    memcpy(&redGreen, rgb, sizeof redGreen);
+    return redGreen | u32{rgb[2]} << 16;
 }
 
 // The slot of a colour, which is added when it is new; DistinctColours::slots when that makes more than limit colours.
-inline u32 slotOf(DistinctColours& list, u32 colour, u32 limit)
+inline u32 slotOf(DistinctColours& list, const u8* rgb, u32 limit)
 {
-    u32 slot = colour * 0x9E3779B1U >> 20;
-    while (list.keys[slot] != colour + 1) {
+    const u32 taken = colourKey(rgb) + 1;
+    u32 slot = taken * 0x9E3779B1U >> 20;
+    while (list.keys[slot] != taken) {
         if (list.keys[slot] == 0) {
-            if (list.count >= limit)
+            if (list.count == limit)
                 return DistinctColours::slots;
-            list.keys[slot] = colour + 1;
+            list.keys[slot] = taken;
             list.indices[slot] = static_cast<u8>(list.count);
-            u8* rgb = list.palette + 3 * u64{list.count++};
-            rgb[0] = static_cast<u8>(colour >> 16);
-            rgb[1] = static_cast<u8>(colour >> 8);
-            rgb[2] = static_cast<u8>(colour);
+            memcpy(list.palette + 3 * u64{list.count++}, rgb, 3);
             break;
         }
         slot = (slot + 1) % DistinctColours::slots;

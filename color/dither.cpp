@@ -1,6 +1,8 @@
 // Scales a picture by taking the nearest pixel and maps it to a palette, carrying what each pixel lost to the right and
 // into the next row (Floyd and Steinberg).
 #include <algorithm>
+#include <limits>
+#include <type_traits>
 
 #include "color/nearest.h"
 #include "color/noise.h"
@@ -18,16 +20,22 @@ struct Target {
     i32 stride, width, height; // the stride counts indices
 };
 
-// One row of levels serves as the current and the next one: a pixel is finished for the next row when the current one
-// has no more use for it.
-struct Rows {
-    Block<u8> levels;
-    Block<u64> columns; // where in a source row each pixel is taken from
-};
+// The channels of a pixel or what one lost, calculated together. 16 bits hold every product unless noise is added.
+typedef short ShortLevels __attribute__((vector_size(8)));
+typedef int LongLevels __attribute__((vector_size(16)));
 
-static u8 clampLevel(int level)
+template <typename Levels>
+static Levels levelsOf(const u8* rgb)
 {
-    return static_cast<u8>(std::clamp(level, 0, 255));
+    return Levels{rgb[0], rgb[1], rgb[2]};
+}
+
+template <typename Levels>
+static Levels clamped(Levels levels)
+{
+    const Levels least = {}, most = least + 255;
+    levels = levels < least ? least : levels;
+    return levels > most ? most : levels;
 }
 
 static const u8* sourceRow(const Source& source, i64 y, i64 targetHeight)
@@ -35,46 +43,85 @@ static const u8* sourceRow(const Source& source, i64 y, i64 targetHeight)
     return source.pixels + y * source.height / targetHeight * source.stride;
 }
 
-// What the next row gets from a pixel is held back until the pixel's right neighbours have given their part as well;
-// each part is added and clamped by itself, in the order of the pixels.
-template <bool noisy, typename Index>
-static void ditherRow(CellCache<Index>& cells, const u8* palette, Index* out, i32 width, u8* levels, const u8* nextRow,
-                      const u64* columns, int strength, const Noise* noise, u32 place)
+// Where a row of the target takes its pixels from.
+struct SourceRow {
+    const u8* pixels;
+    const u64* columns; // places in the source row
+};
+
+template <typename Levels>
+static Levels pixelAt(const SourceRow& row, i64 x)
 {
-    int level[3], below[3], belowRight[3]; // below: of the pixel before this one in the next row, and of this one
-    for (int c = 0; c < 3; c++) {
-        level[c] = levels[c];
-        below[c] = 0;
-        belowRight[c] = nextRow[columns[0] + static_cast<u64>(c)];
-    }
+    return levelsOf<Levels>(row.pixels + row.columns[x]);
+}
+
+// One row serves as the current and the next one: what the next row gets from a pixel is held back until the pixel's
+// right neighbours have given their part as well, and by then the current row has no more use for its place. Each part
+// is added and clamped by itself, in the order of the pixels.
+template <typename Levels, typename Index>
+static void ditherRow(CellCache<Index>& cells, const Levels* palette, Index* out, i32 width, Levels* row,
+                      const SourceRow& nextRow, int strength, const Noise* noise, u32 place)
+{
+    using Level = std::remove_reference_t<decltype(row[0][0])>;
+    const Level share = static_cast<Level>(strength);
+    const Level rightShare = static_cast<Level>(7 * share), leftShare = static_cast<Level>(3 * share),
+                belowShare = static_cast<Level>(5 * share);
+    Levels pixel = row[0];
+    Levels belowLeft = {};
+    Levels below = pixelAt<Levels>(nextRow, 0);
     for (i64 x = 0; x < width; x++) {
         const u32 index =
-            cachedColour(cells, static_cast<u32>(level[0]), static_cast<u32>(level[1]), static_cast<u32>(level[2]));
+            cachedColour(cells, static_cast<u32>(pixel[0]), static_cast<u32>(pixel[1]), static_cast<u32>(pixel[2]));
         out[x] = static_cast<Index>(index);
-        const u8* chosen = palette + 3 * u64{index};
-        // The last pixel has no right neighbour: it reads itself, and what comes of it is not used.
-        const i64 right = std::min<i64>(x + 1, width - 1);
-        const u8* next = nextRow + columns[right];
-        for (int c = 0; c < 3; c++) {
-            int error = level[c] - chosen[c];
-            if constexpr (noisy)
-                error += offsetAt(*noise, place++);
-            const int part = strength * error;
-            level[c] = clampLevel(levels[3 * right + c] + (7 * part >> 8));
-            const u8 finished = clampLevel(below[c] + (3 * part >> 8));
-            below[c] = clampLevel(belowRight[c] + (5 * part >> 8));
-            belowRight[c] = clampLevel(next[c] + (part >> 8));
-            if (x > 0)
-                levels[3 * (x - 1) + c] = finished;
+        Levels error = pixel - palette[index];
+        if (noise != nullptr) {
+            for (int channel = 0; channel < 3; channel++)
+                error[channel] = static_cast<Level>(error[channel] + offsetAt(*noise, place++));
         }
+        // The last pixel has no right neighbour: it takes itself, and what comes of it is not used.
+        const i64 right = std::min<i64>(x + 1, width - 1);
+        pixel = clamped(row[right] + (error * rightShare >> 8));
+        row[std::max<i64>(x - 1, 0)] = clamped(belowLeft + (error * leftShare >> 8));
+        belowLeft = clamped(below + (error * belowShare >> 8));
+        below = clamped(pixelAt<Levels>(nextRow, right) + (error * share >> 8));
     }
-    for (int c = 0; c < 3; c++)
-        levels[3 * (i64{width} - 1) + c] = static_cast<u8>(below[c]);
+    row[width - 1] = belowLeft;
+}
+
+template <typename Levels, typename Index>
+static void dither(const Source& source, const Target<Index>& target, const u8* palette, u32 paletteCount, int strength,
+                   i32 noiseAmount)
+{
+    const u64 width = static_cast<u64>(target.width);
+    CellCache<Index> cells;
+    const Block<u64> columns = allocateBlock<u64>(width);
+    const Block<Levels> row = allocateBlock<Levels>(width);
+    const Block<Levels> colours = allocateBlock<Levels>(paletteCount);
+    if (columns == nullptr || row == nullptr || colours == nullptr || !allocateCells(cells) ||
+        !reservePalette(cells.search, paletteCount))
+        return;
+    sortPalette(cells.search, palette, paletteCount);
+    for (u64 i = 0; i < paletteCount; i++)
+        colours[i] = levelsOf<Levels>(palette + 3 * i);
+    Noise noise;
+    if (noiseAmount > 0)
+        drawNoise(noise, noiseAmount);
+
+    for (u64 x = 0; x < width; x++) {
+        columns[x] = 3 * (x * static_cast<u64>(source.width) / width);
+        row[x] = levelsOf<Levels>(source.pixels + columns[x]);
+    }
+    for (i64 y = 0; y < target.height; y++) {
+        const u8* next = sourceRow(source, std::min<i64>(y + 1, target.height - 1), target.height);
+        const u32 place = static_cast<u32>(rand());
+        ditherRow(cells, colours.get(), target.rows + y * target.stride, target.width, row.get(), {next, columns.get()},
+                  strength, noiseAmount > 0 ? &noise : nullptr, place);
+    }
 }
 
 template <typename Index>
-static void dither(const Source& source, const Target<Index>& target, const u8* palette, i32 paletteCount, i32 strength,
-                   i32 noiseAmount)
+static void ditherPicture(const Source& source, const Target<Index>& target, const u8* palette, i32 paletteCount,
+                          i32 strength, i32 noise)
 {
     if (source.pixels == nullptr || target.rows == nullptr || source.width < 1 || source.height < 1 ||
         target.width < 1 || target.height < 1)
@@ -84,44 +131,23 @@ static void dither(const Source& source, const Target<Index>& target, const u8* 
             std::fill_n(target.rows + y * target.stride, target.width, Index{0});
         return;
     }
-    constexpr i32 mostColours = Index(-1) + 1;
-    const u32 count = static_cast<u32>(std::min(paletteCount, mostColours));
-    const u64 width = static_cast<u64>(target.width);
-    CellCache<Index> cells;
-    const Rows rows = {allocateBlock<u8>(3 * width), allocateBlock<u64>(width)};
-    if (rows.levels == nullptr || rows.columns == nullptr || !allocateCells(cells) ||
-        !reservePalette(cells.search, count))
-        return;
-    sortPalette(cells.search, palette, count);
+    const u32 count = std::min(static_cast<u32>(paletteCount), u32{std::numeric_limits<Index>::max()} + 1);
     strength = std::clamp(strength, 0, fullStrength);
-    noiseAmount = std::clamp(noiseAmount, 0, mostNoise);
-    Noise noise;
-    if (noiseAmount > 0)
-        drawNoise(noise, noiseAmount);
-
-    for (u64 x = 0; x < width; x++) {
-        rows.columns[x] = 3 * (x * static_cast<u64>(source.width) / width);
-        std::copy_n(source.pixels + rows.columns[x], 3, &rows.levels[3 * x]);
-    }
-    for (i64 y = 0; y < target.height; y++) {
-        const u8* nextRow = sourceRow(source, std::min<i64>(y + 1, target.height - 1), target.height);
-        const u32 place = static_cast<u32>(rand());
-        Index* out = target.rows + y * target.stride;
-        auto* row = noiseAmount > 0 ? ditherRow<true, Index> : ditherRow<false, Index>;
-        row(cells, palette, out, target.width, rows.levels.get(), nextRow, rows.columns.get(), strength, &noise, place);
-    }
+    noise = std::clamp(noise, 0, mostNoise);
+    auto* run = noise > 0 ? dither<LongLevels, Index> : dither<ShortLevels, Index>;
+    run(source, target, palette, count, strength, noise);
 }
 
 void colorQuantizeDitherFS(const u8* src, i32 srcStride, u8* dst, i32 dstStride, i32 srcWidth, i32 srcHeight,
                            i32 dstWidth, i32 dstHeight, const u8* palette, i32 paletteCount, i32 strength, i32 noise)
 {
-    dither<u8>({src, srcStride, srcWidth, srcHeight}, {dst, dstStride, dstWidth, dstHeight}, palette, paletteCount,
-               strength, noise);
+    ditherPicture<u8>({src, srcStride, srcWidth, srcHeight}, {dst, dstStride, dstWidth, dstHeight}, palette,
+                      paletteCount, strength, noise);
 }
 
 void colorQuantizeDitherFS16(const u8* src, i32 srcStride, u16* dst, i32 dstStride, i32 srcWidth, i32 srcHeight,
                              i32 dstWidth, i32 dstHeight, const u8* palette, i32 paletteCount, i32 strength, i32 noise)
 {
-    dither<u16>({src, srcStride, srcWidth, srcHeight}, {dst, dstStride, dstWidth, dstHeight}, palette, paletteCount,
-                strength, noise);
+    ditherPicture<u16>({src, srcStride, srcWidth, srcHeight}, {dst, dstStride, dstWidth, dstHeight}, palette,
+                       paletteCount, strength, noise);
 }

@@ -1,6 +1,7 @@
 #include "color/nearest.h"
 
 #include <algorithm>
+#include <cmath>
 
 static int widestChannel(const u8* palette, u32 count)
 {
@@ -29,6 +30,8 @@ bool reservePalette(NearestColour& search, u32 count)
 void sortPalette(NearestColour& search, const u8* palette, u32 count)
 {
     search.channel = widestChannel(palette, count);
+    search.count = count;
+    std::fill(std::begin(search.found), std::end(search.found), u16{0});
     u32 next[257] = {};
     for (u64 i = 0; i < count; i++)
         next[palette[3 * i + search.channel] + 1]++;
@@ -41,29 +44,32 @@ void sortPalette(NearestColour& search, const u8* palette, u32 count)
     }
 }
 
-u32 nearestColour(const NearestColour& search, u32 red, u32 green, u32 blue)
+static u32 distanceTo(const SortedColour& colour, u32 red, u32 green, u32 blue)
 {
-    const int wanted[3] = {static_cast<int>(red), static_cast<int>(green), static_cast<int>(blue)};
-    int least = 3 * 255 * 255 + 1;
-    u32 nearest = 0;
-    auto tryLevel = [&](int level) {
-        for (u32 i = search.first[level]; i < search.first[level + 1]; i++) {
-            const SortedColour& colour = search.colours[i];
-            const int dr = colour.rgb[0] - wanted[0], dg = colour.rgb[1] - wanted[1], db = colour.rgb[2] - wanted[2];
-            const int distance = dr * dr + dg * dg + db * db;
-            if (distance < least || (distance == least && colour.index < nearest)) {
-                least = distance;
-                nearest = colour.index;
-            }
-        }
-    };
-    const int level = wanted[search.channel];
-    tryLevel(level);
-    for (int away = 1; away < 256 && away * away <= least; away++) {
-        if (level - away >= 0)
-            tryLevel(level - away);
-        if (level + away < 256)
-            tryLevel(level + away);
+    const int dr = colour.rgb[0] - static_cast<int>(red);
+    const int dg = colour.rgb[1] - static_cast<int>(green);
+    const int db = colour.rgb[2] - static_cast<int>(blue);
+    return static_cast<u32>(dr * dr + dg * dg + db * db);
+}
+
+u32 nearestColour(NearestColour& search, u32 red, u32 green, u32 blue)
+{
+    if (search.count == 0)
+        return 0;
+    const u32 levels[3] = {red, green, blue};
+    const u32 level = levels[search.channel];
+    u16& found = search.found[(red >> 4) << 8 | (green >> 4) << 4 | blue >> 4];
+    const u32 known = distanceTo(search.colours[found], red, green, blue);
+    const u32 reach = static_cast<u32>(std::sqrt(static_cast<float>(known)));
+    const u32 begin = search.first[level - std::min(level, reach)];
+    const u32 end = search.first[std::min(level + reach, 255U) + 1];
+    // Distance, index in the palette and place in the sorted one in a single number, to compare without branches.
+    u64 best = UINT64_MAX;
+    for (u32 i = begin; i < end; i++) {
+        const SortedColour& colour = search.colours[i];
+        const u64 distance = distanceTo(colour, red, green, blue);
+        best = std::min(best, distance << 32 | u64{colour.index} << 16 | i);
     }
-    return nearest;
+    found = static_cast<u16>(best);
+    return best >> 16 & 0xFFFF;
 }

@@ -16,19 +16,23 @@ struct SortedColour {
     u32 index; // in the palette
 };
 
-// The palette sorted by the channel in which its colours differ most, so that a search can begin at the level of the
-// colour in question and end at the levels that are farther away than what is found.
+// The palette sorted by the channel in which its colours differ most. A colour that is known to be near, the one found
+// last for a colour of the same block, limits the levels among which a nearer one can be found.
 struct NearestColour {
+    static constexpr u32 blockLevels = 16; // of each channel
+
     Block<SortedColour> colours;
     u32 first[257]; // of the colours with each level
+    u32 count;
     int channel;
+    u16 found[blockLevels * blockLevels * blockLevels]; // places among the sorted colours
 };
 
 // Room for so many colours; false when memory does not suffice.
 bool reservePalette(NearestColour& search, u32 count);
 void sortPalette(NearestColour& search, const u8* palette, u32 count);
 // The colour at the least squared distance, of several the one with the lowest index; 0 for an empty palette.
-u32 nearestColour(const NearestColour& search, u32 red, u32 green, u32 blue);
+u32 nearestColour(NearestColour& search, u32 red, u32 green, u32 blue);
 
 // Every cell keeps the palette colour that was nearest to the first pixel that fell into it.
 template <typename Index>

@@ -19,20 +19,15 @@ template <int bytes>
 static i64 checkPalette(const u8* pixels, i32 stride, i32 width, i32 height, u8* paletteOut)
 {
     DistinctColours list;
-    u32 last = packedColour(pixels);
-    slotOf(list, last, DistinctColours::most); // whether it is opaque or not
+    slotOf(list, pixels, DistinctColours::most); // whether it is opaque or not
     for (i64 y = 0; y < height; y++) {
         const u8* pixel = pixels + y * stride;
         for (i32 x = 0; x < width; x++, pixel += bytes) {
             const Opacity opacity = opacityOf<bytes>(pixel);
             if (opacity == Opacity::between)
                 return 0;
-            const u32 colour = packedColour(pixel);
-            if (colour == last || opacity == Opacity::transparent)
-                continue;
-            if (slotOf(list, colour, DistinctColours::most) == DistinctColours::slots)
+            if (opacity == Opacity::opaque && slotOf(list, pixel, DistinctColours::most) == DistinctColours::slots)
                 return 0;
-            last = colour;
         }
     }
     std::copy_n(list.palette, 3 * list.count, paletteOut);

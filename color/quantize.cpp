@@ -221,19 +221,13 @@ static bool indexDistinctColours(const u8* rgb, i32 rgbStride, u8* indexOut, i32
 {
     DistinctColours list;
     const u32 limit = static_cast<u32>(colourCount);
-    u32 last = packedColour(rgb);
-    u32 slot = slotOf(list, last, limit);
     for (i64 y = 0; y < height; y++) {
         const u8* pixel = rgb + y * rgbStride;
         u8* index = indexOut + y * indexStride;
         for (i32 x = 0; x < width; x++, pixel += 3) {
-            const u32 colour = packedColour(pixel);
-            if (colour != last) {
-                slot = slotOf(list, colour, limit);
-                if (slot == DistinctColours::slots)
-                    return false;
-                last = colour;
-            }
+            const u32 slot = slotOf(list, pixel, limit);
+            if (slot == DistinctColours::slots)
+                return false;
             index[x] = list.indices[slot];
         }
     }
@@ -254,7 +248,7 @@ static void mapPixels(CellCache<u8>& cells, const u8* rgb, i32 rgbStride, u8* in
 }
 
 // Colours that the picture had before are restored where they land.
-static void mapIndices(const NearestColour& nearest, u8* indices, i64 length, u8* palette, const u8* oldPalette,
+static void mapIndices(NearestColour& nearest, u8* indices, i64 length, u8* palette, const u8* oldPalette,
                        i32 colourCount)
 {
     u8 map[256];
