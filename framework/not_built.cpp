@@ -246,30 +246,6 @@ int readTevrinWeave(FILE*, char*, i32*, i32*, i32*, u8*, i32**, u8**)
     return 0;
 }
 
-i64 checkTrueColorPalette(const u8*, i32, i32, i32, u8*)
-{
-    return 0;
-}
-
-i64 checkRGBAPalette(const u8*, i32, i32, i32, u8*)
-{
-    return 0;
-}
-
-u64 colorQuantize(const u8*, i32, u8*, i32, i32, i32, u8*, i32, i32*)
-{
-    return 0;
-}
-
-u64 trueColorRemapToCmap(const u8*, i32, u8*, i32, i32, i32, const u8*, i32, i32)
-{
-    return 0;
-}
-
-void colorQuantizeDitherFS(const u8*, i32, u8*, i32, i32, i32, i32, i32, const u8*, i32, i32, i32) {}
-
-void colorQuantizeDitherFS16(const u8*, i32, u16*, i32, i32, i32, i32, i32, const u8*, i32, i32, i32) {}
-
 void RGBtoHSL(const i32*, u32*) {}
 
 void HSLtoRGB(const i32*, u32*) {}

@@ -336,6 +336,55 @@ TLOAD_API void getRepeatBorder(const u8* pixels, i32 kind, i32 width, i32 height
 TLOAD_API u16* selfAvoidTable(i32 count, i32 width, i32 height);
 
 /* ---------------------------------------------------------------------------------------------------------------
+ * Few colours out of many: palettes, quantization and dithering, on the caller's buffers alone. Pixels are R, G, B (or
+ * R, G, B, A) bytes, strides are bytes and may be negative, palettes are packed R, G, B triples. Buffers must not
+ * overlap.
+ *
+ * The nearest colour is the one at the least squared distance in R, G and B, of several the first. It is looked up once
+ * for each cell of colours that agree in the upper 6 bits of all channels, for the first pixel in the cell; the others
+ * follow. Noise comes from rand(): srand() makes it repeatable where no other thread draws numbers.
+ */
+
+/* Counts the distinct colours of a picture and writes them to paletteOut (768 bytes) in the order of their first
+ * appearance. Returns 1 to 256; 0 when there are more, and paletteOut is untouched. The first pixel's colour always
+ * counts: a picture with a side below 1 has it alone, so rgb holds a pixel in any case. */
+TLOAD_API i64 checkTrueColorPalette(const u8* rgb, i32 stride, i32 width, i32 height, u8* paletteOut);
+/* The same for pixels with alpha. Transparent ones (alpha 0) are skipped, but for the colour of the first pixel; also 0
+ * when a pixel is neither transparent nor opaque (255), since no plain palette can hold it. */
+TLOAD_API i64 checkRGBAPalette(const u8* rgba, i32 stride, i32 width, i32 height, u8* paletteOut);
+
+/* Reduces a picture to few colours. A true-colour picture that has no more of them than wanted keeps them exactly, in
+ * the order of their first appearance, when fixedCount is 0; else the palette is found by median cut.
+ *
+ *   rgb          the picture; null: indexOut holds an indexed one in the colours of palette
+ *   indexOut     out: an index for each pixel. From an indexed picture all height x indexStride bytes are replaced, and
+ *                old colours come back in place of the new ones that they are mapped to. Null: the palette alone.
+ *   palette      768 bytes. In: the colours of an indexed picture, the fixed colours. Out: the new colours; entries
+ *                behind them keep their values.
+ *   fixedCount   how many of the first palette entries weigh in, each as much as half of the picture; 0 to 256
+ *   colourCount  in: colours wanted, 1 to 256; out: colours found
+ *
+ * Returns 0. Nothing changes when rgb and indexOut are both null, when a side or *colourCount is below 1, and when
+ * memory does not suffice; only indexOut, if rgb is given too, may then hold indices of no meaning. */
+TLOAD_API u64 colorQuantize(const u8* rgb, i32 rgbStride, u8* indexOut, i32 indexStride, i32 width, i32 height,
+                            u8* palette, i32 fixedCount, i32* colourCount);
+/* Gives every pixel the index of the nearest of paletteCount (0 to 256) colours, after adding to each channel a random
+ * number from -noise to noise (0 to 100); without colours all indices are 0. Returns 1; 0, with indexOut untouched,
+ * when rgb, indexOut or palette is null or memory does not suffice. */
+TLOAD_API u64 trueColorRemapToCmap(const u8* rgb, i32 rgbStride, u8* indexOut, i32 indexStride, i32 width, i32 height,
+                                   const u8* palette, i32 paletteCount, i32 noise);
+/* Scales a picture to dstWidth x dstHeight, taking the nearest pixel, and maps it to paletteCount (at most 256) colours
+ * with Floyd-Steinberg error diffusion: strength 0 (none) to 16 (the whole error), noise 0 to 100 on the error. Without
+ * colours all indices are 0. dst is untouched when a side is below 1, src or dst is null or memory does not suffice. */
+TLOAD_API void colorQuantizeDitherFS(const u8* src, i32 srcStride, u8* dst, i32 dstStride, i32 srcWidth, i32 srcHeight,
+                                     i32 dstWidth, i32 dstHeight, const u8* palette, i32 paletteCount, i32 strength,
+                                     i32 noise);
+/* The same for palettes of up to 65536 colours; dstStride counts indices, not bytes. */
+TLOAD_API void colorQuantizeDitherFS16(const u8* src, i32 srcStride, u16* dst, i32 dstStride, i32 srcWidth,
+                                       i32 srcHeight, i32 dstWidth, i32 dstHeight, const u8* palette, i32 paletteCount,
+                                       i32 strength, i32 noise);
+
+/* ---------------------------------------------------------------------------------------------------------------
  * Weaves. The functions from here on are declared so that hosts can link against them from the start; this
  * version answers as they do on failure: no result, 0 or null, the caller's data unchanged.
  */
@@ -352,29 +401,6 @@ TLOAD_API int readTevrinWeave(FILE* file, char* line, i32* mode, i32* width, i32
  * Colour and image utilities: stateless functions on the caller's buffers. Strides are bytes unless a comment says
  * otherwise, palettes are packed R, G, B triples.
  */
-
-/* Counts the distinct colours of an RGB (RGBA) picture into paletteOut (768 bytes), in order of first appearance: 1 to
- * 256, or 0 when it needs more or, with alpha, cannot be stored with a plain palette. */
-TLOAD_API i64 checkTrueColorPalette(const u8* rgb, i32 stride, i32 width, i32 height, u8* paletteOut);
-TLOAD_API i64 checkRGBAPalette(const u8* rgba, i32 stride, i32 width, i32 height, u8* paletteOut);
-
-/* Reduces a picture to *colourCount colours (in: wanted, out: produced). rgb null: indexOut holds an indexed picture
- * in the colours of palette. indexOut null: the palette alone. The first fixedCount palette entries weigh in. Returns
- * 0. */
-TLOAD_API u64 colorQuantize(const u8* rgb, i32 rgbStride, u8* indexOut, i32 indexStride, i32 width, i32 height,
-                            u8* palette, i32 fixedCount, i32* colourCount);
-/* Maps every pixel to the nearest of paletteCount colours after adding random noise of 0 to 100. Returns 1, or 0 when
- * something is null or memory runs out. */
-TLOAD_API u64 trueColorRemapToCmap(const u8* rgb, i32 rgbStride, u8* indexOut, i32 indexStride, i32 width, i32 height,
-                                   const u8* palette, i32 paletteCount, i32 noise);
-/* Scales a picture to the target size and maps it to the palette with Floyd-Steinberg error diffusion of strength 0 to
- * 16 and noise 0 to 100. The stride of the 16-bit form counts elements. */
-TLOAD_API void colorQuantizeDitherFS(const u8* src, i32 srcStride, u8* dst, i32 dstStride, i32 srcWidth, i32 srcHeight,
-                                     i32 dstWidth, i32 dstHeight, const u8* palette, i32 paletteCount, i32 strength,
-                                     i32 noise);
-TLOAD_API void colorQuantizeDitherFS16(const u8* src, i32 srcStride, u16* dst, i32 dstStride, i32 srcWidth,
-                                       i32 srcHeight, i32 dstWidth, i32 dstHeight, const u8* palette, i32 paletteCount,
-                                       i32 strength, i32 noise);
 
 /* RGB 0..255; H in degrees 0..359, S and L in thousandths. */
 TLOAD_API void RGBtoHSL(const i32 rgb[3], u32 hsl[3]);

@@ -174,6 +174,12 @@ TEST_F(Tool, SaysWhatIsWrongInOneSentenceAndLeavesTheTargetAlone)
         {{"render", "good.png", "old.png", "--sett", "20x0"}, 64, "--sett"},
         {{"render", "cut.bmp", "old.png"}, 7, "data end early"},
         {{"seam", "cut.bmp"}, 7, "data end early"},
+        {{"quantize", "x", "old.png", "--palette", "good.png"}, 7, "good.png: this file has no palette"},
+        {{"quantize", "good.png", "old.png", "--keep", "3"}, 64, "--palette"},
+        {{"quantize", "good.png", "old.png", "--size", "3x"}, 64, "300x200"},
+        {{"quantize", "good.png", "old.png", "--size", "3x0"}, 64, "300x200"},
+        {{"quantize", "good.png", "old.png", "--colours", "0"}, 64, "--colours"},
+        {{"quantize", "cut.bmp", "old.png"}, 7, "data end early"},
         {{}, 64, "--help"},
         {{"convert", "x", "old.png", "third"}, 64, "third"},
     };
@@ -188,6 +194,42 @@ TEST_F(Tool, SaysWhatIsWrongInOneSentenceAndLeavesTheTargetAlone)
         EXPECT_EQ(get(path("old.png")), "old");
         EXPECT_EQ(names(), before);
     }
+}
+
+TEST_F(Tool, QuantizesPictures)
+{
+    const Picture few = noisePicture(kindRGB, 30, 20, 9, 1);
+    Picture palette = noisePicture(kindIndexed, 8, 8, 4, 2);
+    files.write("few.bmp", encodeBmp(few));
+    files.write("alpha.png", encodePng(noisePicture(kindRGBA, 30, 20, 0, 3)));
+    files.write("palette.png", encodePng(palette));
+    EXPECT_EQ(run({"quantize", "few.bmp", "a.png", "--colours", "9"}).output,
+              "few.bmp: BMP, 30 x 20, true colour -> a.png: 9 colours\n");
+    auto indexed = [&] {
+        Loaded loaded = load(path("a.png"));
+        EXPECT_EQ(loaded.kind, kindIndexed);
+        return Picture{.kind = pictureIndexed,
+                       .width = loaded.width,
+                       .height = loaded.height,
+                       .rows = loaded.pixels(),
+                       .palette = loaded.palette};
+    };
+    EXPECT_TRUE(toRgb(indexed()).rows == few.rows);
+
+    // Colours of the palette alone, and the noise is the same every time.
+    const vector<string> dithered = {"quantize", "alpha.png", "a.png", "--palette", "palette.png", "--dither",
+                                     "16",       "--noise",   "9",     "--size",    "45x15"};
+    EXPECT_EQ(run(dithered).exitCode, 0);
+    const Picture first = indexed();
+    EXPECT_EQ(first.width, 45u);
+    EXPECT_EQ(first.height, 15u);
+    EXPECT_LT(*std::max_element(first.rows.begin(), first.rows.end()), 4);
+    EXPECT_TRUE(std::equal(palette.palette.begin(), palette.palette.end(), first.palette.begin()));
+    run(dithered);
+    EXPECT_TRUE(indexed().rows == first.rows);
+    EXPECT_EQ(
+        run({"quantize", "alpha.png", "a.png", "--palette", "palette.png", "--keep", "4", "--colours", "7"}).output,
+        "alpha.png: PNG, 30 x 20, true colour with transparency -> a.png: 7 colours\n");
 }
 
 TEST_F(Tool, LeavesNothingWhenInterrupted)

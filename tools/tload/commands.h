@@ -41,8 +41,21 @@ struct SeamRequest {
     bool json = false;
 };
 
+struct QuantizeRequest {
+    std::string source;
+    std::string target;
+    u32 format = 0;
+    i32 colours = 256;
+    i32 keep = 0;            // colours of the palette that weigh in
+    std::string paletteFile; // empty = the palette of the picture
+    i32 strength = -1;       // of the dithering, below 0 = none
+    i32 noise = 0;
+    std::string size; // empty = as it is
+};
+
 ExitCode listFormats(bool json);
 ExitCode showInfo(const InfoRequest& request);
 ExitCode convertPicture(const ConvertRequest& request);
 ExitCode renderCloth(const RenderRequest& request);
 ExitCode measureSeam(const SeamRequest& request);
+ExitCode quantizePicture(const QuantizeRequest& request);

@@ -17,6 +17,8 @@ static constexpr const char* footer =
     "Examples:\n"
     "  tload info rose.gif                 what is in this file?\n"
     "  tload convert rose.gif rose.png     make a PNG picture of it\n"
+    "  tload quantize rose.jpg rose.png --colours 16\n"
+    "                                      make a picture of 16 colours of it\n"
     "  tload render rose.gif cloth.png     how does it look woven, repeat beside repeat?\n"
     "  tload seam rose.gif                 do the repeats join without a visible seam?\n"
     "  tload formats                       which kinds of files can be opened?\n"
@@ -40,6 +42,16 @@ static constexpr const char* convertFooter =
     "\n"
     "Example:\n"
     "  tload convert rose.gif rose.png";
+
+static constexpr const char* quantizeFooter =
+    "Without --palette the colours are found by median cut; a picture that has no more of them keeps them exactly.\n"
+    "With --palette its pixels take the nearest colours of that palette; with --keep as well, new colours are found\n"
+    "and the first ones of the palette weigh in. Transparent pictures are laid on white first.\n"
+    "\n"
+    "Examples:\n"
+    "  tload quantize rose.jpg rose.png --colours 16\n"
+    "  tload quantize rose.jpg rose.png --colours 12 --dither 16 --size 400x320\n"
+    "  tload quantize rose.jpg rose.png --palette yarns.gif";
 
 static constexpr const char* infoFooter = "Examples:\n"
                                           "  tload info rose.gif\n"
@@ -154,6 +166,29 @@ static void addRenderOptions(CLI::App& render, RenderRequest& request)
     render.footer(renderFooter);
 }
 
+static void addFileOptions(CLI::App& command, std::string& source, std::string& target, u32& format)
+{
+    command.add_option("IN", source, "The file to read")->type_name("")->required();
+    command.add_option("OUT.png", target, "The PNG file to write")->type_name("")->required();
+    addFormatOption(command, format);
+}
+
+static void addQuantizeOptions(CLI::App& command, QuantizeRequest& request)
+{
+    auto addNumber = [&](const char* name, i32& number, i32 least, i32 most, const char* help) {
+        command.add_option(name, number, help)->type_name("N")->check(CLI::Range(least, most).description(""));
+    };
+    addFileOptions(command, request.source, request.target, request.format);
+    addNumber("--colours", request.colours, 1, 256, "Colours of the new picture at most, 1 to 256; else 256");
+    addNumber("--keep", request.keep, 0, 256, "Let the first N colours of the palette weigh in");
+    command.add_option("--palette", request.paletteFile, "Take the palette of this file: a palette or a picture")
+        ->type_name("FILE");
+    addNumber("--dither", request.strength, 0, 16, "Spread what a pixel loses over its neighbours, 0 to 16 = fully");
+    addNumber("--noise", request.noise, 0, 100, "Add random noise before colours are chosen, 0 to 100");
+    command.add_option("--size", request.size, "Scale to this size")->type_name("WxH");
+    command.footer(quantizeFooter);
+}
+
 // 64 for what was not understood; a request for help is answered with success.
 static ExitCode endParsing(const CLI::App& app, const CLI::ParseError& error)
 {
@@ -206,9 +241,7 @@ static ExitCode run(int argc, char** argv)
 
     ConvertRequest convertRequest;
     CLI::App* convert = app.add_subcommand("convert", "Turn a file into a PNG picture");
-    convert->add_option("IN", convertRequest.source, "The file to read")->type_name("")->required();
-    convert->add_option("OUT.png", convertRequest.target, "The PNG file to write")->type_name("")->required();
-    addFormatOption(*convert, convertRequest.format);
+    addFileOptions(*convert, convertRequest.source, convertRequest.target, convertRequest.format);
     convert->footer(convertFooter);
 
     RenderRequest renderRequest;
@@ -222,7 +255,11 @@ static ExitCode run(int argc, char** argv)
     addFormatOption(*seam, seamRequest.format);
     seam->footer(seamFooter);
 
-    for (CLI::App* command : {formats, info, convert, render, seam})
+    QuantizeRequest quantizeRequest;
+    CLI::App* quantize = app.add_subcommand("quantize", "Turn a file into a PNG picture of few colours");
+    addQuantizeOptions(*quantize, quantizeRequest);
+
+    for (CLI::App* command : {formats, info, convert, quantize, render, seam})
         command->fallthrough();
 
     try {
@@ -231,15 +268,16 @@ static ExitCode run(int argc, char** argv)
         return endParsing(app, error);
     }
     if (app.get_subcommands().empty()) {
-        fputs("tload: say what to do: info, convert, render, seam or formats (see tload --help).\n", stderr);
+        fputs("tload: say what to do: info, convert, quantize, render, seam or formats (see tload --help).\n", stderr);
         return exitUsage;
     }
     applySettings(settings);
-    ExitCode exitCode = formats->parsed()  ? listFormats(formatsJson)
-                        : info->parsed()   ? showInfo(infoRequest)
-                        : render->parsed() ? renderCloth(renderRequest)
-                        : seam->parsed()   ? measureSeam(seamRequest)
-                                           : convertPicture(convertRequest);
+    ExitCode exitCode = formats->parsed()    ? listFormats(formatsJson)
+                        : info->parsed()     ? showInfo(infoRequest)
+                        : quantize->parsed() ? quantizePicture(quantizeRequest)
+                        : render->parsed()   ? renderCloth(renderRequest)
+                        : seam->parsed()     ? measureSeam(seamRequest)
+                                             : convertPicture(convertRequest);
     finishOutput();
     return exitCode;
 }
