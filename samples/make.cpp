@@ -84,6 +84,8 @@ static std::vector<uint8_t> encodeDis()
     const std::string text = "Bird on a branch\r\n";
     return encodeZip({{"design.txt", {text.begin(), text.end()}},
                       {"design.tif", encodeTiff(motifPicture(pictureIndexed, size, size))}});
+}
+
 // The motif on the shafts, and in the other columns, which are settings, a stripe for each of the colours that take
 // turns.
 static LoomProgram motifProgram(uint32_t shaftBytes, uint32_t settingBytes, uint32_t height)
