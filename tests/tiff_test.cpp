@@ -135,9 +135,9 @@ TEST_F(Tiff, DeliversColoursOfEveryLayout)
         for (size_t i = 0; i < got.rows.size(); i++)
             ASSERT_EQ(got.rows[i], sampleOf(image, i / 57, i % 57));
     }
-    EXPECT_EQ(load(encodeTiff(randomImage(rgb, 16, 4, 5, 2))).rows,
-              Bytes(30)); // only three samples are read so deep    const TiffImage four = randomImage(rgb, 8, 4, 19,
-                          // 3), ink = randomImage(inks, 8, 4, 19, 3);
+    // Only three samples are read so deep.
+    EXPECT_EQ(load(encodeTiff(randomImage(rgb, 16, 4, 5, 2))).rows, Bytes(30));
+    const TiffImage four = randomImage(rgb, 8, 4, 19, 3), ink = randomImage(inks, 8, 4, 19, 3);
     const Bytes skipped = load(encodeTiff(four, {.extraSample = 2})).rows, printed = load(encodeTiff(ink)).rows;
     for (size_t i = 0; i < skipped.size(); i++) {
         ASSERT_EQ(skipped[i], four.rows[i / 3 * 4 + i % 3]);
