@@ -51,8 +51,8 @@ static Direction measure(const RenderRequest& request, i32 pictureRes, i32 scree
     if (direction.beginning < 0)
         direction.beginning += direction.repeat;
     direction.length = static_cast<i64>(size) * direction.step;
-    // The repeat in which the drawing begins, what is drawn, and room for rounding to whole repeats and pixels.
-    if (2 * direction.repeat + direction.length + 2 * direction.step > lastPosition)
+    // What is drawn, up to a repeat beside it, and room for rounding to display pixels.
+    if (direction.repeat + direction.length + 2 * direction.step > lastPosition)
         throw Failure{exitUsage, request.source,
                       "too much of the cloth would be shown at once, choose a larger zoom or a smaller size"};
     return direction;
