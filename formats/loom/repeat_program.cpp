@@ -19,8 +19,9 @@ bool makeRoom(RepeatExpansion& expansion, u8* rows, u64 room, u64 bytesPerRow, u
     return expansion.copies.allocate(std::min(room, recordCount) * sizeof(BlockCopy));
 }
 
-static void copyBlock(const RepeatExpansion& expansion, const BlockCopy& copy)
+static void copyBlock(RepeatExpansion& expansion, const BlockCopy& copy)
 {
+    expansion.rowsWritten = std::max<u64>(expansion.rowsWritten, copy.end);
     const u64 stride = expansion.bytesPerRow;
     u8* first = expansion.rows + copy.start * stride;
     const u64 rows = copy.end - copy.start;
@@ -92,6 +93,15 @@ void finishCopies(RepeatExpansion& expansion)
     for (u32 i = 0; i < expansion.copyCount; i++)
         copyBlock(expansion, copiesOf(expansion)[i]);
     expansion.copyCount = 0;
+}
+
+void reverseRest(const RepeatExpansion& expansion)
+{
+    const u64 stride = expansion.bytesPerRow;
+    const u64 written = expansion.rowsWritten;
+    for (u64 row = 0; row < written && stride > expansion.rowBytes; row++)
+        reverseBits(expansion.rows + row * stride + expansion.rowBytes, stride - expansion.rowBytes, false);
+    reverseBits(expansion.rows + written * stride, (expansion.room - written) * stride, false);
 }
 
 void release(RepeatProgram& slot)

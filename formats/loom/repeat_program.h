@@ -42,6 +42,7 @@ struct RepeatExpansion {
     u64 bytesPerRow = 0;
     u64 pickLimit = UINT64_MAX; // a pick whose rows reach this number is passed over
     u64 removedRowsLeft = 0;    // how many rows of removed blocks may be copied, where they show when nothing follows
+    u64 rowsWritten = 0;        // up to the highest one
     Buffer copies = {};
     u32 copyCount = 0;
 };
@@ -60,14 +61,19 @@ inline bool addPick(RepeatExpansion& expansion, const u8* row, u32 rowBytes, u32
     const u64 start = expansion.rowsReached;
     if (start + count >= expansion.pickLimit)
         return true;
-    if (start < expansion.room)
+    if (start < expansion.room) {
         deliverRow(expansion.rows + start * expansion.bytesPerRow, row, rowBytes, expansion.bytesPerRow);
+        expansion.rowsWritten = std::max(expansion.rowsWritten, start + 1);
+    }
     expansion.rowsReached = start + 1;
     return repeatRows(expansion, start, count);
 }
 
 // Repeats that are still open stand as they are.
 void finishCopies(RepeatExpansion& expansion);
+
+// Turns the bits of all that is not written: behind each row and behind the last one.
+void reverseRest(const RepeatExpansion& expansion);
 
 enum class ProgramStep { setting, pick, openRepeat, closeRepeat };
 
@@ -76,26 +82,49 @@ struct ProgramRecord {
     u32 count; // of the repeat, or the rows of the pick
 };
 
-// A format of records of one size. A record's pick or setting goes into the row, which is clear at first.
+// A format of records of one size. A record's pick or setting goes into the row, which is clear at first and has its
+// leftmost column in the lowest bit.
 struct ProgramFormat {
     u32 recordBytes;
     u32 rowBytes;
     ProgramRecord (*read)(const u8* record, u8* row);
 };
 
+constexpr u32 mostProgramRowBytes = 16;
+
+struct ProgramRow {
+    u64 words[mostProgramRowBytes / sizeof(u64)];
+};
+
+inline ProgramRow mirroredRow(const u8* row)
+{
+    ProgramRow turned;
+    memcpy(&turned, row, sizeof turned);
+    for (u64& word : turned.words) {
+        word = (word >> 4 & 0x0F0F0F0F0F0F0F0F) | (word & 0x0F0F0F0F0F0F0F0F) << 4;
+        word = (word >> 2 & 0x3333333333333333) | (word & 0x3333333333333333) << 2;
+        word = (word >> 1 & 0x5555555555555555) | (word & 0x5555555555555555) << 1;
+    }
+    return turned;
+}
+
 template <const ProgramFormat& format>
 bool walkProgram(RepeatExpansion& expansion, const u8* records, u32 recordCount)
 {
-    u8 row[format.rowBytes] = {};
+    static_assert(format.rowBytes <= mostProgramRowBytes);
+    u8 row[mostProgramRowBytes] = {};
     for (u32 i = 0; i < recordCount; i++) {
         const ProgramRecord record = format.read(records + u64{i} * format.recordBytes, row);
         bool isProgram = true;
         switch (record.step) {
         case ProgramStep::setting:
             break;
-        case ProgramStep::pick:
-            isProgram = addPick(expansion, row, format.rowBytes, record.count);
+        case ProgramStep::pick: {
+            // Before it is copied, not after.
+            const ProgramRow turned = mirroredRow(row);
+            isProgram = addPick(expansion, reinterpret_cast<const u8*>(&turned), format.rowBytes, record.count);
             break;
+        }
         case ProgramStep::openRepeat:
             isProgram = openRepeat(expansion, record.count);
             break;
@@ -138,6 +167,6 @@ LoadStatus loadProgram(const RepeatProgram& slot, RepeatExpansion& expansion, u8
     if (!walkProgram<format>(expansion, slot.records, slot.recordCount))
         return loadWrongFormat;
     finishCopies(expansion);
-    reverseBits(rows, room * bytesPerRow, false);
+    reverseRest(expansion);
     return loadSuccess;
 }

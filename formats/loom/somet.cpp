@@ -205,15 +205,35 @@ static LoadStatus tryArm(const LoadRequest& request, ImageInfo& image)
 }
 
 // The upper half of an even byte shows through in the columns of the odd one.
-static void packHalves(u8* packed, const u8* halves, size_t packedBytes)
+static inline void packPairs(u8* __restrict packed, const u8* __restrict halves, size_t packedBytes)
 {
     for (size_t i = 0; i < packedBytes; i++)
         packed[i] = static_cast<u8>(halves[2 * i + 1] << 4 | halves[2 * i]);
 }
 
+#if defined(__x86_64__)
+// The same, which the compiler makes of longer words.
+__attribute__((target("avx2"))) static void packLongPairs(u8* __restrict packed, const u8* __restrict halves,
+                                                          size_t packedBytes)
+{
+    packPairs(packed, halves, packedBytes);
+}
+#endif
+
+static void packHalves(u8* packed, const u8* halves, size_t packedBytes)
+{
+#if defined(__x86_64__)
+    if (__builtin_cpu_supports("avx2")) {
+        packLongPairs(packed, halves, packedBytes);
+        return;
+    }
+#endif
+    packPairs(packed, halves, packedBytes);
+}
+
 static LoadStatus loadArmBand(u8* rows, u32 count, u32 bytesPerRow)
 {
-    constexpr u32 picksAtOnce = 1024;
+    constexpr u32 picksAtOnce = 4096; // a whole number of pages
     RowFile& slot = threadState().loom.sometArm;
     if (slot.file == nullptr)
         return loadBadData;
