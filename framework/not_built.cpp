@@ -47,11 +47,6 @@ void registerLoadSchleicher()
     registerRefusal();
 }
 
-void registerLoadWeave()
-{
-    registerRefusal();
-}
-
 void registerLoadTis()
 {
     registerRefusal();
@@ -147,16 +142,6 @@ void registerLoadUWF()
     registerRefusal();
 }
 
-void registerLoadDrape()
-{
-    registerRefusal();
-}
-
-void registerLoadFabric()
-{
-    registerRefusal();
-}
-
 void registerLoadUPT()
 {
     registerRefusal();
@@ -242,11 +227,6 @@ void registerLoadNedgraphicsDES()
     registerRefusal();
 }
 
-void registerLoadVectorPreview()
-{
-    registerRefusal();
-}
-
 void registerLoadWBF()
 {
     registerRefusal();
@@ -290,15 +270,6 @@ void registerLoadTsudakomaDP5()
 void registerLoadActWJL()
 {
     registerRefusal();
-}
-
-void initLoadWeave() {}
-
-void initLoadFabric() {}
-
-int readTevrinWeave(FILE*, char*, i32*, i32*, i32*, u8*, i32**, u8**)
-{
-    return 0;
 }
 
 void renderRealImg(u8*, i32, i32, i32, i32, i32, i32, i32, i32, i32, const u8*, i32, i32, i32, i32, const u8*, i32, i32,
