@@ -68,8 +68,8 @@ static std::vector<uint8_t> file(const std::string& text)
 std::vector<uint8_t> encodeSvg(const Picture& picture)
 {
     return file("<svg xmlns=\"http://www.w3.org/2000/svg\" width=\"" + std::to_string(picture.width) + "\" height=\"" +
-                std::to_string(picture.height) + "\" shape-rendering=\"crispEdges\">\n" + runs(picture, svgRun, false) +
-                "</svg>\n");
+                std::to_string(picture.height) + "\" stroke=\"none\" shape-rendering=\"crispEdges\">\n" +
+                runs(picture, svgRun, false) + "</svg>\n");
 }
 
 static std::string boxOf(const Picture& picture)

@@ -350,7 +350,6 @@ static LoadStatus tryLoad(const LoadRequest& request, ImageInfo& image)
     File file;
     if (!file.open(request.path))
         return loadCannotRead;
-    endWeave();
     Buffer lineMemory;
     if (!lineMemory.allocate(weaveLineBytes))
         return loadOutOfMemory;

@@ -55,14 +55,16 @@ static bool isInstalled(const std::string& command)
     return false;
 }
 
-// ImageMagick draws SVG better, but is mostly set up not to open PDF and EPS, which GraphicsMagick does.
+// ImageMagick is mostly set up not to open PDF and EPS, and draws some SVG wrongly: it is asked when GraphicsMagick
+// fails. When both fail, GraphicsMagick has to say why.
 static const char* installedPreviewCommand()
 {
     const bool hasImageMagick = isInstalled("convert");
-    const bool hasGraphicsMagick = isInstalled("gm");
-    if (hasImageMagick && hasGraphicsMagick)
-        return "preview() { convert \"$@\" 2>/dev/null || gm convert \"$@\"; }; preview";
-    return hasImageMagick ? "convert" : hasGraphicsMagick ? "gm convert" : "";
+    if (isInstalled("gm"))
+        return hasImageMagick ? "preview() { gm convert \"$@\" 2>/dev/null || convert \"$@\" 2>/dev/null || "
+                                "gm convert \"$@\"; }; preview"
+                              : "gm convert";
+    return hasImageMagick ? "convert" : "";
 }
 
 LoaderSettings installedSettings()
@@ -169,7 +171,7 @@ static std::string previewRefusal(const Picture& picture)
         return "";
     if (!isInstalled("gs"))
         return "PDF and EPS files are drawn by Ghostscript, which is not installed (Debian package ghostscript)";
-    if (picture.complaint.find("policy") != std::string::npos)
+    if (!isInstalled("gm") && picture.complaint.find("policy") != std::string::npos)
         return "ImageMagick is set up on this computer not to open PDF and EPS files, install GraphicsMagick, which "
                "opens them (Debian package graphicsmagick)";
     return "";
