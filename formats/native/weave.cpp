@@ -458,10 +458,11 @@ LoadStatus loadWeaveBand(u8* rows, u32 count, u32 bytesPerRow)
     if (!state.isOpen)
         return loadBadData;
     const u32 wanted = std::min(count, static_cast<u32>(state.weave.height) - state.nextRow);
+    const bool hasRoom = wanted > 0 && bytesPerRow > 0;
     LoadStatus status = loadSuccess;
-    if (wanted > 0 && state.weave.mode == planeMode)
+    if (hasRoom && state.weave.mode == planeMode)
         deliverPlane(state.weave, state.nextRow, rows, wanted, bytesPerRow);
-    else if (wanted > 0)
+    else if (hasRoom)
         status = deliverDraft(state.weave, state.nextRow, rows, wanted, bytesPerRow);
     state.nextRow += wanted;
     return status;
