@@ -5,7 +5,9 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <cerrno>
 #include <cstdlib>
+#include <cstring>
 
 #include "framework/bytes.h"
 
@@ -57,14 +59,61 @@ void closeSlot(FILE*& slot)
     slot = nullptr;
 }
 
+enum class Removal { done, hasMembers, impossible };
+
+static Removal removeEntry(int folder, const char* name)
+{
+    if (strcmp(name, ".") == 0 || strcmp(name, "..") == 0)
+        return Removal::impossible;
+    if (unlinkat(folder, name, 0) == 0 || unlinkat(folder, name, AT_REMOVEDIR) == 0)
+        return Removal::done;
+    return errno == ENOTEMPTY ? Removal::hasMembers : Removal::impossible;
+}
+
+// Removes what a folder holds, but moves folders in it that hold something up into the one above, where they are named
+// by the next numbers.
+static void flatten(int above, const char* name, u64& number)
+{
+    fchmodat(above, name, S_IRWXU, 0);
+    const int descriptor = openat(above, name, O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC);
+    DIR* folder = descriptor >= 0 ? fdopendir(descriptor) : nullptr;
+    if (folder == nullptr) {
+        if (descriptor >= 0)
+            close(descriptor);
+        return;
+    }
+    while (const dirent* entry = readdir(folder)) {
+        if (removeEntry(descriptor, entry->d_name) != Removal::hasMembers)
+            continue;
+        fchmodat(descriptor, entry->d_name, S_IRWXU, 0);
+        char moved[32];
+        do
+            snprintf(moved, sizeof moved, "%llu", static_cast<unsigned long long>(number++));
+        while (renameat(descriptor, entry->d_name, above, moved) != 0 && (errno == ENOTEMPTY || errno == ENOTDIR));
+    }
+    closedir(folder);
+}
+
+// However deep the folders lie in each other, only two are open at a time.
 void removeFolder(const char* path)
 {
     DIR* folder = opendir(path);
-    if (folder != nullptr) {
-        while (const dirent* entry = readdir(folder))
-            unlinkat(dirfd(folder), entry->d_name, 0);
-        closedir(folder);
+    u64 number = 0;
+    bool removesSome = folder != nullptr;
+    while (removesSome) {
+        removesSome = false;
+        rewinddir(folder);
+        while (const dirent* entry = readdir(folder)) {
+            Removal removal = removeEntry(dirfd(folder), entry->d_name);
+            if (removal == Removal::hasMembers) {
+                flatten(dirfd(folder), entry->d_name, number);
+                removal = removeEntry(dirfd(folder), entry->d_name);
+            }
+            removesSome = removesSome || removal == Removal::done;
+        }
     }
+    if (folder != nullptr)
+        closedir(folder);
     rmdir(path);
 }
 

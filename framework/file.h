@@ -35,7 +35,7 @@ struct Buffer {
 void handOver(File& file, FILE*& slot);
 void closeSlot(FILE*& slot);
 
-// Removes a folder of the library's own with the files that a command may have left in it.
+// Removes a folder of the library's own with all that a command may have left in it. Links are not followed.
 void removeFolder(const char* path);
 
 bool readExactly(FILE* stream, void* destination, size_t size);

@@ -27,11 +27,6 @@ void registerLoadPCX()
     registerRefusal();
 }
 
-void registerLoadTIFF()
-{
-    registerRefusal();
-}
-
 void registerLoadSophisC()
 {
     registerRefusal();
@@ -97,27 +92,7 @@ void registerLoadTakemuraDAT()
     registerRefusal();
 }
 
-void registerLoadSometDOP()
-{
-    registerRefusal();
-}
-
-void registerLoadSometCOP()
-{
-    registerRefusal();
-}
-
 void registerLoadSophisW()
-{
-    registerRefusal();
-}
-
-void registerLoadVamatexPID()
-{
-    registerRefusal();
-}
-
-void registerLoadVamatexPIW()
 {
     registerRefusal();
 }
@@ -152,11 +127,6 @@ void registerLoadQTZ()
     registerRefusal();
 }
 
-void registerLoadDoStyle()
-{
-    registerRefusal();
-}
-
 void registerLoadSMIT()
 {
     registerRefusal();
@@ -177,22 +147,12 @@ void registerLoadNedgraphicsPAT()
     registerRefusal();
 }
 
-void registerLoadDoWeaveDES()
-{
-    registerRefusal();
-}
-
 void registerLoadTakemuraCGS()
 {
     registerRefusal();
 }
 
 void registerLoadNissan()
-{
-    registerRefusal();
-}
-
-void registerLoadSometARM()
 {
     registerRefusal();
 }
@@ -208,16 +168,6 @@ void registerLoadMotongSTI()
 }
 
 void registerLoadPanter()
-{
-    registerRefusal();
-}
-
-void registerLoadDoTech()
-{
-    registerRefusal();
-}
-
-void registerLoadMus()
 {
     registerRefusal();
 }
@@ -238,11 +188,6 @@ void registerLoadWB()
 }
 
 void registerLoadPAL()
-{
-    registerRefusal();
-}
-
-void registerLoadDIS()
 {
     registerRefusal();
 }
@@ -272,35 +217,6 @@ void registerLoadActWJL()
     registerRefusal();
 }
 
-void renderRealImg(u8*, i32, i32, i32, i32, i32, i32, i32, i32, i32, const u8*, i32, i32, i32, i32, const u8*, i32, i32,
-                   float)
-{
-}
-
-i64 checkTrueColorPalette(const u8*, i32, i32, i32, u8*)
-{
-    return 0;
-}
-
-i64 checkRGBAPalette(const u8*, i32, i32, i32, u8*)
-{
-    return 0;
-}
-
-u64 colorQuantize(const u8*, i32, u8*, i32, i32, i32, u8*, i32, i32*)
-{
-    return 0;
-}
-
-u64 trueColorRemapToCmap(const u8*, i32, u8*, i32, i32, i32, const u8*, i32, i32)
-{
-    return 0;
-}
-
-void colorQuantizeDitherFS(const u8*, i32, u8*, i32, i32, i32, i32, i32, const u8*, i32, i32, i32) {}
-
-void colorQuantizeDitherFS16(const u8*, i32, u16*, i32, i32, i32, i32, i32, const u8*, i32, i32, i32) {}
-
 void RGBtoHSL(const i32*, u32*) {}
 
 void HSLtoRGB(const i32*, u32*) {}
@@ -312,13 +228,4 @@ void contrastStretch(u8*, i32, i32, i32, i32, u8*) {}
 u8* collapseRGBA(u8* buffer, i32, i32, i32*, i32)
 {
     return buffer;
-}
-
-void copyTableEqualY(u8*, i32, i32, const i32*) {}
-
-void getRepeatBorder(const u8*, i32, i32, i32, i32, u16*, u16*) {}
-
-u16* selfAvoidTable(i32, i32, i32)
-{
-    return nullptr;
 }

@@ -306,7 +306,90 @@ TLOAD_API void makeStaubliMapping(u32* map, i32 module);
 TLOAD_API void invertStaubliMapping(u32* map, i32 module, i32 count, i32 invert, i32 separateModules);
 
 /* ---------------------------------------------------------------------------------------------------------------
- * Weaves and cloth
+ * Repeating patterns: functions on the caller's buffers, without state but for the C library's random numbers.
+ */
+
+/* Draws a picture that repeats without end at its physical size: every display pixel is the mean of 32 jittered samples
+ * of the picture area under it. dst takes rows rows of width pixels, dstStride bytes apart, from display column x0 and
+ * display row firstRow on. bytesPerPixel 4: the 32-bit word 0x00RRGGBB; 3: R, G, B; 2: the 16-bit word of 5, 6 and 5
+ * bits; 1: no colours and one sample a pixel, the picture's own byte or, for a bilevel picture, 255 for a set bit and
+ * 254 for a clear one. Others draw nothing.
+ * src is the picture's first row, srcStride the bytes from one row to the next, srcKind 0 (bilevel, a set bit is
+ * black), 1 (indices into the 256 R, G, B triples of palette) or 2 (RGB). The picture stands upright: its last row's
+ * lower edge, and one of its left edges, lie at the display's column 0 and below display row y0, and rows above y0
+ * climb up in it. Only there, up to 262144 picture pixels upwards and to the right, is it repeated without gaps: the
+ * positions to the left, below and beyond come round in numbers of 2^32 units, 8192 a picture pixel.
+ * Resolutions are in one unit of the caller's choice, such as dots per inch x 1000; zoom magnifies. A size, resolution
+ * or zoom that is not positive draws nothing.
+ * The random numbers are drand48's: 4096 of them and one for every row; srand48 makes a drawing repeatable. Threads
+ * may draw at once and then share these numbers. */
+TLOAD_API void renderRealImg(u8* dst, i32 dstStride, i32 bytesPerPixel, i32 x0, i32 firstRow, i32 width, i32 rows,
+                             i32 y0, i32 screenResX, i32 screenResY, const u8* src, i32 srcStride, i32 srcWidth,
+                             i32 srcHeight, i32 srcKind, const u8* palette, i32 srcResX, i32 srcResY, float zoom);
+
+/* Expands in place rows of rowBytes bytes that are stored only once. repeatTable has an entry for each of the rows: 0
+ * is the next stored row, k the same as row k - 1, counted from 0. With an entry outside 0 to rows a line is printed on
+ * standard output and nothing is changed. */
+TLOAD_API void copyTableEqualY(u8* data, i32 rowBytes, i32 rows, const i32* repeatTable);
+/* By how many percent the step from the last column to the first (seamX) and from the last row to the first (seamY)
+ * exceeds the average step between the columns and rows beside that edge; 0 = no seam. kind is one of kindBilevel to
+ * kindRGBA, stride the bytes from row to row. A direction of less than 21 pixels and a picture of null have no seam. */
+TLOAD_API void getRepeatBorder(const u8* pixels, i32 kind, i32 width, i32 height, i32 stride, u16* seamX, u16* seamY);
+/* Places count points on an area that repeats, each the best of 60 at random (rand(), x before y) by its distance from
+ * those before it. Returns count pairs of x and y; free() them. Null when memory runs out or a size is not positive. */
+TLOAD_API u16* selfAvoidTable(i32 count, i32 width, i32 height);
+
+/* ---------------------------------------------------------------------------------------------------------------
+ * Few colours out of many: palettes, quantization and dithering, on the caller's buffers alone. Pixels are R, G, B (or
+ * R, G, B, A) bytes, strides are bytes and may be negative, palettes are packed R, G, B triples. Buffers must not
+ * overlap.
+ *
+ * The nearest colour is the one at the least squared distance in R, G and B, of several the first. It is looked up once
+ * for each cell of colours that agree in the upper 6 bits of all channels, for the first pixel in the cell; the others
+ * follow. Noise comes from rand(): srand() makes it repeatable where no other thread draws numbers.
+ */
+
+/* Counts the distinct colours of a picture and writes them to paletteOut (768 bytes) in the order of their first
+ * appearance. Returns 1 to 256; 0 when there are more, and paletteOut is untouched. The first pixel's colour always
+ * counts: a picture with a side below 1 has it alone, so rgb holds a pixel in any case. */
+TLOAD_API i64 checkTrueColorPalette(const u8* rgb, i32 stride, i32 width, i32 height, u8* paletteOut);
+/* The same for pixels with alpha. Transparent ones (alpha 0) are skipped, but for the colour of the first pixel; also 0
+ * when a pixel is neither transparent nor opaque (255), since no plain palette can hold it. */
+TLOAD_API i64 checkRGBAPalette(const u8* rgba, i32 stride, i32 width, i32 height, u8* paletteOut);
+
+/* Reduces a picture to few colours. A true-colour picture that has no more of them than wanted keeps them exactly, in
+ * the order of their first appearance, when fixedCount is 0; else the palette is found by median cut.
+ *
+ *   rgb          the picture; null: indexOut holds an indexed one in the colours of palette
+ *   indexOut     out: an index for each pixel. From an indexed picture all height x indexStride bytes are replaced, and
+ *                old colours come back in place of the new ones that they are mapped to. Null: the palette alone.
+ *   palette      768 bytes. In: the colours of an indexed picture, the fixed colours. Out: the new colours; entries
+ *                behind them keep their values.
+ *   fixedCount   how many of the first palette entries weigh in, each as much as half of the picture; 0 to 256
+ *   colourCount  in: colours wanted, 1 to 256; out: colours found
+ *
+ * Returns 0. Nothing changes when rgb and indexOut are both null, when a side or *colourCount is below 1, and when
+ * memory does not suffice; only indexOut, if rgb is given too, may then hold indices of no meaning. */
+TLOAD_API u64 colorQuantize(const u8* rgb, i32 rgbStride, u8* indexOut, i32 indexStride, i32 width, i32 height,
+                            u8* palette, i32 fixedCount, i32* colourCount);
+/* Gives every pixel the index of the nearest of paletteCount (0 to 256) colours, after adding to each channel a random
+ * number from -noise to noise (0 to 100); without colours all indices are 0. Returns 1; 0, with indexOut untouched,
+ * when rgb, indexOut or palette is null or memory does not suffice. */
+TLOAD_API u64 trueColorRemapToCmap(const u8* rgb, i32 rgbStride, u8* indexOut, i32 indexStride, i32 width, i32 height,
+                                   const u8* palette, i32 paletteCount, i32 noise);
+/* Scales a picture to dstWidth x dstHeight, taking the nearest pixel, and maps it to paletteCount (at most 256) colours
+ * with Floyd-Steinberg error diffusion: strength 0 (none) to 16 (the whole error), noise 0 to 100 on the error. Without
+ * colours all indices are 0. dst is untouched when a side is below 1, src or dst is null or memory does not suffice. */
+TLOAD_API void colorQuantizeDitherFS(const u8* src, i32 srcStride, u8* dst, i32 dstStride, i32 srcWidth, i32 srcHeight,
+                                     i32 dstWidth, i32 dstHeight, const u8* palette, i32 paletteCount, i32 strength,
+                                     i32 noise);
+/* The same for palettes of up to 65536 colours; dstStride counts indices, not bytes. */
+TLOAD_API void colorQuantizeDitherFS16(const u8* src, i32 srcStride, u16* dst, i32 dstStride, i32 srcWidth,
+                                       i32 srcHeight, i32 dstWidth, i32 dstHeight, const u8* palette, i32 paletteCount,
+                                       i32 strength, i32 noise);
+
+/* ---------------------------------------------------------------------------------------------------------------
+ * Weaves
  */
 
 /* Reads a weave from an open stream that stands behind the weave's first line, up to and with its "#END" line.
@@ -319,9 +402,9 @@ TLOAD_API void invertStaubliMapping(u32* map, i32 module, i32 count, i32 invert,
  *   threading        in and out: null or a block from malloc, which a record with sizes frees and replaces by one of at
  *                    least width entries, the shaft of each end from 0. Nothing vouches for shafts that the plan has.
  *   plane            in and out: null or a block from malloc, which a record with a plane frees and replaces. Draft:
- *                    shafts x height / 8 + 1 bytes, shaft s in pick y is bit s x height + y, lowest bit of a byte first.
- *                    Full plane: height rows of (width + 7) / 8 bytes, the leftmost end in the highest bit. Its size
- *                    follows the sizes that were told before it, those behind it do not change it.
+ *                    shafts x height / 8 + 1 bytes, shaft s in pick y is bit s x height + y, lowest bit of a byte
+ * first. Full plane: height rows of (width + 7) / 8 bytes, the leftmost end in the highest bit. Its size follows the
+ * sizes that were told before it, those behind it do not change it.
  *
  * threading and plane are the caller's to free afterwards, whatever the result. Records that fill a block or spread
  * rows in it are refused when the block is one that the caller brought. Returns 1 on success, 0 on failure, 2 when a
@@ -329,42 +412,11 @@ TLOAD_API void invertStaubliMapping(u32* map, i32 module, i32 count, i32 invert,
 TLOAD_API int readTevrinWeave(FILE* file, char* line, i32* mode, i32* width, i32* height, u8* orientationFlag,
                               i32** threading, u8** plane);
 
-/* The functions from here on are declared so that hosts can link against them from the start; this version answers as
- * they do on failure: no result, 0 or null, the caller's data unchanged. */
-
-/* Draws a repeating picture at its physical size into rows rows of width pixels of 1, 2, 3 or 4 bytes. Resolutions are
- * dots per inch x 1000, strides are bytes. */
-TLOAD_API void renderRealImg(u8* dst, i32 dstStride, i32 bytesPerPixel, i32 x0, i32 firstRow, i32 width, i32 rows,
-                             i32 y0, i32 screenResX, i32 screenResY, const u8* src, i32 srcStride, i32 srcWidth,
-                             i32 srcHeight, i32 srcKind, const u8* palette, i32 srcResX, i32 srcResY, float zoom);
-
 /* ---------------------------------------------------------------------------------------------------------------
  * Colour and image utilities: stateless functions on the caller's buffers. Strides are bytes unless a comment says
- * otherwise, palettes are packed R, G, B triples.
+ * otherwise, palettes are packed R, G, B triples. They are declared so that hosts can link against them from the start;
+ * this version answers as they do on failure: no result, 0 or null, the caller's data unchanged.
  */
-
-/* Counts the distinct colours of an RGB (RGBA) picture into paletteOut (768 bytes), in order of first appearance: 1 to
- * 256, or 0 when it needs more or, with alpha, cannot be stored with a plain palette. */
-TLOAD_API i64 checkTrueColorPalette(const u8* rgb, i32 stride, i32 width, i32 height, u8* paletteOut);
-TLOAD_API i64 checkRGBAPalette(const u8* rgba, i32 stride, i32 width, i32 height, u8* paletteOut);
-
-/* Reduces a picture to *colourCount colours (in: wanted, out: produced). rgb null: indexOut holds an indexed picture
- * in the colours of palette. indexOut null: the palette alone. The first fixedCount palette entries weigh in. Returns
- * 0. */
-TLOAD_API u64 colorQuantize(const u8* rgb, i32 rgbStride, u8* indexOut, i32 indexStride, i32 width, i32 height,
-                            u8* palette, i32 fixedCount, i32* colourCount);
-/* Maps every pixel to the nearest of paletteCount colours after adding random noise of 0 to 100. Returns 1, or 0 when
- * something is null or memory runs out. */
-TLOAD_API u64 trueColorRemapToCmap(const u8* rgb, i32 rgbStride, u8* indexOut, i32 indexStride, i32 width, i32 height,
-                                   const u8* palette, i32 paletteCount, i32 noise);
-/* Scales a picture to the target size and maps it to the palette with Floyd-Steinberg error diffusion of strength 0 to
- * 16 and noise 0 to 100. The stride of the 16-bit form counts elements. */
-TLOAD_API void colorQuantizeDitherFS(const u8* src, i32 srcStride, u8* dst, i32 dstStride, i32 srcWidth, i32 srcHeight,
-                                     i32 dstWidth, i32 dstHeight, const u8* palette, i32 paletteCount, i32 strength,
-                                     i32 noise);
-TLOAD_API void colorQuantizeDitherFS16(const u8* src, i32 srcStride, u16* dst, i32 dstStride, i32 srcWidth,
-                                       i32 srcHeight, i32 dstWidth, i32 dstHeight, const u8* palette, i32 paletteCount,
-                                       i32 strength, i32 noise);
 
 /* RGB 0..255; H in degrees 0..359, S and L in thousandths. */
 TLOAD_API void RGBtoHSL(const i32 rgb[3], u32 hsl[3]);
@@ -377,14 +429,6 @@ TLOAD_API void contrastStretch(u8* pixels, i32 stride, i32 kind, i32 width, i32 
 /* Flattens RGBA rows to RGB over white or a grey checkerboard, in place; buffer comes from malloc, the result is its
  * address afterwards and *stride its new stride. */
 TLOAD_API u8* collapseRGBA(u8* buffer, i32 width, i32 height, i32* stride, i32 checkerboard);
-
-/* Expands rows that are stored once, in place; the table has an entry a row: 0 the next stored row, k the same as row
- * k - 1. */
-TLOAD_API void copyTableEqualY(u8* data, i32 rowBytes, i32 rows, const i32* repeatTable);
-/* By how many percent the step across the repeat's right and bottom edge exceeds its neighbours; 0 = no seam. */
-TLOAD_API void getRepeatBorder(const u8* pixels, i32 kind, i32 width, i32 height, i32 stride, u16* seamX, u16* seamY);
-/* count pairs of x and y that keep their distance on a repeating area; free() the result. Null when memory runs out. */
-TLOAD_API u16* selfAvoidTable(i32 count, i32 width, i32 height);
 
 #ifdef __cplusplus
 }

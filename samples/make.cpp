@@ -1,10 +1,13 @@
 // Writes one sample file of every format.
+#include <algorithm>
 #include <cstdio>
 #include <filesystem>
 
 #include "samples/bmp_writer.h"
 #include "samples/bonas_writer.h"
 #include "samples/dobby_1858_writer.h"
+#include "samples/dornier_writer.h"
+#include "samples/doweave_writer.h"
 #include "samples/drape_writer.h"
 #include "samples/gif_writer.h"
 #include "samples/jc4_writer.h"
@@ -12,9 +15,13 @@
 #include "samples/jpeg_writer.h"
 #include "samples/pbm_writer.h"
 #include "samples/png_writer.h"
+#include "samples/somet_writer.h"
+#include "samples/tiff_writer.h"
+#include "samples/vamatex_writer.h"
 #include "samples/vector_writer.h"
 #include "samples/weave_writer.h"
 #include "samples/wif_writer.h"
+#include "samples/zip_writer.h"
 
 static const uint32_t size = 256;
 static const uint32_t weaveSize = 400; // a binding needs more pixels to show the motif
@@ -92,6 +99,44 @@ static Picture vectorMotif()
     return motifPicture(pictureIndexed, size, size);
 }
 
+// The picture among what else belongs to a design.
+static std::vector<uint8_t> encodeDis()
+{
+    const std::string text = "Bird on a branch\r\n";
+    return encodeZip({{"design.txt", {text.begin(), text.end()}},
+                      {"design.tif", encodeTiff(motifPicture(pictureIndexed, size, size))}});
+}
+
+// The motif on the shafts, and in the other columns, which are settings, a stripe for each of the colours that take
+// turns.
+static LoomProgram motifProgram(uint32_t shaftBytes, uint32_t settingBytes, uint32_t height)
+{
+    const Picture motif = motifShadow(8 * shaftBytes, height);
+    const size_t rowBytes = shaftBytes + settingBytes;
+    Picture cloth = blankPicture(pictureBilevel, static_cast<uint32_t>(8 * rowBytes), height);
+    for (uint32_t y = 0; y < height; ++y) {
+        auto row = cloth.rows.begin() + static_cast<ptrdiff_t>(y * rowBytes);
+        std::copy_n(motif.rows.begin() + y * shaftBytes, shaftBytes, row);
+        row[static_cast<ptrdiff_t>(shaftBytes + y / 6 % settingBytes)] = 0x80;
+    }
+    return hemmedProgram(cloth, shaftBytes);
+}
+
+static const uint32_t hemPicks = 16;
+
+// Every pick twice; where the records keep how often, the picture is empty.
+static std::vector<uint8_t> encodePiw()
+{
+    LoomProgram program = motifProgram(7, 1, 40);
+    for (LoomStep& step : program) {
+        if (step.kind != LoomStep::pick)
+            continue;
+        step.count = 2;
+        step.row[3] = step.row[4] = 0;
+    }
+    return encodeVamatex(program, true);
+}
+
 struct Sample {
     const char* name;
     std::vector<uint8_t> (*encode)();
@@ -103,6 +148,19 @@ static const Sample samples[] = {
     {"motif.gif", [] { return encodeGif(motifPicture(pictureIndexed, size, size)); }},
     {"motif.png", [] { return encodePng(motifPicture(pictureRgba, size, size)); }},
     {"motif.jpg", [] { return encodeJpeg(motifPicture(pictureRgb, size, size)); }},
+    {"motif.tif",
+     [] {
+         return encodeTiff(motifPicture(pictureRgb, size, size), {.compression = 5, .resolution = {{300, 300, 2}}});
+     }},
+    {"motif-1bit.tif",
+     [] {
+         return encodeTiff(motifPicture(pictureBilevel, weaveSize, weaveSize), {.bigEndian = true, .compression = 4});
+     }},
+    {"motif-indexed.tif", [] { return encodeTiff(motifPicture(pictureIndexed, size, size)); }},
+    {"motif-alpha.tif", [] { return encodeTiff(motifPicture(pictureRgba, size, size)); }},
+    {"motif-cmyk.tif", [] { return encodeTiff(tiffInksOf(motifPicture(pictureRgb, size, size))); }},
+    {"motif-lab.tif", [] { return encodeTiff(tiffLabOf(motifPicture(pictureRgb, size, size))); }},
+    {"motif.dis", encodeDis},
     {"motif.pbm", [] { return encodePbm(motifPicture(pictureBilevel, weaveSize, weaveSize)); }},
     {"motif.ep", [] { return encodeBonas(motifPicture(pictureBilevel, weaveSize, weaveSize)); }},
     {"motif-parts.ep", [] { return encodeBonasPart(0); }},
@@ -139,6 +197,15 @@ static const Sample samples[] = {
     {"motif-liftplan.wif", [] { return encodeWif(draftOfPicture(motifPicture(pictureBilevel, 240, 240))); }},
     {"motif.db1", [] { return encodeDobby1858(motifShadow(40, 56)); }},
     {"motif-little-endian.db1", [] { return encodeDobby1858(motifShadow(40, 56), {.littleEndian = true}); }},
+    {"motif.dop", [] { return encodeDop(motifProgram(5, 9, 56)); }},
+    {"motif.cop", [] { return encodeCop(motifProgram(2, 4, 24)); }},
+    {"motif-somet.arm", [] { return encodeSometArm(motifShadow(40, 56)); }},
+    {"motif.pid", [] { return encodeVamatex(motifProgram(7, 1, 72), false); }},
+    {"motif.piw", [] { return encodePiw(); }},
+    {"motif-dostyle", [] { return encodeDoStyle(motifShadow(64, 80)); }},
+    {"motif-dotech.pat", [] { return encodeDoTech(motifShadow(64, 80)); }},
+    {"motif.mus", [] { return encodeMuster(motifShadow(64, 80)); }},
+    {"motif.des", [] { return encodeDoWeave(motifProgram(7, 1, 80), 80 + 2 * hemPicks); }},
 };
 
 int main(int argc, char** argv)

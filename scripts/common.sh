@@ -16,8 +16,8 @@ install_missing() {
   DEBIAN_FRONTEND=noninteractive "${as_root[@]}" apt-get install -y -qq --no-install-recommends "${missing[@]}" >/dev/null
 }
 
-build_packages=(g++ cmake ninja-build libpng-dev libjpeg-dev zlib1g-dev libcli11-dev nlohmann-json3-dev)
-helper_packages=(gzip mscompress) # what tload runs for packed files
+build_packages=(g++ cmake ninja-build libpng-dev libjpeg-dev libtiff-dev zlib1g-dev libcli11-dev nlohmann-json3-dev)
+helper_packages=(gzip mscompress unzip) # what tload runs for packed files
 test_packages=(libgtest-dev clang-format binutils)
 
 # build PRESET TARGET... : quiet unless something goes wrong

@@ -169,6 +169,18 @@ TEST_F(Tool, SaysWhatIsWrongInOneSentenceAndLeavesTheTargetAlone)
         {{"info", strange}, 10, "tload: escape?[31m???.txt: "},
         {{"convert", "x", "old.png"}, 11, "./x"},
         {{"convert", "./x", "directory.gif"}, 12, "directory"},
+        {{"render", "good.png", "old.png", "--zoom", "1e-3", "--size", "9999x9"}, 64, "larger zoom"},
+        {{"render", "good.png", "old.png", "--zoom", "1e3", "--dpi", "9999"}, 64, "smaller zoom"},
+        {{"render", "good.png", "old.png", "--size", "3x"}, 64, "--size"},
+        {{"render", "good.png", "old.png", "--sett", "20x0"}, 64, "--sett"},
+        {{"render", "cut.bmp", "old.png"}, 7, "data end early"},
+        {{"seam", "cut.bmp"}, 7, "data end early"},
+        {{"quantize", "x", "old.png", "--palette", "good.png"}, 7, "good.png: this file has no palette"},
+        {{"quantize", "good.png", "old.png", "--keep", "3"}, 64, "--palette"},
+        {{"quantize", "good.png", "old.png", "--size", "3x"}, 64, "300x200"},
+        {{"quantize", "good.png", "old.png", "--size", "3x0"}, 64, "300x200"},
+        {{"quantize", "good.png", "old.png", "--colours", "0"}, 64, "--colours"},
+        {{"quantize", "cut.bmp", "old.png"}, 7, "data end early"},
         {{}, 64, "--help"},
         {{"convert", "x", "old.png", "third"}, 64, "third"},
     };
@@ -183,6 +195,42 @@ TEST_F(Tool, SaysWhatIsWrongInOneSentenceAndLeavesTheTargetAlone)
         EXPECT_EQ(get(path("old.png")), "old");
         EXPECT_EQ(names(), before);
     }
+}
+
+TEST_F(Tool, QuantizesPictures)
+{
+    const Picture few = noisePicture(kindRGB, 30, 20, 9, 1);
+    Picture palette = noisePicture(kindIndexed, 8, 8, 4, 2);
+    files.write("few.bmp", encodeBmp(few));
+    files.write("alpha.png", encodePng(noisePicture(kindRGBA, 30, 20, 0, 3)));
+    files.write("palette.png", encodePng(palette));
+    EXPECT_EQ(run({"quantize", "few.bmp", "a.png", "--colours", "9"}).output,
+              "few.bmp: BMP, 30 x 20, true colour -> a.png: 9 colours\n");
+    auto indexed = [&] {
+        Loaded loaded = load(path("a.png"));
+        EXPECT_EQ(loaded.kind, kindIndexed);
+        return Picture{.kind = pictureIndexed,
+                       .width = loaded.width,
+                       .height = loaded.height,
+                       .rows = loaded.pixels(),
+                       .palette = loaded.palette};
+    };
+    EXPECT_TRUE(toRgb(indexed()).rows == few.rows);
+
+    // Colours of the palette alone, and the noise is the same every time.
+    const vector<string> dithered = {"quantize", "alpha.png", "a.png", "--palette", "palette.png", "--dither",
+                                     "16",       "--noise",   "9",     "--size",    "45x15"};
+    EXPECT_EQ(run(dithered).exitCode, 0);
+    const Picture first = indexed();
+    EXPECT_EQ(first.width, 45u);
+    EXPECT_EQ(first.height, 15u);
+    EXPECT_LT(*std::max_element(first.rows.begin(), first.rows.end()), 4);
+    EXPECT_TRUE(std::equal(palette.palette.begin(), palette.palette.end(), first.palette.begin()));
+    run(dithered);
+    EXPECT_TRUE(indexed().rows == first.rows);
+    EXPECT_EQ(
+        run({"quantize", "alpha.png", "a.png", "--palette", "palette.png", "--keep", "4", "--colours", "7"}).output,
+        "alpha.png: PNG, 30 x 20, true colour with transparency -> a.png: 7 colours\n");
 }
 
 TEST_F(Tool, LeavesNothingWhenInterrupted)
@@ -263,6 +311,44 @@ TEST_F(Tool, FindsWhatDrawsPages)
         EXPECT_TRUE(toRgb({shown.kind, shown.width, shown.height, shown.pixels(), shown.palette}).rows ==
                     toRgb(motif).rows);
     }
+}
+
+TEST_F(Tool, RendersUprightAndTiled)
+{
+    // 24 ends and picks per cm are 60.96 per inch.
+    const vector<string> sizes = {"--dpi", "60.96", "--zoom", "2", "--size", "90x50", "--at", "-7,5"};
+    for (u32 kind : {kindBilevel, kindIndexed, kindRGB, kindRGBA}) {
+        const Picture picture = noisePicture(kind, 17, 9, kind == kindIndexed ? 7 : 0, kind);
+        files.write("a.png", encodePng(picture));
+        vector<string> arguments = {"render", "a.png", "b.png"};
+        arguments.insert(arguments.end(), sizes.begin(), sizes.end());
+        Result result = run(arguments);
+        EXPECT_EQ(result.output, "a.png: PNG, a repeat of 7.1 x 3.8 mm by the sett -> b.png\n") << result.errors;
+        const Loaded cloth = load(path("b.png"));
+        ASSERT_EQ(cloth.rows.size(), 90u * 50 * 3);
+        EXPECT_EQ(cloth.resX, 60960u);
+        const Picture colours = toRgb(picture);
+        for (u32 i = 0; i < cloth.rows.size(); i++) {
+            const u32 column = (i / 3 % 90 + 34 - 7) / 2 % 17, row = (i / 270 + 5) / 2 % 9;
+            ASSERT_EQ(cloth.rows[i], colours.rows[3 * (17 * row + column) + i % 3]) << kind << " " << i;
+        }
+    }
+    for (const char* name : {"c.png", "d.png"})
+        EXPECT_EQ(run({"render", "a.png", name, "--sett", "31.5x18", "--zoom", "0.7"}).exitCode, 0);
+    EXPECT_EQ(get(path("c.png")), get(path("d.png")));
+}
+
+TEST_F(Tool, MeasuresSeams)
+{
+    Picture shaded = blankPicture(kindRGB, 30, 12);
+    for (u32 i = 0; i < shaded.rows.size(); i++)
+        shaded.rows[i] = static_cast<u8>(i / 3 % 30 * 8);
+    files.write("a.bmp", encodeBmp(shaded));
+    Json seam = Json::parse(run({"seam", "--json", "a.bmp"}).output);
+    // Nine steps of 8 and one of 232, in 11 rows and 3 channels.
+    EXPECT_EQ(seam.at("seamAcross"), 232 * 33 * 100 / ((9 * 8 + 232) * 33 / 10) - 100);
+    EXPECT_TRUE(seam.at("seamAlong").is_null());
+    EXPECT_NE(run({"seam", "a.bmp"}).output.find("663 %"), string::npos);
 }
 
 TEST_F(Tool, HasExamplesThatWork)

@@ -49,10 +49,25 @@ struct BonasState {
     u32 height;
 };
 
+struct ProgramFormat;
+
+// A program of picks and repeats.
+struct RepeatProgram {
+    const ProgramFormat* format; // whose records they are; null = none
+    u8* records;                 // owned
+    u32 recordCount;
+    u32 rows; // of the picture
+};
+
 struct LoomState {
     StaubliState staubli;
     StaubliJc5State staubliJc5;
     BonasState bonas;
     RowTable wif;
     RowFile dobby1858;
+    RepeatProgram somet;
+    RowFile sometArm;
+    RepeatProgram vamatex;
+    RowTable dornier;
+    RowTable doweave;
 };

@@ -5,9 +5,12 @@
 
 #include "tload.h"
 
+constexpr u32 folderNameBytes = 4096;
+
 struct GifDecoder;
 struct PngPicture;
 struct JpegPicture;
+struct tiff; // libtiff's
 
 struct BmpState {
     FILE* file;
@@ -38,9 +41,25 @@ struct JpegState {
     JpegPicture* picture;
 };
 
+// Serves the pictures of archives, too.
+struct TiffState {
+    tiff* file;
+    bool isReady; // a picture that was refused is open and has no rows
+    u16 bitsPerSample;
+    u16 samplesPerPixel;
+    u16 photometric;
+    u16 planarConfig;
+    u16 compression;
+    bool withAlpha;
+    u32 width;
+    u32 rowCursor;
+    char folder[folderNameBytes]; // of the unpacked archive, removed at the end; empty = none
+};
+
 struct RasterState {
     BmpState bmp;
     GifState gif;
     PngState png;
     JpegState jpeg;
+    TiffState tiff;
 };

@@ -11,7 +11,7 @@ static constexpr KnownFormat knownFormats[] = {
     {"png", true},
     {"pcx", false},
     {"jpg jpeg", true},
-    {"tif tiff", false}, // 5
+    {"tif tiff", true}, // 5
     {"", false},
     {"", false},
     {"ep", true},
@@ -36,11 +36,11 @@ static constexpr KnownFormat knownFormats[] = {
     {"pat", false},
     {"bbi", false},
     {"dat", false},
-    {"dop", false}, // 30
-    {"cop", false},
+    {"dop", true}, // 30
+    {"cop", true},
     {"", false},
-    {"pid", false},
-    {"piw", false},
+    {"pid", true},
+    {"piw", true},
     {"mot", false}, // 35
     {"dy", false},
     {"arm", false},
@@ -50,27 +50,27 @@ static constexpr KnownFormat knownFormats[] = {
     {"upt", false},
     {"zc5", true},
     {"qtz", false},
-    {"", false},
+    {"", true},
     {"arm", false}, // 45
     {"apf", false},
     {"", false},
     {"pat", false},
-    {"des", false},
+    {"des", true},
     {"cgs", false}, // 50
     {"", false},
-    {"arm", false},
+    {"arm", true},
     {"pat", false},
     {"sti", false},
     {"d00 w00 a00", false}, // 55
-    {"", false},
-    {"", false},
+    {"pat", true},
+    {"mus", true},
     {"des", false},
     {"pdf eps svg svgz", true},
     {"oom", true}, // 60
     {"wbf", false},
     {"wb", false},
     {"pal gpl", false},
-    {"dis des", false},
+    {"dis", true},
     {"org", false}, // 65
     {"ep_", true},
     {"aco", false},

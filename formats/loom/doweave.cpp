@@ -1,0 +1,232 @@
+// DoWeave designs: text, a record a line, all of it hexadecimal digits.
+//
+//   "0010", a character, two digits, ".", three characters, two digits: a dated line
+//   the description:   type, 0, length, data
+//                      type 66: length 32 or 33, picks at 56, 8 times the records at 60
+//                      type 68: length 26, picks at 12, records at 20
+//   records of 67:     type, anything, length 8, then 8 bytes
+//                      the last 40 to 5F begins a repeat, its count in the first two bytes
+//                      the last 60 to 7F ends it
+//                      else a pick of 64 shafts, the first one in a byte's lowest bit
+//   records of 26, 75, 81 and 82 say nothing about the weave
+//
+// Types and lengths are big-endian, the other numbers little-endian.
+#include "formats/loom/repeat_program.h"
+#include "framework/loader.h"
+#include "framework/path.h"
+#include "framework/rows.h"
+#include "framework/thread_state.h"
+
+constexpr u32 shafts = 64;
+constexpr u32 pickBytes = shafts / 8;
+constexpr int lineBytes = 100;
+constexpr i64 datedBytes = 13;
+constexpr size_t shortestDescription = 13;
+
+constexpr size_t atType = 0;
+constexpr size_t atZero = 4;
+constexpr size_t atLength = 8;
+constexpr size_t atData = 12;
+
+constexpr i64 longDescription = 66;
+constexpr size_t atLongPicks = 56;
+constexpr size_t atLongBytes = 60;
+constexpr i64 shortDescription = 68;
+constexpr size_t atShortPicks = 12;
+constexpr size_t atShortRecords = 20;
+
+constexpr i64 weaveRecord = 67;
+constexpr size_t atRepeatMark = atData + 2 * size_t{pickBytes - 1};
+constexpr i64 repeatMarks = 0xE0; // the bits that tell
+constexpr i64 beginMark = 0x40;
+constexpr i64 endMark = 0x60;
+
+constexpr i64 noNumber = -1;
+
+static bool isDigit(int c)
+{
+    return c >= '0' && c <= '9';
+}
+
+// A character that is no digit has the value of its place before or behind "a", which is 10; some that are no letters
+// count too.
+static int digitAt(const char* text)
+{
+    const int c = static_cast<signed char>(*text);
+    return isDigit(c) ? c - '0' : tolowerAZ(c) - 'a' + 10;
+}
+
+static i64 byteAt(const char* text)
+{
+    const int high = digitAt(text);
+    const int low = digitAt(text + 1);
+    return high < 0 || high > 15 || low < 0 || low > 15 ? noNumber : high << 4 | low;
+}
+
+// Two parts of so many characters. When one is no number, neither is the whole.
+static i64 bigEndianAt(const char* text)
+{
+    const i64 high = byteAt(text);
+    const i64 low = byteAt(text + 2);
+    return high < 0 || low < 0 ? noNumber : high << 8 | low;
+}
+
+static i64 littleEndianAt(const char* text)
+{
+    const i64 low = byteAt(text);
+    const i64 high = byteAt(text + 2);
+    return high < 0 || low < 0 ? noNumber : high << 8 | low;
+}
+
+// All bits set when it is no number.
+static u32 littleEndianLongAt(const char* text)
+{
+    const i64 low = littleEndianAt(text);
+    const i64 high = littleEndianAt(text + 4);
+    return static_cast<u32>(high < 0 || low < 0 ? noNumber : high << 16 | low);
+}
+
+static bool isDatedLine(const u8* line)
+{
+    return memcmp(line, "0010", 4) == 0 && isDigit(line[5]) && isDigit(line[6]) && line[7] == '.' &&
+           isDigit(line[11]) && isDigit(line[12]);
+}
+
+// What a line does not reach reads as zeros, which are no digits.
+static void readLine(FILE* stream, char* line)
+{
+    memset(line, 0, lineBytes);
+    fgetsDosMac(line, lineBytes, stream);
+}
+
+struct Description {
+    i64 picks = 0;
+    u32 records = 0;
+};
+
+static bool readDescription(const char* line, Description& description)
+{
+    const i64 length = bigEndianAt(line + atLength);
+    const size_t lineLength = strlen(line);
+    if (lineLength < shortestDescription || bigEndianAt(line + atZero) != 0 || length < 0 ||
+        lineLength < atData + 2 * static_cast<u64>(length))
+        return false;
+    switch (bigEndianAt(line + atType)) {
+    case longDescription:
+        if (length != 32 && length != 33)
+            return false;
+        description = {littleEndianAt(line + atLongPicks), littleEndianLongAt(line + atLongBytes) / pickBytes};
+        break;
+    case shortDescription:
+        if (length != 26)
+            return false;
+        description = {littleEndianAt(line + atShortPicks), littleEndianLongAt(line + atShortRecords)};
+        break;
+    default:
+        return false;
+    }
+    return description.picks >= fewestProgramRows && description.picks <= mostProgramRows && description.records != 0;
+}
+
+// Characters that are no digits lift all shafts of their byte.
+static void parsePick(const char* line, u8* pick)
+{
+    for (u32 i = 0; i < pickBytes; i++)
+        pick[i] = static_cast<u8>(byteAt(line + atData + 2 * size_t{i}));
+    reverseBits(pick, pickBytes, false);
+}
+
+// False when the record is wrong or the weave has more picks than there is room for.
+static bool addRecord(const char* line, RepeatExpansion& weave)
+{
+    const i64 mark = byteAt(line + atRepeatMark) & repeatMarks;
+    if (mark == beginMark) {
+        const i64 count = littleEndianAt(line + atData);
+        return count >= 0 && openRepeat(weave, static_cast<u32>(count));
+    }
+    if (mark == endMark)
+        return closeRepeat(weave) && weave.rowsReached <= weave.room;
+    u8 pick[pickBytes];
+    parsePick(line, pick);
+    return weave.rowsReached < weave.room && addPick(weave, pick, pickBytes);
+}
+
+static bool isSilent(i64 type)
+{
+    return type == 26 || type == 75 || type == 81 || type == 82;
+}
+
+static bool readWeave(FILE* stream, const char* path, u32 records, RepeatExpansion& weave)
+{
+    for (u32 done = 0; done < records && feof(stream) == 0;) {
+        char line[lineBytes];
+        readLine(stream, line);
+        const i64 type = bigEndianAt(line + atType);
+        if (isSilent(type))
+            continue;
+        if (type != weaveRecord) {
+            printf("DoWeave %s contains unknown record(%d): %s\n", baseName(path), static_cast<int>(type), line);
+            return false;
+        }
+        if (bigEndianAt(line + atLength) != pickBytes || !addRecord(line, weave))
+            return false;
+        done++;
+    }
+    finishCopies(weave);
+    return true;
+}
+
+static LoadStatus tryLoad(const LoadRequest& request, ImageInfo& image)
+{
+    if (!hasExtension(request.path, "des"))
+        return loadWrongFormat;
+    const u8* probed = loadImgCheckHeader(request.path);
+    if (probed == nullptr || loadImgLastFilesize() < datedBytes || !isDatedLine(probed))
+        return loadWrongFormat;
+    File file;
+    if (!file.open(request.path))
+        return loadCannotRead;
+    char line[lineBytes];
+    Description description;
+    readLine(file.stream, line);
+    readLine(file.stream, line);
+    if (!readDescription(line, description))
+        return loadWrongFormat;
+
+    const auto picks = static_cast<u32>(description.picks);
+    Buffer table;
+    if (request.wantPalette != 0) {
+        RepeatExpansion weave;
+        weave.mostOpen = mostNestedRepeats;
+        weave.rowBytes = pickBytes;
+        weave.removedRowsLeft = mostRemovedRows;
+        if (!table.allocate(u64{picks} * pickBytes) || !makeRoom(weave, table.bytes, picks, pickBytes, picks) ||
+            !readWeave(file.stream, request.path, description.records, weave))
+            return loadWrongFormat;
+    }
+    image.kind = kindBilevel;
+    image.width = shafts;
+    image.height = picks;
+    reportImage(image, "DoWeave .DES", loomOrientation);
+    handOver(table, threadState().loom.doweave, picks, pickBytes);
+    return loadSuccess;
+}
+
+// Every call begins at the first row.
+static LoadStatus loadBand(u8* rows, u32 count, u32 bytesPerRow)
+{
+    RowTable& slot = threadState().loom.doweave;
+    slot.cursor = 0;
+    return loadRows(slot, rows, count, bytesPerRow, BitOrder::asStored);
+}
+
+static LoadStatus endLoad()
+{
+    release(threadState().loom.doweave);
+    return loadSuccess;
+}
+
+void registerLoadDoWeaveDES()
+{
+    registerEntries<tryLoad, loadBand, endLoad>();
+}

@@ -1,0 +1,101 @@
+#include "formats/loom/repeat_program.h"
+
+#include <cstdlib>
+
+// Blocks grow by doubling until they are this long, and are then copied from where the processor has them at hand.
+constexpr u64 nearBytes = 1 << 14;
+
+static BlockCopy* copiesOf(const RepeatExpansion& expansion)
+{
+    return reinterpret_cast<BlockCopy*>(expansion.copies.bytes);
+}
+
+bool makeRoom(RepeatExpansion& expansion, u8* rows, u64 room, u64 bytesPerRow, u64 recordCount)
+{
+    expansion.rows = rows;
+    expansion.room = room;
+    expansion.bytesPerRow = bytesPerRow;
+    // Each copy comes from a record of its own and writes rows that no other one writes.
+    return expansion.copies.allocate(std::min(room, recordCount) * sizeof(BlockCopy));
+}
+
+static void copyBlock(const RepeatExpansion& expansion, const BlockCopy& copy)
+{
+    const u64 stride = expansion.bytesPerRow;
+    u8* first = expansion.rows + copy.start * stride;
+    const u64 rows = copy.end - copy.start;
+    if (stride > expansion.rowBytes) {
+        for (u64 row = copy.block; row < rows; row++)
+            memcpy(first + row * stride, first + (row - copy.block) * stride, expansion.rowBytes);
+        return;
+    }
+    u64 blockBytes = copy.block * stride;
+    for (u64 done = blockBytes; done < rows * stride;) {
+        const u64 size = std::min(blockBytes, rows * stride - done);
+        memcpy(first + done, first, size);
+        done += size;
+        if (blockBytes < nearBytes)
+            blockBytes = done;
+    }
+}
+
+// The block is what stands from start on.
+bool repeatRows(RepeatExpansion& expansion, u64 start, u64 count)
+{
+    const u64 blockEnd = expansion.rowsReached;
+    const u64 end = start + (blockEnd - start) * count;
+    if (end > UINT32_MAX)
+        return false;
+    if (end > blockEnd && blockEnd < expansion.room)
+        copiesOf(expansion)[expansion.copyCount++] = {static_cast<u32>(start), static_cast<u32>(blockEnd - start),
+                                                      static_cast<u32>(std::min(end, expansion.room))};
+    expansion.rowsReached = end;
+    return true;
+}
+
+bool openRepeat(RepeatExpansion& expansion, u32 count)
+{
+    if (expansion.openCount == expansion.mostOpen)
+        return false;
+    expansion.open[expansion.openCount++] = {count, expansion.copyCount, expansion.rowsReached};
+    return true;
+}
+
+// The block stays where it is until something else is written there.
+static void removeBlock(RepeatExpansion& expansion, const OpenRepeat& repeat)
+{
+    for (u32 i = repeat.copyCount; i < expansion.copyCount; i++) {
+        const BlockCopy& copy = copiesOf(expansion)[i];
+        const u64 rows = copy.end - copy.start;
+        if (rows > expansion.removedRowsLeft)
+            break;
+        expansion.removedRowsLeft -= rows;
+        copyBlock(expansion, copy);
+    }
+    expansion.copyCount = repeat.copyCount;
+    expansion.rowsReached = repeat.start;
+}
+
+bool closeRepeat(RepeatExpansion& expansion)
+{
+    if (expansion.openCount == 0)
+        return false;
+    const OpenRepeat& repeat = expansion.open[--expansion.openCount];
+    if (repeat.count != 0)
+        return repeatRows(expansion, repeat.start, repeat.count);
+    removeBlock(expansion, repeat);
+    return true;
+}
+
+void finishCopies(RepeatExpansion& expansion)
+{
+    for (u32 i = 0; i < expansion.copyCount; i++)
+        copyBlock(expansion, copiesOf(expansion)[i]);
+    expansion.copyCount = 0;
+}
+
+void release(RepeatProgram& slot)
+{
+    free(slot.records);
+    slot = {};
+}

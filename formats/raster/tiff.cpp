@@ -1,0 +1,576 @@
+// TIFF pictures in strips, decoded by libtiff.
+//
+//   header      8 bytes: "II" or "MM" for the byte order, 42, where the directory lies
+//   directory   tags: size, depth, samples a pixel, photometric interpretation, resolution, colour map, ...
+//   strips      rows, compressed or not: the samples of a pixel side by side, or a plane of strips for each sample
+//
+// Rows are delivered as 8-bit indices or colours. Samples of less than 8 bits are delivered as they stand.
+#include "formats/raster/tiff.h"
+
+#include <tiffio.h>
+
+#include <array>
+#include <bit>
+#include <cmath>
+
+#include "framework/bytes.h"
+#include "framework/file.h"
+#include "framework/thread_state.h"
+
+constexpr u8 markMotorola[tiffMarkBytes] = {'M', 'M', 0, '*'};
+constexpr u8 markIntel[tiffMarkBytes] = {'I', 'I', '*', 0};
+
+constexpr u32 deepestSample = 16;
+constexpr double unitless1000 = 10000; // files that tell no unit count in tenths of an inch
+constexpr double perInch1000 = 1000;
+constexpr double centimetresPerInch = 2.54;
+
+// Where the most significant byte of a 16-bit sample lies: libtiff turns samples into the machine's order.
+constexpr u32 highByte = std::endian::native == std::endian::little ? 1 : 0;
+
+static int printMessage(TIFF*, void*, const char*, const char* format, va_list arguments)
+{
+    flockfile(stderr);
+    vfprintf(stderr, format, arguments);
+    fputc('\n', stderr);
+    funlockfile(stderr);
+    return 1; // libtiff has nothing to add
+}
+
+// The handlers are the file's own, so that neither the host's nor those of another thread are touched.
+static TIFF* openFile(const char* path)
+{
+    TIFFOpenOptions* options = TIFFOpenOptionsAlloc();
+    if (options == nullptr)
+        return nullptr;
+    TIFFOpenOptionsSetErrorHandlerExtR(options, printMessage, nullptr);
+    TIFFOpenOptionsSetWarningHandlerExtR(options, printMessage, nullptr);
+    TIFF* file = TIFFOpenExt(path, "rb", options);
+    TIFFOpenOptionsFree(options);
+    return file;
+}
+
+static void release(TiffState& state)
+{
+    if (state.file != nullptr)
+        TIFFClose(state.file);
+    state.file = nullptr;
+    state.isReady = false;
+    if (state.folder[0] != 0)
+        removeFolder(state.folder);
+    state.folder[0] = 0;
+}
+
+bool isTiffMark(const u8* bytes)
+{
+    return memcmp(bytes, markMotorola, tiffMarkBytes) == 0 || memcmp(bytes, markIntel, tiffMarkBytes) == 0;
+}
+
+static u16 numberOr(TIFF* file, u32 tag, u16 absent)
+{
+    u16 value = absent;
+    TIFFGetField(file, tag, &value);
+    return value;
+}
+
+static u32 thousandthsOfDpi(TIFF* file, u32 tag, u16 unit)
+{
+    float resolution = 0;
+    TIFFGetField(file, tag, &resolution);
+    double value = resolution;
+    switch (unit) {
+    case RESUNIT_NONE:
+        value *= unitless1000;
+        break;
+    case RESUNIT_INCH:
+        value *= perInch1000;
+        break;
+    case RESUNIT_CENTIMETER:
+        value = value * perInch1000 * centimetresPerInch;
+        break;
+    default:
+        return 0;
+    }
+    value += 0.5;
+    if (!(value >= 0))
+        return 0;
+    return value < 4294967295.0 ? static_cast<u32>(value) : 0xFFFFFFFF;
+}
+
+static bool hasAssociatedAlpha(const TiffState& state)
+{
+    u16 count = 0;
+    const u16* meanings = nullptr;
+    return TIFFGetField(state.file, TIFFTAG_EXTRASAMPLES, &count, &meanings) != 0 && count != 0 &&
+           meanings[0] == EXTRASAMPLE_ASSOCALPHA && state.samplesPerPixel == 4 && state.photometric == PHOTOMETRIC_RGB;
+}
+
+static void setGrey(u8* palette, u32 index, u32 level)
+{
+    const auto grey = static_cast<u8>(level);
+    setColour(palette, index, grey, grey, grey);
+}
+
+static void setRamp(u8* palette, u32 colours, bool blackFirst)
+{
+    const u32 entries = std::min(colours, paletteColours);
+    const u32 maximum = colours - 1;
+    for (u32 i = 0; i < entries; i++) {
+        if (colours > paletteColours)
+            setGrey(palette, i, blackFirst ? i : 255 - i);
+        else
+            setGrey(palette, i, (blackFirst ? i : maximum - i) * 255 / std::max(maximum, 1u));
+    }
+}
+
+// False when a colour map is needed and missing.
+static bool chooseKind(const TiffState& state, ImageInfo& image)
+{
+    const u32 colours = 1u << state.bitsPerSample;
+    const bool blackFirst = state.photometric == PHOTOMETRIC_MINISBLACK;
+    if (colours == 2 && state.samplesPerPixel == 1) {
+        setGrey(image.palette, 0, blackFirst ? 0 : 255);
+        setGrey(image.palette, 1, blackFirst ? 255 : 0);
+        image.kind = kindIndexed;
+        return true;
+    }
+    const u32 colourKind = state.withAlpha ? kindRGBA : kindRGB;
+    switch (state.photometric) {
+    case PHOTOMETRIC_MINISWHITE:
+    case PHOTOMETRIC_MINISBLACK:
+        setRamp(image.palette, colours, blackFirst);
+        image.kind = kindIndexed;
+        break;
+    case PHOTOMETRIC_PALETTE: {
+        const u16 *red = nullptr, *green = nullptr, *blue = nullptr;
+        if (TIFFGetField(state.file, TIFFTAG_COLORMAP, &red, &green, &blue) == 0)
+            return false;
+        image.kind = state.bitsPerSample == 16 ? kindRGB : kindIndexed;
+        for (u32 i = 0; image.kind == kindIndexed && i < std::min(colours, paletteColours); i++)
+            setColour(image.palette, i, static_cast<u8>(red[i] >> 8), static_cast<u8>(green[i] >> 8),
+                      static_cast<u8>(blue[i] >> 8));
+        break;
+    }
+    case PHOTOMETRIC_YCBCR:
+        TIFFSetField(state.file, TIFFTAG_JPEGCOLORMODE, JPEGCOLORMODE_RGB);
+        image.kind = colourKind;
+        break;
+    case PHOTOMETRIC_RGB:
+    case PHOTOMETRIC_SEPARATED:
+    case PHOTOMETRIC_CIELAB:
+        image.kind = colourKind;
+        break;
+    default:
+        break; // the caller's kind stays
+    }
+    return true;
+}
+
+LoadStatus openTiff(const char* path, ImageInfo& image)
+{
+    TiffState& state = threadState().raster.tiff;
+    release(state);
+    TIFF* file = openFile(path);
+    if (file == nullptr)
+        return loadWrongFormat;
+    state.file = file;
+
+    state.bitsPerSample = numberOr(file, TIFFTAG_BITSPERSAMPLE, 1);
+    state.samplesPerPixel = numberOr(file, TIFFTAG_SAMPLESPERPIXEL, 1);
+    if (TIFFGetField(file, TIFFTAG_PHOTOMETRIC, &state.photometric) == 0 || TIFFIsTiled(file) != 0)
+        return loadWrongFormat;
+    const u32 samples = state.samplesPerPixel;
+    if ((samples != 1 && samples != 3 && samples != 4) || state.bitsPerSample > deepestSample ||
+        state.photometric == PHOTOMETRIC_MASK || (state.photometric == PHOTOMETRIC_SEPARATED && samples != 4))
+        return loadWrongFormat;
+    state.withAlpha = hasAssociatedAlpha(state);
+
+    TIFFGetField(file, TIFFTAG_IMAGEWIDTH, &image.width);
+    TIFFGetField(file, TIFFTAG_IMAGELENGTH, &image.height);
+    TIFFGetFieldDefaulted(file, TIFFTAG_PLANARCONFIG, &state.planarConfig);
+    const u16 unit = numberOr(file, TIFFTAG_RESOLUTIONUNIT, RESUNIT_INCH);
+    image.resX = thousandthsOfDpi(file, TIFFTAG_XRESOLUTION, unit);
+    image.resY = thousandthsOfDpi(file, TIFFTAG_YRESOLUTION, unit);
+    if (state.planarConfig == PLANARCONFIG_SEPARATE && state.photometric != PHOTOMETRIC_RGB)
+        return loadWrongFormat;
+    state.compression = numberOr(file, TIFFTAG_COMPRESSION, COMPRESSION_NONE);
+    if (state.compression == COMPRESSION_OJPEG) {
+        printf("llib: old style JPEG not supported in TIFF %s\n", path);
+        return loadWrongFormat;
+    }
+    if (!chooseKind(state, image))
+        return loadWrongFormat;
+
+    const u16 orientation = numberOr(file, TIFFTAG_ORIENTATION, ORIENTATION_TOPLEFT);
+    image.orientationFlag = orientation == ORIENTATION_TOPRIGHT || orientation == ORIENTATION_BOTRIGHT ||
+                            orientation == ORIENTATION_RIGHTTOP || orientation == ORIENTATION_RIGHTBOT;
+    strcpy(image.description, "TIFF");
+    image.mulX = image.mulY = image.firstPart = 1;
+    state.width = image.width;
+    state.rowCursor = 0;
+    state.isReady = true;
+    return loadSuccess;
+}
+
+static LoadStatus tryLoad(const LoadRequest& request, ImageInfo& image)
+{
+    const u8* header = loadImgCheckHeader(request.path);
+    if (header == nullptr || loadImgLastFilesize() < static_cast<i64>(tiffMarkBytes) || !isTiffMark(header))
+        return loadWrongFormat;
+    return openTiff(request.path, image);
+}
+
+enum class Pixels {
+    unread,        // of a photometric interpretation without rows
+    indices,       // 1 byte a pixel
+    deepIndices,   // 2 bytes a pixel, which its row has hardly room for
+    mappedColours, // indices that go through the colour map
+    colours,
+    coloursAndIgnored, // a fourth sample is skipped
+    coloursAndAlpha,
+    colourPlanes,
+    inks, // cyan, magenta, yellow, black
+    lab
+};
+
+static Pixels pixelsOf(const TiffState& state)
+{
+    switch (state.photometric) {
+    case PHOTOMETRIC_PALETTE:
+        if (state.bitsPerSample == 16)
+            return Pixels::mappedColours;
+        [[fallthrough]];
+    case PHOTOMETRIC_MINISWHITE:
+    case PHOTOMETRIC_MINISBLACK:
+        return state.bitsPerSample > 8 && state.bitsPerSample < 16 ? Pixels::deepIndices : Pixels::indices;
+    case PHOTOMETRIC_RGB:
+        if (state.planarConfig == PLANARCONFIG_SEPARATE)
+            return Pixels::colourPlanes;
+        [[fallthrough]];
+    case PHOTOMETRIC_YCBCR:
+        if (state.samplesPerPixel == 4)
+            return state.withAlpha ? Pixels::coloursAndAlpha : Pixels::coloursAndIgnored;
+        return state.samplesPerPixel == 3 ? Pixels::colours : Pixels::unread;
+    case PHOTOMETRIC_SEPARATED:
+        return Pixels::inks;
+    case PHOTOMETRIC_CIELAB:
+        return state.bitsPerSample == 8 && state.samplesPerPixel >= 3 ? Pixels::lab : Pixels::unread;
+    default:
+        return Pixels::unread;
+    }
+}
+
+static u32 bytesOfPixel(Pixels pixels)
+{
+    switch (pixels) {
+    case Pixels::unread:
+        return 0;
+    case Pixels::indices:
+        return 1;
+    case Pixels::deepIndices:
+        return 2;
+    case Pixels::coloursAndAlpha:
+        return 4;
+    default:
+        return 3;
+    }
+}
+
+struct WholeBytes {
+    const u8* at;
+
+    u32 next() { return *at++; }
+};
+
+struct HighBytes {
+    const u8* at;
+
+    u32 next()
+    {
+        const u32 sample = at[highByte];
+        at += 2;
+        return sample;
+    }
+};
+
+// Goes on to the next byte when a sample ends with a byte, and only then: samples of 3 bits are all taken from the
+// first byte. The processor counts shifts modulo 32.
+struct PackedSamples {
+    const u8* at;
+    u32 bits;
+    u32 shift = 8 - bits;
+
+    u32 next()
+    {
+        const u32 sample = static_cast<u32>(*at) >> (shift & 31) & ((1u << bits) - 1);
+        if (shift == 0) {
+            at++;
+            shift = 8;
+        }
+        shift -= bits;
+        return sample;
+    }
+};
+
+struct Lightness {
+    float root; // of the luminance
+    float luminance;
+};
+
+constexpr float darkLuminance = 0.008856F; // up to here the curve is a straight line
+constexpr float darkRoot = 0.206893F;
+constexpr float lineSlope = 7.787F;
+constexpr float lineStart = 16.0F / 116.0F;
+
+static Lightness lightnessOf(u32 sample)
+{
+    const auto percent = static_cast<float>(sample * 100 >> 8);
+    const float root = (16.0F + percent) / 116.0F;
+    float luminance = root * root * root;
+    if (luminance < darkLuminance)
+        luminance = percent / 903.3F;
+    return {luminance > darkLuminance ? cbrtf(luminance) : lineSlope * luminance + lineStart, luminance};
+}
+
+static float cubeOf(float root)
+{
+    return root > darkRoot ? root * root * root : (root - lineStart) / lineSlope;
+}
+
+static u8 roundedLevel(float level)
+{
+    return static_cast<u8>(std::clamp(static_cast<i32>(level + 0.5F), 0, 255));
+}
+
+static void writeLab(Lightness lightness, int8_t a, int8_t b, u8* rgb)
+{
+    const float x = cubeOf(lightness.root + static_cast<float>(a) / 500.0F) * 242.36629F;
+    const float y = lightness.luminance * 255.0F;
+    const float z = cubeOf(lightness.root - static_cast<float>(b) / 200.0F) * 277.63226F;
+    rgb[0] = roundedLevel(3.240479F * x - 1.53715F * y - 0.498535F * z);
+    rgb[1] = roundedLevel(-0.969256F * x + 1.875992F * y + 0.041556F * z);
+    rgb[2] = roundedLevel(0.055648F * x - 0.204043F * y + 1.057311F * z);
+}
+
+// Reads rows in order and turns them into pixels.
+struct RowReader {
+    TIFF* file;
+    Pixels pixels;
+    u32 bits;
+    u32 samplesPerPixel;
+    u32 width;
+    u64 storedBytes; // of a row or, in separate planes, of a strip
+    Buffer work;
+    const u8* planes[3]; // contiguous rows are all in the first
+    i64 heldStrip = -1;  // in planes
+    const u16* colourMap[3];
+    Lightness lightness[256];
+};
+
+// How many bytes the samples of a row are taken from; libtiff counts less for thinned out colours.
+static u64 sampleBytes(const RowReader& reader, u64 samples)
+{
+    return (samples * reader.width * reader.bits + 7) / 8;
+}
+
+static bool prepare(RowReader& reader, const TiffState& state)
+{
+    reader.file = state.file;
+    reader.pixels = pixelsOf(state);
+    reader.bits = state.bitsPerSample;
+    reader.samplesPerPixel = state.samplesPerPixel;
+    reader.width = state.width;
+    const bool separate = reader.pixels == Pixels::colourPlanes;
+    const tmsize_t size = separate ? TIFFStripSize(state.file) : TIFFScanlineSize(state.file);
+    constexpr tmsize_t mostBytes = tmsize_t{1} << 38;
+    if (size <= 0 || size > mostBytes)
+        return false;
+    reader.storedBytes = static_cast<u64>(size);
+    const u64 planeCount = separate ? 3 : 1;
+    const u64 planeBytes =
+        separate ? std::max(reader.storedBytes, sampleBytes(reader, 1))
+                 : std::max({reader.storedBytes, sampleBytes(reader, state.samplesPerPixel), u64{3} * state.width});
+    if (!reader.work.allocate(planeCount * planeBytes))
+        return false;
+    for (u64 plane = 0; plane < 3; plane++)
+        reader.planes[plane] = reader.work.bytes + plane % planeCount * planeBytes;
+
+    if (reader.pixels == Pixels::mappedColours)
+        TIFFGetField(state.file, TIFFTAG_COLORMAP, &reader.colourMap[0], &reader.colourMap[1], &reader.colourMap[2]);
+    if (reader.pixels == Pixels::lab) {
+        for (u32 i = 0; i < 256; i++)
+            reader.lightness[i] = lightnessOf(i);
+    }
+    return true;
+}
+
+// Every row of a strip shows the strip's first one.
+static bool readPlanes(RowReader& reader, u32 row, u32 height)
+{
+    if (row >= height)
+        return false;
+    for (u16 plane = 0; plane < 3; plane++) {
+        const u32 strip = TIFFComputeStrip(reader.file, row, plane);
+        if (plane == 0 && strip == reader.heldStrip)
+            return true;
+        if (plane == 0)
+            reader.heldStrip = strip;
+        u8* target = reader.work.bytes + (reader.planes[plane] - reader.planes[0]);
+        if (TIFFReadEncodedStrip(reader.file, strip, target, static_cast<tmsize_t>(reader.storedBytes)) < 0)
+            return false;
+    }
+    return true;
+}
+
+// Eight pixels for every byte of a bilevel row.
+static constexpr auto unpackedBits = [] {
+    std::array<std::array<u8, 8>, 256> table{};
+    for (u32 byte = 0; byte < 256; byte++) {
+        for (u32 bit = 0; bit < 8; bit++)
+            table[byte][bit] = byte >> (7 - bit) & 1;
+    }
+    return table;
+}();
+
+static void unpackBits(const u8* bits, u32 width, u8* out)
+{
+    const u64 bytes = width / 8;
+    for (u64 i = 0; i < bytes; i++)
+        memcpy(out + 8 * i, unpackedBits[bits[i]].data(), 8);
+    if (width % 8 != 0)
+        memcpy(out + 8 * bytes, unpackedBits[bits[bytes]].data(), width % 8);
+}
+
+template <typename Samples>
+static void writePixels(const RowReader& reader, Samples samples, Samples second, Samples third, u8* out)
+{
+    const u32 width = reader.width;
+    switch (reader.pixels) {
+    case Pixels::unread:
+        break;
+    case Pixels::indices:
+        for (u32 x = 0; x < width; x++)
+            out[x] = static_cast<u8>(samples.next());
+        break;
+    case Pixels::deepIndices:
+        for (u32 x = 0; x < width; x++, out += 2) {
+            const u16 index = static_cast<u16>(samples.next());
+            memcpy(out, &index, sizeof index);
+        }
+        break;
+    case Pixels::mappedColours:
+        for (u32 x = 0; x < width; x++, out += 3) {
+            const u32 index = samples.next();
+            for (u32 i = 0; i < 3; i++)
+                out[i] = static_cast<u8>(reader.colourMap[i][index]);
+        }
+        break;
+    case Pixels::colours:
+    case Pixels::coloursAndIgnored:
+        for (u32 x = 0; x < width; x++, out += 3) {
+            for (u32 i = 0; i < 3; i++)
+                out[i] = static_cast<u8>(samples.next());
+            if (reader.pixels == Pixels::coloursAndIgnored)
+                samples.next();
+        }
+        break;
+    case Pixels::coloursAndAlpha:
+        for (u64 i = 0; i < u64{4} * width; i++)
+            out[i] = static_cast<u8>(samples.next());
+        break;
+    case Pixels::colourPlanes:
+        for (u32 x = 0; x < width; x++, out += 3) {
+            out[0] = static_cast<u8>(samples.next());
+            out[1] = static_cast<u8>(second.next());
+            out[2] = static_cast<u8>(third.next());
+        }
+        break;
+    case Pixels::inks:
+        for (u32 x = 0; x < width; x++, out += 3) {
+            const u32 cyan = samples.next(), magenta = samples.next(), yellow = samples.next();
+            const u32 light = 255 - samples.next();
+            out[0] = static_cast<u8>((255 - cyan) * light / 255);
+            out[1] = static_cast<u8>((255 - magenta) * light / 255);
+            out[2] = static_cast<u8>((255 - yellow) * light / 255);
+        }
+        break;
+    case Pixels::lab:
+        for (u32 x = 0; x < width; x++, out += 3) {
+            const u32 lightness = samples.next(), a = samples.next(), b = samples.next();
+            for (u32 i = 3; i < reader.samplesPerPixel; i++)
+                samples.next();
+            writeLab(reader.lightness[lightness], static_cast<int8_t>(a), static_cast<int8_t>(b), out);
+        }
+        break;
+    }
+}
+
+static bool isAsStored(const RowReader& reader)
+{
+    return reader.bits == 8 && (reader.pixels == Pixels::indices || reader.pixels == Pixels::colours ||
+                                reader.pixels == Pixels::coloursAndAlpha);
+}
+
+static void writeRow(const RowReader& reader, u8* out)
+{
+    const auto& [first, second, third] = reader.planes;
+    const u32 bits = reader.bits;
+    if (isAsStored(reader))
+        memcpy(out, first, u64{bytesOfPixel(reader.pixels)} * reader.width);
+    else if (bits == 1 && reader.pixels == Pixels::indices)
+        unpackBits(first, reader.width, out);
+    else if (bits == 16 && (reader.pixels == Pixels::indices || reader.pixels == Pixels::colours))
+        writePixels(reader, HighBytes{first}, HighBytes{second}, HighBytes{third}, out);
+    else if (bits == 8)
+        writePixels(reader, WholeBytes{first}, WholeBytes{second}, WholeBytes{third}, out);
+    else
+        writePixels(reader, PackedSamples{first, bits}, PackedSamples{second, bits}, PackedSamples{third, bits}, out);
+}
+
+LoadStatus loadTiffRows(u8* rows, u32 count, u32 bytesPerRow)
+{
+    TiffState& state = threadState().raster.tiff;
+    if (!state.isReady)
+        return loadBadData;
+    RowReader reader;
+    if (!prepare(reader, state))
+        return loadOutOfMemory;
+    const u64 rowBytes = u64{bytesOfPixel(reader.pixels)} * state.width;
+    // A row of uncompressed data is there or not; a damaged one of others must not reach the caller in pieces.
+    const bool readsStraight = state.compression == COMPRESSION_NONE && isAsStored(reader) &&
+                               reader.storedBytes == rowBytes && rowBytes <= bytesPerRow;
+    Buffer narrow;
+    if (rowBytes > bytesPerRow && !narrow.allocate(rowBytes))
+        return loadOutOfMemory;
+    u32 height = 0;
+    TIFFGetField(state.file, TIFFTAG_IMAGELENGTH, &height);
+
+    const u32 wanted = std::min(count, UINT32_MAX - state.rowCursor);
+    for (u32 i = 0; i < wanted; i++) {
+        u8* out = rows + u64{i} * bytesPerRow;
+        const u32 row = state.rowCursor + i;
+        const bool isRead = reader.pixels == Pixels::colourPlanes
+                                ? readPlanes(reader, row, height)
+                                : TIFFReadScanline(state.file, readsStraight ? out : reader.work.bytes, row, 0) >= 0;
+        if (!isRead)
+            break;
+        if (readsStraight)
+            continue;
+        writeRow(reader, narrow.bytes != nullptr ? narrow.bytes : out);
+        if (narrow.bytes != nullptr)
+            deliverRow(out, narrow.bytes, rowBytes, bytesPerRow);
+    }
+    state.rowCursor += wanted;
+    return loadSuccess;
+}
+
+LoadStatus endTiff()
+{
+    release(threadState().raster.tiff);
+    return loadSuccess;
+}
+
+void registerLoadTIFF()
+{
+    registerEntries<tryLoad, loadTiffRows, endTiff>();
+}

@@ -1,0 +1,136 @@
+#include "samples/dornier_writer.h"
+
+#include <gtest/gtest.h>
+
+#include <functional>
+
+#include "tests/support.h"
+
+struct DobbyFormat {
+    u32 id;
+    const char *name, *description;
+    Bytes (*encode)(const Picture& picture);
+};
+
+static const DobbyFormat formats[] = {
+    {44, "a", "Dornier DoStyle", [](auto& picture) { return encodeDoStyle(picture); }},
+    {56, "a.Pat", "DoTech", [](auto& picture) { return encodeDoTech(picture); }},
+    {57, "a", "Muster", [](auto& picture) { return encodeMuster(picture); }},
+};
+
+TEST(Dornier, DeliversPicks)
+{
+    TestDirectory directory;
+    const Picture picture = noisePicture(pictureBilevel, 64, 25, 0, 1);
+    for (const DobbyFormat& format : formats) {
+        const std::string path = directory.write(std::to_string(format.id) + format.name, format.encode(picture));
+        const Loaded loaded = load(path, {.id = format.id, .bands = {7, 0, 18}});
+        EXPECT_EQ(
+            std::vector<i64>({loaded.status, loaded.bandStatus, loaded.kind, loaded.width, loaded.height, loaded.resX,
+                              loaded.resY, loaded.mulX, loaded.mulY, loaded.firstPart, loaded.orientationFlag}),
+            std::vector<i64>({0, 0, 0, 64, 25, 0, 0, 1, 1, 1, 1}));
+        EXPECT_EQ(loaded.description, format.description);
+        EXPECT_EQ(loaded.palette, Bytes(768, 0xA5));
+        EXPECT_EQ(loaded.pixels(), picture.rows);
+        const Loaded wide = load(path, {.id = format.id, .extraStride = 2, .fill = 0x0F});
+        EXPECT_EQ(wide.pixels(), picture.rows);
+        EXPECT_EQ(wide.rows.back(), 0xF0);
+        EXPECT_EQ(load(path, {.id = format.id, .bands = {20, 6}}).bandStatus, loadBadData);
+        const Loaded probed = load(path, {.id = format.id, .wantPalette = 0});
+        EXPECT_EQ(std::pair(probed.height, probed.bandStatus), std::pair(25u, int{loadBadData}));
+        expectHarmless(format.name, format.encode(noisePicture(pictureBilevel, 64, 7, 0, 1)), format.id);
+    }
+}
+
+TEST(Dornier, JudgesBlocks)
+{
+    TestDirectory directory;
+    const Picture picture = noisePicture(pictureBilevel, 64, 12, 0, 1);
+    int number = 0;
+    auto loadStyle = [&](const Bytes& file) {
+        return load(directory.write(std::to_string(number++), file), {.id = 44});
+    };
+    for (u32 picks = 1; picks <= 6; picks++)
+        EXPECT_EQ(loadStyle(encodeDoStyle(picture, picks)).pixels(), picture.rows) << picks;
+    // Where, what is written there, and whether the file is still good.
+    const std::tuple<size_t, u8, bool> cases[] = {
+        {0, 'b', false}, {2, 1, false},  {4, 9, true},    {26, 11, false},  {27, 1, false},  {28, 95, false},
+        {32, 1, false},  {32, 2, true},  {32, 29, false}, {33, 0, false},   {33, 17, false}, {34, 0, false},
+        {34, 9, false},  {35, 0, false}, {35, 9, false},  {36, 1, true},    {36, 9, false},  {37, 'D', false},
+        {38, 51, false}, {38, 9, false}, {39, 1, false},  {89, 'c', false}, {91, 7, false},  {91, 5, false}};
+    for (const auto& [at, value, isGood] : cases) {
+        Bytes file = encodeDoStyle(picture);
+        file[at] = value;
+        EXPECT_EQ(loadStyle(file).status, isGood ? loadSuccess : loadWrongFormat) << at << " " << int{value};
+    }
+    // The rest of a block is written over by the next one, and has to fit.
+    Bytes rest = encodeDoStyle(noisePicture(pictureBilevel, 64, 2, 0, 1), 1);
+    rest[38] += 7;
+    rest.insert(rest.begin() + 49, 7, 0xFF);
+    EXPECT_EQ(loadStyle(rest).pixels(), noisePicture(pictureBilevel, 64, 2, 0, 1).rows);
+    rest[57]++;
+    rest.push_back(0);
+    EXPECT_EQ(loadStyle(rest).status, loadWrongFormat);
+}
+
+TEST(Dornier, JudgesLines)
+{
+    TestDirectory directory;
+    const std::string line = "00 01 02 03 04 05 06 fF", row = line + "\r\n", head = "W 32 2\r\n\n\x05\n";
+    const Bytes shafts = {0, 0x80, 0x40, 0xC0, 0x20, 0xA0, 0x60, 0xFF};
+    // The status of the loader, which is the same without picks where that is told, and the status without.
+    struct Case {
+        u32 id;
+        std::string text;
+        int status, probed;
+    };
+    auto with = [&](size_t at, const char* text) { return std::string(line).replace(at, strlen(text), text) + "\r\n"; };
+    const std::string cut = std::string(row + line).substr(0, 47);
+    const Case cases[] = {
+        {57, row + row, 0, 0},
+        {57, with(0, "Aa") + row, 0, 0},
+        {57, with(2, "\t") + row, 0, 0},
+        {57, with(2, "x") + row, 6, 6},
+        {57, with(0, " 1") + row, 6, 6},
+        {57, with(22, "g") + row, 6, 6},
+        {57, row + with(21, "G"), 6, 0},
+        {57, line + "\n" + line + "  \n", 0, 0},
+        {57, row + std::string(25, '0'), 6, 0},
+        {57, row + line + "  ", 0, 0},
+        {57, line + "  " + row, 6, 0},                 // 25 characters and no line end: one more is taken
+        {57, line + "   \n" + line, 6, 0},             // 26 characters, and what is left is no pick
+        {57, row + "\n" + std::string(24, 'x'), 6, 0}, // an empty line
+        {57, row + row + row.substr(1), 6, 6},         // no multiple of a line
+        {56, head + row + row, 0, 0},
+        {56, head + line + " \n" + line + "\n", 0, 0},
+        {56, "W 33 2\r\n\n\x05\n" + row + row, 6, 6},
+        {56, "W -1 2\r\n\n\x05\n" + row + row, 6, 6},
+        {56, "W 1 0\r\n\n\x05\n" + row + row, 6, 6},
+        {56, "W 1\r\n\n\x05\n" + row + row, 6, 6},
+        {56, "W 1 3\r\n\n\x05\n" + row + row, 6, 6},
+        {56, "W 1 65521 \r\n\n\x05\n" + row + row, 6, 6},
+        {56, "W 1 2\r\n\n\x06\n" + row + row, 3, 0},
+        {56, "W 1 1\n" + std::string(24, '-'), 3, 0}, // no third line
+        {56, head + row + "\r\n", 6, 6},
+        {56, head + row + line + " " + std::string(91, ' '), 6, 6}, // too long for its picks
+        {56, head + line + "   " + line, 6, 0},
+        {56, "W 1 2\n" + std::string(40, '-') + "\n\x05\n" + row, 3, 0}, // a pick is missing
+    };
+    int number = 0;
+    for (const Case& known : cases) {
+        const std::string path = directory.write(std::to_string(number++) + ".pat", known.text);
+        const Loaded loaded = load(path, {.id = known.id});
+        EXPECT_EQ(loaded.status, known.status) << known.text;
+        EXPECT_EQ(load(path, {.id = known.id, .wantPalette = 0}).status, known.probed) << known.text;
+        if (known.status == 0 && known.text.find("Aa") == std::string::npos) {
+            EXPECT_TRUE(std::equal(shafts.begin(), shafts.end(), loaded.rows.begin())) << known.text;
+        }
+    }
+    // The last line has no end and comes early: two picks stay empty.
+    const Loaded early =
+        load(directory.write("e.pat", "W 1 3\n" + std::string(22, '-') + "\n\x05\n" + row + line + " "), {.id = 56});
+    ASSERT_EQ(early.status, loadSuccess);
+    EXPECT_EQ(Bytes(early.rows.begin() + 8, early.rows.begin() + 16), shafts);
+    EXPECT_EQ(Bytes(early.rows.begin() + 16, early.rows.end()), Bytes(8));
+    EXPECT_EQ(load(directory.write("a.dat", head + row + row), {.id = 56}).status, loadWrongFormat);
+}

@@ -1,0 +1,119 @@
+#include "samples/doweave_writer.h"
+
+#include <gtest/gtest.h>
+
+#include "tests/support.h"
+
+static LoomProgram picks(std::initializer_list<u8> firstBytes)
+{
+    LoomProgram program;
+    for (u8 byte : firstBytes)
+        program.push_back({LoomStep::pick, 1, {byte, 0, 0, 0, 0, 0, 0, 1}});
+    return program;
+}
+
+static std::string textOf(const LoomProgram& program, u32 height, const DoWeaveOptions& options = {})
+{
+    const Bytes bytes = encodeDoWeave(program, height, options);
+    return {bytes.begin(), bytes.end()};
+}
+
+TEST(DoWeave, ReadsRecords)
+{
+    TestDirectory directory;
+    auto firstBytesOf = [&](const std::string& text) {
+        const Loaded loaded = load(directory.write("a.DES", text), {.fill = 0});
+        Bytes bytes;
+        for (size_t i = 0; loaded.status == loadSuccess && i < loaded.rows.size(); i += 8)
+            bytes.push_back(loaded.rows[i]);
+        return bytes;
+    };
+    const LoomProgram three = picks({1, 2, 4});
+    for (const char* lineEnd : {"\n", "\r\n", "\r"})
+        for (bool isLong : {false, true})
+            EXPECT_EQ(firstBytesOf(textOf(three, 3, {lineEnd, isLong, isLong})), (Bytes{1, 2, 4})) << isLong;
+    // Rows that no pick reaches are empty, unless a block stood there that a repeat has removed.
+    EXPECT_EQ(firstBytesOf(textOf(three, 5)), (Bytes{1, 2, 4, 0, 0}));
+    const LoomStep none = {LoomStep::openRepeat, 0}, twice = {LoomStep::openRepeat, 2}, end = {LoomStep::closeRepeat};
+    EXPECT_EQ(firstBytesOf(textOf({three[0], none, twice, three[1], end, three[2], end, three[0]}, 5)),
+              (Bytes{1, 1, 2, 4, 0}));
+    EXPECT_EQ(firstBytesOf(textOf({three[0], twice, three[1], end, three[2], none, end}, 4)), (Bytes{1, 2, 2, 4}));
+    // The body ends with its last record, whatever follows.
+    EXPECT_EQ(firstBytesOf(textOf(three, 3, {.records = 2}) + "else"), (Bytes{1, 2, 0}));
+    // A last line without an end does, too.
+    std::string endless = textOf(three, 3, {.records = 9});
+    endless.resize(endless.size() - 2);
+    EXPECT_EQ(firstBytesOf(endless), (Bytes{1, 2, 4}));
+
+    const std::string head = textOf({}, 2, {.records = 2});
+    const std::pair<const char*, Bytes> lines[] = {
+        {"0043000000080102030405060708", {0x80, 0x40, 0xC0, 0x20, 0xA0, 0x60, 0xE0, 0x10}},
+        {"004300000008010203040506073F", {0x80, 0x40, 0xC0, 0x20, 0xA0, 0x60, 0xE0, 0xFC}},
+        {"0043xxxx0008010203040506fF80", {0x80, 0x40, 0xC0, 0x20, 0xA0, 0x60, 0xFF, 0x01}},
+        {"00430000000801g203-4050607", {0x80, 0xFF, 0xC0, 0xFF, 0xA0, 0x60, 0xE0, 0xFF}}, // no digits lift all
+        {"004300000008[1_2", {0x82, 0x41, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF}},           // some count as digits
+    };
+    for (const auto& [line, row] : lines) {
+        const Loaded loaded = load(directory.write("b.des", head + line + "\n" + line + "\n"));
+        ASSERT_EQ(loaded.status, loadSuccess) << line;
+        EXPECT_EQ(Bytes(loaded.rows.begin(), loaded.rows.begin() + 8), row) << line;
+    }
+
+    // Every band begins at the first row.
+    const Loaded again = load(directory.write("c.des", textOf(three, 3)), {.bands = {1, 2}, .fill = 0});
+    EXPECT_EQ(std::vector<int>({again.rows[0], again.rows[8], again.rows[16]}), std::vector<int>({1, 1, 2}));
+    const Loaded probed = load(directory.path + "/c.des", {.wantPalette = 0});
+    EXPECT_EQ(std::vector<i64>({probed.status, probed.height, probed.bandStatus}), std::vector<i64>({0, 3, 7}));
+}
+
+TEST(DoWeave, RefusesOthersAndTellsUnknownRecords)
+{
+    TestDirectory directory;
+    const LoomProgram three = picks({1, 2, 4});
+    const std::string good = textOf(three, 3, {"\n"}), head = good.substr(0, 79);
+    const std::string pick = good.substr(good.size() - 29), wide = textOf(three, 3, {"\n", true});
+    auto with = [](std::string text, size_t at, const char* other) { return text.replace(at, strlen(other), other); };
+    // A text, whether it is a design, and what is said of its records.
+    struct Case {
+        std::string text;
+        bool isGood;
+        std::string said = {};
+    };
+    const Case cases[] = {
+        {good, true},
+        {with(good, 3, "1"), false},
+        {with(good, 5, "x"), false},
+        {with(good, 7, ":"), false},
+        {with(good, 8, "???99"), true},
+        {with(good, 12, "x"), false},
+        {with(good, 14, "0043"), false},
+        {with(good, 18, "0001"), false},
+        {with(good, 22, "0019"), false},
+        {with(good, 26, "0200"), false}, // more picks than the height
+        {with(good, 26, "0100"), false},
+        {with(good, 26, "F1FF"), false},
+        {with(good, 34, "00000000"), false},
+        {with(good, 34, "xxxxxxxx"), false, "-1): \n"}, // no number is a very large one
+        {with(wide, 22, "0021"), false},                // one more than the line has
+        {with(wide, 22, "001F"), false},
+        {head + "\n", false, "-1): \n"},
+        {head + pick + "0044\n" + pick, false, "68): 0044\n"},
+        {head + pick + "\n", false, "-1): \n"},
+        {with(good, 88, "9"), false},                // the length of the first pick
+        {head + with(pick, 26, "60") + pick, false}, // ends what never began
+        {head + with(with(pick, 26, "40"), 12, "0g00") + pick, false},
+    };
+    int number = 0;
+    for (const auto& [text, isGood, said] : cases) {
+        const std::string name = std::to_string(number++) + ".des", path = directory.write(name, text);
+        testing::internal::CaptureStdout();
+        EXPECT_EQ(load(path, {.id = 49}).status, isGood ? loadSuccess : loadWrongFormat) << text;
+        fflush(stdout);
+        EXPECT_EQ(testing::internal::GetCapturedStdout(),
+                  said.empty() ? "" : "DoWeave " + name + " contains unknown record(" + said);
+    }
+    testing::internal::CaptureStdout();
+    expectHarmless("h.des", encodeDoWeave(three, 3), 49);
+    testing::internal::GetCapturedStdout();
+    EXPECT_EQ(load(directory.write("a.dez", good), {.id = 49}).status, loadWrongFormat);
+}

@@ -1,0 +1,125 @@
+// Pictures drawn at their physical size.
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <cstdlib>
+#include <cstring>
+
+#include "samples/plain_loops.h"
+#include "tests/support.h"
+
+static void render(Bytes& dst, const RealSizeCall& call)
+{
+    renderRealImg(dst.data(), call.dstStride, call.bytesPerPixel, call.x0, call.firstRow, call.width, call.rows,
+                  call.y0, call.screenResX, call.screenResY, call.src, call.srcStride, call.srcWidth, call.srcHeight,
+                  call.srcKind, call.palette, call.srcResX, call.srcResY, call.zoom);
+}
+
+// 37 x 9 display pixels, each as large as one of the picture.
+static RealSizeCall callFor(const Picture& picture, i32 bytesPerPixel)
+{
+    RealSizeCall call = {};
+    call.bytesPerPixel = bytesPerPixel;
+    call.width = 37;
+    call.rows = 9;
+    call.dstStride = call.width * std::max(bytesPerPixel, 1) + 3;
+    call.screenResX = call.screenResY = call.srcResX = call.srcResY = 60000;
+    call.src = picture.rows.data();
+    call.srcStride = static_cast<i32>(pictureRowBytes(picture));
+    call.srcWidth = static_cast<i32>(picture.width);
+    call.srcHeight = static_cast<i32>(picture.height);
+    call.srcKind = static_cast<i32>(picture.kind);
+    call.palette = picture.palette.data();
+    call.zoom = 1;
+    return call;
+}
+
+static Bytes untouched(const RealSizeCall& call)
+{
+    return Bytes(static_cast<size_t>(call.dstStride) * static_cast<size_t>(call.rows), 0xA5);
+}
+
+TEST(RealSize, DrawsWhatThePlainLoopDraws)
+{
+    u64 state = 1;
+    auto upTo = [&](u32 most) { return 1 + static_cast<i32>(nextRandom(state) % most); };
+    for (i32 round = 0; round < 1200; round++) {
+        const u32 kind = nextRandom(state) % 3;
+        const u32 largest = round % 4 == 0 ? 3 : 60;
+        const Picture picture = noisePicture(kind, static_cast<u32>(upTo(largest)), static_cast<u32>(upTo(largest)),
+                                             kind == kindIndexed ? 256 : 0, static_cast<u64>(round));
+        RealSizeCall call = callFor(picture, 1 + upTo(3));
+        // From thousands of display pixels a picture pixel to the other way round, where jitters wrap.
+        call.zoom = std::exp2(static_cast<float>(upTo(2600) - 1300) / 100.0F) * (round % 3 == 0 ? 1.0F : 0.8F);
+        call.srcResY = upTo(120000);
+        // Also below the origin, where positions are negative, and where they come round.
+        const i32 spread = round % 5 == 0 ? INT32_MAX : 400;
+        call.x0 = upTo(static_cast<u32>(spread)) - spread / 2 + (round % 7 == 0 ? 262140 : 0);
+        call.y0 = upTo(static_cast<u32>(spread)) - spread / 2 + (round % 7 == 0 ? 262140 : 0);
+        call.firstRow = upTo(100) - 50;
+        Bytes expected = untouched(call), drawn = expected;
+        srand48(round);
+        plainRender(expected.data(), call);
+        const double nextNumber = drand48();
+        srand48(round);
+        render(drawn, call);
+        ASSERT_EQ(drand48(), nextNumber) << round;
+        ASSERT_TRUE(drawn == expected) << round << " kind " << kind << " zoom " << call.zoom;
+    }
+}
+
+TEST(RealSize, ShowsEveryPixelWhenBothAreOfOneSize)
+{
+    for (u32 kind : {kindBilevel, kindIndexed, kindRGB}) {
+        const Picture picture = noisePicture(kind, 12, 5, kind == kindIndexed ? 200 : 0, 3);
+        for (i32 bytesPerPixel = 1; bytesPerPixel <= 4; bytesPerPixel++) {
+            RealSizeCall call = callFor(picture, bytesPerPixel);
+            call.x0 = -3;
+            call.y0 = 30;
+            call.firstRow = 2;
+            Bytes drawn = untouched(call);
+            render(drawn, call);
+            const Picture colours = toRgb(picture);
+            for (u32 i = 0; i < 37 * 9; i++) {
+                const i32 x = static_cast<i32>(i % 37) - 3, y = 28 - static_cast<i32>(i / 37);
+                // -1 is the largest unsigned number, except for bilevel pictures in single bytes.
+                const u32 column = bytesPerPixel == 1 && kind == kindBilevel ? static_cast<u32>(x + 12) % 12
+                                                                             : static_cast<u32>(x) % 12;
+                const u32 row = 4 - static_cast<u32>(y) % 5;
+                const u8* rgb = colours.rows.data() + 3 * (12 * row + column);
+                const u8* stored = picture.rows.data() + row * pictureRowBytes(picture);
+                u32 expected = static_cast<u32>(rgb[0] << 16 | rgb[1] << 8 | rgb[2]);
+                if (bytesPerPixel == 1)
+                    expected = kind != kindBilevel ? stored[column] : rgb[0] == 0 ? 255 : 254;
+                else if (bytesPerPixel == 2)
+                    expected = static_cast<u32>(rgb[0] >> 3 << 11 | rgb[1] >> 2 << 5 | rgb[2] >> 3);
+                else if (bytesPerPixel == 3)
+                    expected = static_cast<u32>(rgb[2] << 16 | rgb[1] << 8 | rgb[0]);
+                u32 pixel = 0;
+                const i32 pixelBytes = bytesPerPixel;
+                memcpy(&pixel, &drawn[i / 37 * static_cast<u32>(call.dstStride) + i % 37 * bytesPerPixel], pixelBytes);
+                ASSERT_EQ(pixel, expected) << kind << " " << bytesPerPixel << " " << i;
+            }
+        }
+    }
+}
+
+TEST(RealSize, DrawsNothingFromWhatMakesNoSense)
+{
+    const Picture picture = noisePicture(kindIndexed, 6, 6, 9, 1);
+    void (*const spoil[])(RealSizeCall&) = {
+        [](RealSizeCall& call) { call.bytesPerPixel = 5; }, [](RealSizeCall& call) { call.bytesPerPixel = 0; },
+        [](RealSizeCall& call) { call.width = -1; },        [](RealSizeCall& call) { call.srcWidth = 0; },
+        [](RealSizeCall& call) { call.srcHeight = -6; },    [](RealSizeCall& call) { call.screenResX = 0; },
+        [](RealSizeCall& call) { call.srcResY = -1; },      [](RealSizeCall& call) { call.zoom = 0; },
+        [](RealSizeCall& call) { call.zoom = NAN; },        [](RealSizeCall& call) { call.zoom = 1e-9F; },
+        [](RealSizeCall& call) { call.palette = nullptr; }, [](RealSizeCall& call) { call.srcKind = kindRGBA; },
+    };
+    for (const auto& change : spoil) {
+        RealSizeCall call = callFor(picture, 4);
+        Bytes drawn = untouched(call);
+        change(call);
+        render(drawn, call);
+        EXPECT_EQ(drawn, untouched(callFor(picture, 4))) << &change - spoil;
+    }
+}

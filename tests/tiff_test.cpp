@@ -1,0 +1,249 @@
+#include <fcntl.h>
+#include <gtest/gtest.h>
+#include <unistd.h>
+
+#include <cstring>
+
+#include "samples/tiff_writer.h"
+#include "tests/support.h"
+
+constexpr u32 tiff = 5;
+constexpr u32 greyFromWhite = 0, greyFromBlack = 1, rgb = 2, palette = 3, mask = 4, inks = 5, yCbCr = 6, lab = 8;
+
+// libtiff's messages are collected, or they would fill the report.
+struct Tiff : testing::Test {
+    TestDirectory directory;
+    Tiff() { testing::internal::CaptureStderr(); }
+    ~Tiff() override { testing::internal::GetCapturedStderr(); }
+
+    Loaded load(const Bytes& bytes, const LoadOptions& options = {}) const
+    {
+        return ::load(directory.write("a.tif", bytes), options);
+    }
+};
+
+static Bytes randomBytes(size_t size)
+{
+    Bytes bytes(size);
+    u64 state = size;
+    for (u8& byte : bytes)
+        byte = static_cast<u8>(nextRandom(state));
+    return bytes;
+}
+
+static TiffImage randomImage(u32 photometric, u32 bits, u32 samples, u32 width, u32 height, bool separate = false)
+{
+    TiffImage image{width, height, bits, samples, photometric, separate};
+    image.rows = randomBytes(tiffRowBytes(image) * height * (separate ? samples : 1));
+    if (photometric == palette) {
+        const Bytes map = randomBytes(size_t{6} << bits);
+        image.colourMap.resize(map.size() / 2);
+        memcpy(image.colourMap.data(), map.data(), map.size());
+    }
+    return image;
+}
+
+// What is delivered of a sample as it is stored: 16 bits lose the lower half.
+static u32 sampleOf(const TiffImage& image, size_t row, size_t index)
+{
+    const u8* samples = &image.rows[row * tiffRowBytes(image)];
+    u16 deep = 0;
+    if (image.bits == 16)
+        memcpy(&deep, samples + 2 * index, 2);
+    const size_t bit = index * image.bits;
+    return image.bits == 16 ? deep >> 8 : samples[bit / 8] >> (8 - image.bits - bit % 8) & ((1u << image.bits) - 1);
+}
+
+// Where the directory entry of a tag lies in a little-endian file: tag, type, count, value.
+static size_t entryOf(const Bytes& bytes, u32 tag)
+{
+    const size_t directory = bytes[4] | static_cast<size_t>(bytes[5]) << 8 | static_cast<size_t>(bytes[6]) << 16;
+    size_t entry = directory + 2;
+    while ((bytes.at(entry) | static_cast<u32>(bytes.at(entry + 1)) << 8) != tag)
+        entry += 12;
+    return entry;
+}
+
+TEST_F(Tiff, DeliversPictures)
+{
+    for (u32 kind : {pictureIndexed, pictureRgb, pictureRgba}) {
+        for (u32 colours : {16u, 200u}) {
+            for (u32 compression : {1u, 5u, 8u, 32773u}) {
+                const Picture picture = motifPicture(kind, 101, 70, colours);
+                const TiffOptions options{.bigEndian = colours == 16, .compression = compression, .rowsPerStrip = 9};
+                const Bytes bytes = encodeTiff(picture, options);
+                const Loaded wide = load(bytes, {.bands = {1, 20, 0, 49}, .extraStride = 3});
+                EXPECT_EQ(std::vector<u32>({wide.kind, wide.width, wide.height, wide.resX, wide.resY, wide.mulX,
+                                            wide.mulY, wide.firstPart, wide.orientationFlag}),
+                          std::vector<u32>({kind, 101, 70, 0, 0, 1, 1, 1, 0}));
+                EXPECT_EQ(wide.description, "TIFF");
+                EXPECT_TRUE(wide.pixels() == picture.rows) << kind << " " << compression;
+                EXPECT_EQ(wide.rows.back(), 0xA5);
+                EXPECT_TRUE(std::equal(picture.palette.begin(), picture.palette.end(), wide.palette.begin()));
+                const Loaded narrow = load(bytes, {.extraStride = -2});
+                for (size_t i = 0; i < narrow.rows.size(); i++)
+                    ASSERT_EQ(narrow.rows[i], picture.rows[i + 2 * (i / narrow.stride)]);
+            }
+        }
+    }
+    TiffImage jpeg = tiffImageOf(flatPicture(pictureRgb, 32, 32, 77));
+    jpeg.photometric = yCbCr;
+    EXPECT_EQ(load(encodeTiff(jpeg, {.compression = 7, .rowsPerStrip = 16})).rows, jpeg.rows);
+}
+
+TEST_F(Tiff, DeliversGreyAndIndicesOfEveryDepth)
+{
+    for (u32 bits : {1u, 2u, 4u, 8u, 16u}) {
+        for (u32 photometric : {greyFromWhite, greyFromBlack, palette}) {
+            const TiffImage image = randomImage(photometric, bits, 1, 37, 5);
+            const Loaded got = load(encodeTiff(image, {.bigEndian = bits == 16}));
+            const u32 colours = std::min(1u << bits, 256u);
+            const bool mapped = photometric == palette && bits > 1;
+            if (mapped && bits == 16) { // shifts beyond the byte: always the first colour, by its low bytes
+                for (size_t i = 0; i < got.rows.size(); i++)
+                    ASSERT_EQ(got.rows[i], image.colourMap[i % 3 << 16] & 255);
+                continue;
+            }
+            EXPECT_EQ(got.kind, kindIndexed);
+            for (u32 i = 0; i < 3 * colours; i++) {
+                const u32 level = photometric == greyFromBlack ? i / 3 : colours - 1 - i / 3;
+                const u32 expected =
+                    mapped ? image.colourMap[(i % 3 << bits) + i / 3] >> 8 : level * 255 / (colours - 1);
+                ASSERT_EQ(got.palette[i], expected) << bits << " " << photometric << " " << i;
+            }
+            for (u32 i = 0; i < 37 * 5; i++)
+                ASSERT_EQ(got.rows[i], sampleOf(image, i / 37, i % 37)) << bits << " " << i;
+        }
+    }
+    // Samples that do not end with a byte are all taken from the first one.
+    const TiffImage odd{12, 1, 3, 1, greyFromBlack, false, {0xB6, 0xFF, 0xFF, 0xFF, 0xFF}};
+    EXPECT_EQ(load(encodeTiff(odd)).rows, Bytes({5, 5, 0, 0, 0, 0, 0, 0, 0, 0, 1, 3}));
+    // Of 16-bit numbers those that a row has room for are delivered.
+    const TiffImage deep{7, 1, 12, 1, greyFromWhite, false, Bytes(11, 0xB6)};
+    const u16 numbers[7] = {0, 0, 0xB, 0, 0, 0xB6, 0};
+    for (i64 extra : {0, 9}) {
+        const Bytes got = load(encodeTiff(deep), {.extraStride = extra}).rows;
+        EXPECT_EQ(memcmp(got.data(), numbers, std::min<size_t>(got.size(), sizeof numbers)), 0);
+        EXPECT_EQ(got.back(), extra == 0 ? reinterpret_cast<const u8*>(numbers)[6] : 0xA5);
+    }
+}
+
+TEST_F(Tiff, DeliversColoursOfEveryLayout)
+{
+    for (u32 bits : {16u, 8u, 4u, 1u}) {
+        const TiffImage image = randomImage(rgb, bits, 3, 19, 3);
+        const Loaded got = load(encodeTiff(image, {.bigEndian = true}));
+        for (size_t i = 0; i < got.rows.size(); i++)
+            ASSERT_EQ(got.rows[i], sampleOf(image, i / 57, i % 57));
+    }
+    EXPECT_EQ(load(encodeTiff(randomImage(rgb, 16, 4, 5, 2))).rows, Bytes(30)); // only three samples are read so deep
+    const TiffImage four = randomImage(rgb, 8, 4, 19, 3), ink = randomImage(inks, 8, 4, 19, 3);
+    for (u32 meaning : {0u, 2u})
+        EXPECT_EQ(load(encodeTiff(four, {.extraSample = meaning})).kind, kindRGB);
+    const Bytes skipped = load(encodeTiff(four, {.extraSample = 2})).rows, printed = load(encodeTiff(ink)).rows;
+    for (size_t i = 0; i < skipped.size(); i++) {
+        ASSERT_EQ(skipped[i], four.rows[i / 3 * 4 + i % 3]);
+        ASSERT_EQ(printed[i], (255 - ink.rows[i / 3 * 4 + i % 3]) * (255 - ink.rows[i / 3 * 4 + 3]) / 255);
+    }
+
+    // Lightness is a whole percentage, a and b are signed.
+    const TiffImage light{
+        6, 1, 8, 3, lab, false, {0, 0, 0, 255, 0, 0, 128, 0, 0, 10, 5, 253, 200, 216, 60, 90, 70, 156}};
+    EXPECT_EQ(load(encodeTiff(light)).rows,
+              Bytes({0, 0, 0, 248, 248, 248, 47, 47, 47, 2, 1, 1, 79, 165, 17, 5, 4, 242}));
+
+    for (u32 bits : {8u, 2u}) {
+        for (u32 stripRows : {1u, 3u}) { // every row of a strip shows its first
+            const TiffImage planes = randomImage(rgb, bits, 3, 20, 7, true);
+            const Bytes bytes = encodeTiff(planes, {.compression = 5, .rowsPerStrip = stripRows});
+            const Loaded got = load(bytes, {.bands = {2, 5, 2}});
+            for (size_t i = 0; i < got.rows.size(); i++)
+                ASSERT_EQ(got.rows[i], sampleOf(planes, i % 3 * 7 + i / 60 / stripRows * stripRows, i / 3 % 20)) << i;
+        }
+    }
+    // Rows of what has no meaning are left alone, as is the kind.
+    EXPECT_EQ(load(encodeTiff(randomImage(rgb, 8, 1, 5, 2))).rows, Bytes(30, 0xA5));
+    EXPECT_EQ(load(encodeTiff(randomImage(lab, 16, 3, 5, 2))).rows, Bytes(30, 0xA5));
+    EXPECT_EQ(load(encodeTiff(randomImage(9, 8, 3, 5, 2)), {.kindOnEntry = kindRGBA}).rows, Bytes(40, 0xA5));
+}
+
+TEST_F(Tiff, TellsResolutionAndOrientation)
+{
+    const std::tuple<TiffResolution, u32, u32> resolutions[] = {{{300, 72.5F, 2}, 300000, 72500},
+                                                                {{100, 0.5F, 3}, 254000, 1270},
+                                                                {{1, 2.5F, 1}, 10000, 25000},
+                                                                {{0.25F, 0.0003F, 2}, 250, 0},
+                                                                {{4e9F, 4294967, 2}, 0xFFFFFFFF, 4294967000}};
+    const Picture picture = motifPicture(pictureRgb, 9, 9);
+    for (u32 orientation = 1; orientation <= 8; orientation++) {
+        const auto& [resolution, x, y] = resolutions[orientation % std::size(resolutions)];
+        const Loaded got = load(encodeTiff(picture, {.orientation = orientation, .resolution = resolution}));
+        const u32 turned = 0b11001100 >> orientation & 1;
+        EXPECT_EQ(std::vector<u32>({got.resX, got.resY, got.orientationFlag}), std::vector<u32>({x, y, turned}));
+        EXPECT_EQ(got.rows, picture.rows);
+    }
+}
+
+TEST_F(Tiff, KeepsRefusedFilesOpenUntilTheNext)
+{
+    TiffImage nothing = randomImage(rgb, 8, 3, 4, 4);
+    const Bytes good = encodeTiff(nothing);
+    nothing.photometric.reset();
+    Bytes tiled = good, oldJpeg = good;
+    for (const auto& [from, to] : {std::pair{278u, 322u}, std::pair{284u, 323u}}) { // now the sizes of a tile
+        const size_t entry = entryOf(tiled, from);
+        tiled[entry] = static_cast<u8>(to);
+        tiled[entry + 8] = 16;
+    }
+    oldJpeg[entryOf(oldJpeg, 259) + 8] = 6;
+    std::vector<Bytes> refused = {encodeTiff(nothing), tiled, oldJpeg};
+    for (const TiffImage& image :
+         {randomImage(greyFromBlack, 8, 2, 4, 4), randomImage(rgb, 32, 3, 4, 4), randomImage(mask, 1, 1, 4, 4),
+          randomImage(inks, 8, 3, 4, 4), randomImage(greyFromBlack, 8, 3, 4, 4, true)})
+        refused.push_back(encodeTiff(image));
+    const int descriptors = openDescriptors();
+    for (const Bytes& bytes : refused) {
+        const std::string path = directory.write("a.tif", bytes);
+        testing::internal::CaptureStdout();
+        EXPECT_EQ(::load(path).status, loadWrongFormat);
+        const std::string message = "llib: old style JPEG not supported in TIFF " + path + "\n";
+        EXPECT_EQ(testing::internal::GetCapturedStdout(), bytes == oldJpeg ? message : "");
+        EXPECT_EQ(openDescriptors(), descriptors + 1) << &bytes - refused.data();
+        u8 row[16];
+        EXPECT_EQ(getLoadBand()(row, 1, 16), loadBadData);
+    }
+    getEndLoad()();
+    EXPECT_EQ(openDescriptors(), descriptors);
+    for (const Bytes& bytes : {Bytes{'I', 'I', '*'}, Bytes{'I', 'I', '+', 0, 8, 0, 0, 0}, Bytes{'M', 'M', '*', 0, 0}})
+        EXPECT_EQ(load(bytes, {.id = tiff}).status, loadWrongFormat);
+    EXPECT_EQ(::load(directory.path + "/missing.tif").status, loadWrongFormat);
+}
+
+TEST_F(Tiff, LeavesRowsThatCannotBeRead)
+{
+    const Picture picture = noisePicture(pictureRgb, 100, 10, 0, 1);
+    for (u32 compression : {1u, 5u}) {
+        Bytes bytes = encodeTiff(picture, {.compression = compression, .rowsPerStrip = 5});
+        // The second strip lies behind the end of the file or is damaged.
+        const u8* offsets = &bytes[entryOf(bytes, 273) + 8];
+        memset(&bytes[(offsets[0] | static_cast<size_t>(offsets[1]) << 8) + 4], 0xEE, 4);
+        testing::internal::GetCapturedStderr();
+        testing::internal::CaptureStderr();
+        const Loaded got = load(bytes, {.bands = {3, 7, 4}});
+        const std::string messages = testing::internal::GetCapturedStderr();
+        testing::internal::CaptureStderr();
+        EXPECT_EQ(got.bandStatus, loadSuccess);
+        EXPECT_TRUE(std::equal(picture.rows.begin(), picture.rows.begin() + 1500, got.rows.begin()));
+        EXPECT_EQ(Bytes(got.rows.begin() + 1500, got.rows.end()), Bytes(1500, 0xA5));
+        EXPECT_NE(messages.find("10: Row out of range, max 10\n"), std::string::npos) << messages;
+        EXPECT_EQ(messages.find("TIFFReadScanline"), std::string::npos) << messages; // the part that complains
+    }
+}
+
+TEST_F(Tiff, IsHarmlessWhenDamaged)
+{
+    for (const TiffImage& image : {randomImage(palette, 4, 1, 9, 4), randomImage(rgb, 8, 3, 5, 5, true),
+                                   randomImage(yCbCr, 8, 3, 9, 4), randomImage(greyFromBlack, 1, 1, 30, 4)}) {
+        expectHarmless("a.tif", encodeTiff(image, {.rowsPerStrip = 2}), tiff);
+    }
+}

@@ -1,0 +1,139 @@
+// tload render: how a picture looks as cloth, repeat beside repeat, at its physical size.
+#include <algorithm>
+#include <climits>
+#include <cmath>
+#include <cstdio>
+#include <cstdlib>
+
+#include "commands.h"
+#include "output.h"
+#include "png_file.h"
+#include "progress.h"
+#include "temporary_file.h"
+
+// Of the library's positions in the picture: 8192 are one picture pixel, 31 bits can be told apart.
+constexpr i64 positionsPerPixel = 8192;
+constexpr i64 lastPosition = INT32_MAX;
+
+static u32 thousandths(double dotsPerInch)
+{
+    return static_cast<u32>(std::lround(dotsPerInch * 1000));
+}
+
+// The picture's resolution, or the one that the sett gives.
+static i32 knownResolution(u32 resolution, double perCentimetre)
+{
+    constexpr double centimetresPerInch = 2.54;
+    return static_cast<i32>(
+        std::min<u32>(resolution != 0 ? resolution : thousandths(perCentimetre * centimetresPerInch), INT32_MAX));
+}
+
+// One direction of the cloth, in positions.
+struct Direction {
+    i64 step;      // a display pixel
+    i64 repeat;    // the picture
+    i64 beginning; // of the drawing, within the first repeat
+    i64 length;    // of the drawing
+};
+
+static Direction measure(const RenderRequest& request, i32 pictureRes, i32 screenRes, u32 pictureSize, double at,
+                         double size)
+{
+    // In the library's own arithmetic.
+    const float step = static_cast<float>(pictureRes) * float{positionsPerPixel} /
+                       (static_cast<float>(screenRes) * static_cast<float>(request.zoom));
+    if (!(step >= 1) || !(step < static_cast<float>(lastPosition)))
+        throw Failure{exitUsage, request.source,
+                      step < 1 ? "the cloth is magnified too much, choose a smaller zoom"
+                               : "the cloth is much too small to be seen, choose a larger zoom"};
+    Direction direction = {static_cast<i64>(step), i64{pictureSize} * positionsPerPixel, 0, 0};
+    direction.beginning = static_cast<i64>(at) * direction.step % direction.repeat;
+    if (direction.beginning < 0)
+        direction.beginning += direction.repeat;
+    direction.length = static_cast<i64>(size) * direction.step;
+    // The repeat in which the drawing begins, what is drawn, and room for rounding to whole repeats and pixels.
+    if (2 * direction.repeat + direction.length + 2 * direction.step > lastPosition)
+        throw Failure{exitUsage, request.source,
+                      "too much of the cloth would be shown at once, choose a larger zoom or a smaller size"};
+    return direction;
+}
+
+// RGBA becomes RGB, in place.
+static void layOnWhite(Picture& picture, u8* pixels)
+{
+    constexpr u32 opaque = 255;
+    u8* target = pixels;
+    const u8* end = pixels + rowBytes(picture) * picture.height;
+    for (const u8* source = pixels; source != end; source += 4) {
+        const u32 alpha = source[3];
+        for (int channel = 0; channel < 3; channel++)
+            *target++ = static_cast<u8>((source[channel] * alpha + opaque * (opaque - alpha) + opaque / 2) / opaque);
+    }
+    picture.kind = kindRGB;
+}
+
+static Pixels drawCloth(const RenderRequest& request, const Picture& picture, const u8* pixels)
+{
+    const i32 screenRes = static_cast<i32>(thousandths(request.dotsPerInch));
+    const i32 pictureResX = knownResolution(picture.resX, request.sett.x);
+    const i32 pictureResY = knownResolution(picture.resY, request.sett.y);
+    const Direction across = measure(request, pictureResX, screenRes, picture.width, request.at.x, request.size.x);
+    const Direction along = measure(request, pictureResY, screenRes, picture.height, request.at.y, request.size.y);
+
+    const i64 width = static_cast<i64>(request.size.x);
+    const i64 rows = static_cast<i64>(request.size.y);
+    Pixels cloth(static_cast<u8*>(malloc(static_cast<size_t>(3 * width * rows))));
+    if (cloth == nullptr)
+        throw Failure{exitOutOfMemory, request.source, "there is not enough memory for a drawing of this size"};
+    // The library counts picture rows upwards from the last: the drawing hangs below so many whole repeats that it
+    // ends above their last row.
+    const i64 repeats = (along.beginning + along.length + along.repeat - 1) / along.repeat;
+    const i64 above = repeats * along.repeat - along.beginning;
+    const i64 firstRow = (above + along.step - 1) / along.step - 1;
+    const i64 firstColumn = across.beginning / across.step;
+    srand48(1); // the same cloth every time
+    renderRealImg(cloth.get(), static_cast<i32>(3 * width), 3, static_cast<i32>(firstColumn), 0,
+                  static_cast<i32>(width), static_cast<i32>(rows), static_cast<i32>(firstRow), screenRes, screenRes,
+                  pixels, static_cast<i32>(rowBytes(picture)), static_cast<i32>(picture.width),
+                  static_cast<i32>(picture.height), static_cast<i32>(picture.kind), picture.palette, pictureResX,
+                  pictureResY, static_cast<float>(request.zoom));
+    return cloth;
+}
+
+static std::string summary(const RenderRequest& request, const Picture& picture)
+{
+    const double repeatX = picture.width * 25400.0 / knownResolution(picture.resX, request.sett.x);
+    const double repeatY = picture.height * 25400.0 / knownResolution(picture.resY, request.sett.y);
+    char text[200];
+    snprintf(text, sizeof text, "%s, a repeat of %.1f x %.1f mm%s -> ", returnLoaderString(picture.format), repeatX,
+             repeatY, picture.resX == 0 || picture.resY == 0 ? " by the sett" : "");
+    return request.source + ": " + text + request.target;
+}
+
+ExitCode renderCloth(const RenderRequest& request)
+{
+    resolveTarget(request.target);
+    auto progress = std::make_unique<Progress>(baseNameOf(request.source), baseNameOf(request.target));
+    Picture picture(request.source, request.format);
+    Pixels pixels = loadPixels(picture);
+    if (rowBytes(picture) > INT32_MAX || picture.height > INT32_MAX)
+        throw Failure{exitBadData, picture.file, "the picture is too large (" + sizeText(picture) + " pixels)"};
+    if (picture.kind == kindRGBA)
+        layOnWhite(picture, pixels.get());
+    Pixels cloth = drawCloth(request, picture, pixels.get());
+    const std::string line = summary(request, picture);
+
+    // From here on the picture is the cloth.
+    picture.kind = kindRGB;
+    picture.width = static_cast<u32>(request.size.x);
+    picture.height = static_cast<u32>(request.size.y);
+    picture.resX = picture.resY = thousandths(request.dotsPerInch);
+    picture.mulX = picture.mulY = 1;
+    TemporaryFile file(request.target);
+    writePng(file, picture, cloth.get(), progress->percentWritten);
+    file.moveToTarget();
+    progress.reset(); // clears its line
+    puts(printable(line).c_str());
+    printComplaint(picture);
+    return exitSuccess;
+}
