@@ -42,11 +42,6 @@ void registerLoadSchleicher()
     registerRefusal();
 }
 
-void registerLoadWeave()
-{
-    registerRefusal();
-}
-
 void registerLoadTis()
 {
     registerRefusal();
@@ -122,16 +117,6 @@ void registerLoadUWF()
     registerRefusal();
 }
 
-void registerLoadDrape()
-{
-    registerRefusal();
-}
-
-void registerLoadFabric()
-{
-    registerRefusal();
-}
-
 void registerLoadUPT()
 {
     registerRefusal();
@@ -192,11 +177,6 @@ void registerLoadNedgraphicsDES()
     registerRefusal();
 }
 
-void registerLoadVectorPreview()
-{
-    registerRefusal();
-}
-
 void registerLoadWBF()
 {
     registerRefusal();
@@ -235,15 +215,6 @@ void registerLoadTsudakomaDP5()
 void registerLoadActWJL()
 {
     registerRefusal();
-}
-
-void initLoadWeave() {}
-
-void initLoadFabric() {}
-
-int readTevrinWeave(FILE*, char*, i32*, i32*, i32*, u8*, i32**, u8**)
-{
-    return 0;
 }
 
 void RGBtoHSL(const i32*, u32*) {}

@@ -4,6 +4,7 @@
 #include <cstddef>
 
 #include "formats/loom/state.h"
+#include "formats/native/state.h"
 #include "formats/raster/state.h"
 #include "tload.h"
 
@@ -38,6 +39,7 @@ struct LoaderThreadState {
     char dirName[dirNameBytes];
 
     LoomState loom;
+    NativeState native;
     RasterState raster;
 };
 

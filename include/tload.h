@@ -84,7 +84,8 @@ enum {
  *   palette          out: 768 bytes, 256 triples of R, G, B; written for kind 1 and by some loaders for kind 0.
  *                    The PNG loader reads it again in loadBand, so keep it in place until endLoad.
  *   description      out: a zero-terminated text in a buffer of at least 4096 bytes
- *   orientationFlag  out: 0 for pictures, 1 for loom and weave files (TIFF: from its orientation tag)
+ *   orientationFlag  out: 0 for pictures, 1 for loom files (TIFF: from its orientation tag; weaves: 1 only for those
+ *                    with a packed full plane)
  *   firstPart        out: 0 when the file continues a design of several files, else 1
  *   wantPalette      1 asks for everything; 0 lets some loaders skip the palette or the picture; 2 asks the vector
  *                    preview only to identify the file. Other values are not used.
@@ -98,7 +99,9 @@ typedef int (*TryLoadFn)(const char* path, u32* kind, u32* width, u32* height, u
 /* Writes the next rows of the picture, one every bytesPerRow bytes from buf on; bytes of a row behind its pixels keep
  * their values unless the format says otherwise, and a stride below the row size gets the bytes that fit.
  *
- * Best pass the row size of the kind: the JC5 and JC III loaders read bytesPerRow bytes a pick from the file.
+ * Best pass the row size of the kind: the JC5 and JC III loaders read bytesPerRow bytes a pick from the file, weaves of
+ * a full plane copy as many, and drape projects and vector previews deliver their rows without a gap, from the first
+ * one in every call.
  *
  * Ask for the whole picture in one call (rows = height): some formats are stored interlaced or as a program that is
  * expanded at once. BMP files are stored from the bottom up: however many rows are asked for, buf is the first row of
@@ -240,7 +243,8 @@ TLOAD_API void setDefaultMappingJC4(u32 selector);
 /* Nonzero makes parseOneLineTagXML report on standard output what it does not find; 0 unless set. */
 TLOAD_API void setVerboseXML(u32 on);
 
-/* Run once a thread by the first returnLoaderFunctions; calling them again does no harm. */
+/* Make the loaders of weave and fabric files ready, which refuse every file with 6 before. Run once a thread by the
+ * first returnLoaderFunctions; calling them again does no harm. */
 TLOAD_API void initLoadWeave(void);
 TLOAD_API void initLoadFabric(void);
 
@@ -385,21 +389,33 @@ TLOAD_API void colorQuantizeDitherFS16(const u8* src, i32 srcStride, u16* dst, i
                                        i32 strength, i32 noise);
 
 /* ---------------------------------------------------------------------------------------------------------------
- * Weaves. The functions from here on are declared so that hosts can link against them from the start; this
- * version answers as they do on failure: no result, 0 or null, the caller's data unchanged.
+ * Weaves
  */
 
-/* Reads a weave from an open stream. line is a buffer of at least 100000 bytes that holds the line read last, which is
- * "#BINDING\n": with any other there is nothing to read, and the result is 1. *plane and *threading are null or blocks
- * from malloc, which are replaced and are the caller's to free afterwards, whatever the result; *width and *height
- * stand where the stream says nothing. mode 0 is a draft (shaft plan and threading), mode 1 a full plane. Returns 1 on
- * success, 0 on failure, 2 when a plane cannot be allocated. */
+/* Reads a weave from an open stream that stands behind the weave's first line, up to and with its "#END" line.
+ *
+ *   line             a buffer of at least 100000 bytes that holds the line read last, which is "#BINDING\n": with any
+ *                    other nothing is read, and the result is 1. Overwritten.
+ *   mode             out: 0 a draft (shaft plan and threading), 1 a full plane; untouched when the weave has no plane
+ *   width, height    in and out: ends and picks; they keep their values where the weave tells none
+ *   orientationFlag  out: 1 when the weave has a packed full plane (a BETMAP record), else 0
+ *   threading        in and out: null or a block from malloc, which a record with sizes frees and replaces by one of at
+ *                    least width entries, the shaft of each end from 0. Nothing vouches for shafts that the plan has.
+ *   plane            in and out: null or a block from malloc, which a record with a plane frees and replaces. Draft:
+ *                    shafts x height / 8 + 1 bytes, shaft s in pick y is bit s x height + y, lowest bit of a byte
+ * first. Full plane: height rows of (width + 7) / 8 bytes, the leftmost end in the highest bit. Its size follows the
+ * sizes that were told before it, those behind it do not change it.
+ *
+ * threading and plane are the caller's to free afterwards, whatever the result. Records that fill a block or spread
+ * rows in it are refused when the block is one that the caller brought. Returns 1 on success, 0 on failure, 2 when a
+ * plane that is not packed finds no memory. Needs no initLoadWeave. */
 TLOAD_API int readTevrinWeave(FILE* file, char* line, i32* mode, i32* width, i32* height, u8* orientationFlag,
                               i32** threading, u8** plane);
 
 /* ---------------------------------------------------------------------------------------------------------------
  * Colour and image utilities: stateless functions on the caller's buffers. Strides are bytes unless a comment says
- * otherwise, palettes are packed R, G, B triples.
+ * otherwise, palettes are packed R, G, B triples. They are declared so that hosts can link against them from the start;
+ * this version answers as they do on failure: no result, 0 or null, the caller's data unchanged.
  */
 
 /* RGB 0..255; H in degrees 0..359, S and L in thousandths. */

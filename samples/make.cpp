@@ -8,15 +8,18 @@
 #include "samples/dobby_1858_writer.h"
 #include "samples/dornier_writer.h"
 #include "samples/doweave_writer.h"
+#include "samples/drape_writer.h"
 #include "samples/gif_writer.h"
 #include "samples/jc4_writer.h"
 #include "samples/jc5_writer.h"
 #include "samples/jpeg_writer.h"
 #include "samples/pbm_writer.h"
 #include "samples/png_writer.h"
-#include "samples/tiff_writer.h"
 #include "samples/somet_writer.h"
+#include "samples/tiff_writer.h"
 #include "samples/vamatex_writer.h"
+#include "samples/vector_writer.h"
+#include "samples/weave_writer.h"
 #include "samples/wif_writer.h"
 #include "samples/zip_writer.h"
 
@@ -76,6 +79,24 @@ static Picture motifShadow(uint32_t width, uint32_t height)
             shadow.rows[i / width * pictureRowBytes(shadow) + i % width / 8] |=
                 static_cast<uint8_t>(0x80 >> i % width % 8);
     return shadow;
+}
+
+// The cloth that a draft with a tie-up weaves.
+static Picture drawdown(const WifDraft& draft)
+{
+    Picture cloth = blankPicture(pictureBilevel, draft.ends, draft.picks);
+    for (uint32_t i = 0; i < draft.ends * draft.picks; ++i) {
+        const uint32_t end = i % draft.ends, pick = i / draft.ends;
+        for (uint32_t shaft : draft.tieup[draft.treadling[pick] - 1])
+            if (shaft == draft.threading[end][0])
+                cloth.rows[pick * pictureRowBytes(cloth) + end / 8] |= static_cast<uint8_t>(0x80 >> end % 8);
+    }
+    return cloth;
+}
+
+static Picture vectorMotif()
+{
+    return motifPicture(pictureIndexed, size, size);
 }
 
 // The picture among what else belongs to a design.
@@ -161,6 +182,17 @@ static const Sample samples[] = {
     {"motif-parts.j01", [] { return encodeJc5Part(0, 250); }},
     {"motif-parts.j02", [] { return encodeJc5Part(250, 150); }},
     {"motif.zc5", [] { return encodeZc5(motifPicture(pictureBilevel, weaveSize, weaveSize), jc5Options()); }},
+    {"motif-draft.weave", [] { return encodeWeaveDraft(drawdown(motifDraft()), {.packed = true}); }},
+    {"motif-plain-draft.weave",
+     [] { return encodeWeaveDraft(drawdown(motifDraft()), {.threading = WeaveThreading::characters}); }},
+    {"motif.weave", [] { return encodeWeave(motifPicture(pictureBilevel, weaveSize, weaveSize), {.packed = true}); }},
+    {"motif-repeats.weave", [] { return encodeWeave(drawdown(motifDraft()), {.repeatsRows = true}); }},
+    {"motif.fabric",
+     [] { return encodeFabric(encodeWeaveDraft(drawdown(motifDraft()), {.threading = WeaveThreading::bytes})); }},
+    {"motif.drape", [] { return encodeDrape(encodePng(motifPicture(pictureRgba, size, size))); }},
+    {"motif.svg", [] { return encodeSvg(vectorMotif()); }},
+    {"motif.eps", [] { return encodeEps(vectorMotif()); }},
+    {"motif.pdf", [] { return encodePdf(vectorMotif()); }},
     {"motif.wif", [] { return encodeWif(motifDraft(), {.lineEnd = "\r\n"}); }},
     {"motif-liftplan.wif", [] { return encodeWif(draftOfPicture(motifPicture(pictureBilevel, 240, 240))); }},
     {"motif.db1", [] { return encodeDobby1858(motifShadow(40, 56)); }},

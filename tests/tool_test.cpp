@@ -18,6 +18,7 @@
 #include "samples/jc4_writer.h"
 #include "samples/jc5_writer.h"
 #include "samples/png_writer.h"
+#include "samples/vector_writer.h"
 #include "tests/support.h"
 
 namespace fs = std::filesystem;
@@ -291,6 +292,25 @@ TEST_F(Tool, FindsTheDesignBehindItsPartsAndPrograms)
     Result result = run({"--gzip", "", "convert", "rose.zc5", "d.png"});
     EXPECT_EQ(result.exitCode, 6);
     EXPECT_NE(result.errors.find("Debian package gzip"), string::npos) << result.errors;
+}
+
+TEST_F(Tool, FindsWhatDrawsPages)
+{
+    const Picture motif = motifPicture(kindIndexed, 30, 20);
+    files.write("a b.svg", encodeSvg(motif));
+    files.write("a b.eps", encodeEps(motif));
+    files.write("a b.pdf", encodePdf(motif));
+    for (const char* name : {"a b.svg", "a b.eps", "a b.pdf"}) {
+        const Result refused = run({"--vector-preview", "", "info", name});
+        EXPECT_EQ(refused.exitCode, 6);
+        EXPECT_NE(refused.errors.find("Debian packages graphicsmagick"), string::npos) << refused.errors;
+        if (system("command -v gm >/dev/null && command -v gs >/dev/null") != 0)
+            continue;
+        EXPECT_EQ(run({"convert", name, "a.png"}).errors, "") << name;
+        const Loaded shown = load(path("a.png"));
+        EXPECT_TRUE(toRgb({shown.kind, shown.width, shown.height, shown.pixels(), shown.palette}).rows ==
+                    toRgb(motif).rows);
+    }
 }
 
 TEST_F(Tool, RendersUprightAndTiled)

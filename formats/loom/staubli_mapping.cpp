@@ -14,7 +14,6 @@
 
 constexpr u32 groupHooks = 12;
 constexpr u32 halfBlockHooks = 96;
-constexpr u32 noHook = 0xFFFFFFFF;
 
 static u32* entriesOf(HookMap& map)
 {

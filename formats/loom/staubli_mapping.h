@@ -1,7 +1,7 @@
 // The hook order of the Staubli controllers, and how the module of a design is found.
 #pragma once
 
-#include "formats/loom/turned_picks.h"
+#include "framework/turned_picks.h"
 
 constexpr u32 smallModule = 1344;
 constexpr u32 middleModule = 1536;

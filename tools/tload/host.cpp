@@ -16,6 +16,7 @@
 constexpr size_t longestPath = 4095;
 constexpr i64 smallestFile = 8;
 constexpr FormatId bonas = 8; // what detection answers for a file that nothing identifies
+constexpr FormatId vectorPreview = 59;
 
 static void printSentence(const std::string& file, const std::string& text)
 {
@@ -54,6 +55,18 @@ static bool isInstalled(const std::string& command)
     return false;
 }
 
+// ImageMagick is mostly set up not to open PDF and EPS, and draws some SVG wrongly: it is asked when GraphicsMagick
+// fails. When both fail, GraphicsMagick has to say why.
+static const char* installedPreviewCommand()
+{
+    const bool hasImageMagick = isInstalled("convert");
+    if (isInstalled("gm"))
+        return hasImageMagick ? "preview() { gm convert \"$@\" 2>/dev/null || convert \"$@\" 2>/dev/null || "
+                                "gm convert \"$@\"; }; preview"
+                              : "gm convert";
+    return hasImageMagick ? "convert" : "";
+}
+
 LoaderSettings installedSettings()
 {
     LoaderSettings settings;
@@ -68,10 +81,7 @@ LoaderSettings installedSettings()
         settings.unzipCommand = "unzip -o -qq";
     if (isInstalled("msexpand"))
         settings.msExpandCommand = "msexpand";
-    if (isInstalled("convert"))
-        settings.vectorPreviewCommand = "convert";
-    else if (isInstalled("gm"))
-        settings.vectorPreviewCommand = "gm convert";
+    settings.vectorPreviewCommand = installedPreviewCommand();
     return settings;
 }
 
@@ -151,6 +161,22 @@ static FormatId chooseLoader(const std::string& path, u32 forcedFormat)
     return format;
 }
 
+// Why a page was not drawn that needs more than the program that draws it; empty when that is not known.
+static std::string previewRefusal(const Picture& picture)
+{
+    const std::string extension = extensionOf(picture.file);
+    const char* command = llibGetVectorPreviewCommand();
+    if (picture.format != vectorPreview || command == nullptr || command != std::string(installedPreviewCommand()) ||
+        (extension != ".pdf" && extension != ".eps"))
+        return "";
+    if (!isInstalled("gs"))
+        return "PDF and EPS files are drawn by Ghostscript, which is not installed (Debian package ghostscript)";
+    if (!isInstalled("gm") && picture.complaint.find("policy") != std::string::npos)
+        return "ImageMagick is set up on this computer not to open PDF and EPS files, install GraphicsMagick, which "
+               "opens them (Debian package graphicsmagick)";
+    return "";
+}
+
 static std::string refusal(const Picture& picture, int status, bool detected)
 {
     if (detected && picture.format == bonas && extensionOf(picture.file) != ".ep")
@@ -161,8 +187,8 @@ static std::string refusal(const Picture& picture, int status, bool detected)
                         : "files of the format " + name + " cannot be loaded by this version";
     const Helper* helper = helperOf(picture.format);
     if (helper != nullptr && helper->setting() == nullptr)
-        return "files of the format " + name + " are opened with a program that is not installed (Debian package " +
-               helper->package + ")";
+        return "files of the format " + name + " are opened with a program that is not installed (Debian " +
+               helper->packages + ")";
     return status == loadUnsupportedVariant
                ? "this " + name + " file is of a variant that cannot be loaded"
                : "this is not a " + name + " file, or a damaged or unusual one that cannot be loaded";
@@ -173,6 +199,8 @@ static Failure statusFailure(const Picture& picture, int status, bool detected, 
     std::string why = !picture.complaint.empty() ? " (" + picture.complaint + ")"
                       : errorNumber != 0         ? " " + systemReason(errorNumber)
                                                  : "";
+    if (const std::string reason = previewRefusal(picture); status == loadWrongFormat && !reason.empty())
+        return {exitWrongFormat, picture.file, reason};
     switch (status) {
     case loadOutOfMemory:
         return {exitOutOfMemory, picture.file, "there is not enough memory to load the file"};

@@ -16,7 +16,7 @@ static constexpr KnownFormat knownFormats[] = {
     {"", false},
     {"ep", true},
     {"s01", false},
-    {"", false}, // 10
+    {"", true}, // 10
     {"pbm pgm ppm", false},
     {"jc4", true},
     {"jc3", true},
@@ -45,8 +45,8 @@ static constexpr KnownFormat knownFormats[] = {
     {"dy", false},
     {"arm", false},
     {"uwf", false},
-    {"drape", false},
-    {"", false}, // 40
+    {"drape", true},
+    {"", true}, // 40
     {"upt", false},
     {"zc5", true},
     {"qtz", false},
@@ -65,7 +65,7 @@ static constexpr KnownFormat knownFormats[] = {
     {"pat", true},
     {"mus", true},
     {"des", false},
-    {"pdf eps svg svgz", false},
+    {"pdf eps svg svgz", true},
     {"oom", true}, // 60
     {"wbf", false},
     {"wb", false},
@@ -81,11 +81,11 @@ static constexpr KnownFormat knownFormats[] = {
 static_assert(std::size(knownFormats) == formatCount);
 
 static constexpr Helper helpers[] = {
-    {42, llibGetGzipCommand, "gzip"},
-    {43, llibGetUnzipCommand, "unzip"},
-    {59, llibGetVectorPreviewCommand, "imagemagick"},
-    {64, llibGetUnzipCommand, "unzip"},
-    {66, llibGetMsExpandCommand, "mscompress"},
+    {42, llibGetGzipCommand, "package gzip"},
+    {43, llibGetUnzipCommand, "package unzip"},
+    {59, llibGetVectorPreviewCommand, "packages graphicsmagick and ghostscript"},
+    {64, llibGetUnzipCommand, "package unzip"},
+    {66, llibGetMsExpandCommand, "package mscompress"},
 };
 
 const Helper* helperOf(FormatId id)

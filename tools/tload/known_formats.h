@@ -15,7 +15,7 @@ struct KnownFormat {
 struct Helper {
     FormatId format;
     const char* (*setting)(); // the library's command for it
-    const char* package;      // of Debian
+    const char* packages;     // of Debian: "package gzip"
 };
 
 // Null when the format needs none.

@@ -1,4 +1,4 @@
-#include "formats/loom/turned_picks.h"
+#include "framework/turned_picks.h"
 
 #include <algorithm>
 #include <bit>
@@ -45,6 +45,13 @@ static u64 chunksOf(u64 bytes)
 static u64* wordsOf(const TurnedPicks& turned, u64 firstPick)
 {
     return reinterpret_cast<u64*>(turned.buffer.bytes) + firstPick / picksAtOnce * turned.blockWords;
+}
+
+u64* wordsOfBlock(TurnedPicks& turned, u64 firstPick)
+{
+    u64* words = wordsOf(turned, firstPick);
+    words[turned.blockWords - 1] = ~static_cast<u64>(0);
+    return words;
 }
 
 u64 wordOfHook(u64 hook)
@@ -108,8 +115,7 @@ __attribute__((target("avx2"))) static void deliverChunksWide(u8* rows, u64 byte
 
 void turnPicks(TurnedPicks& turned, u32 firstPick, const u8* stored, u32 count)
 {
-    u64* words = wordsOf(turned, firstPick);
-    words[turned.blockWords - 1] = ~static_cast<u64>(0);
+    u64* words = wordsOfBlock(turned, firstPick);
 #if defined(__x86_64__)
     if (__builtin_cpu_supports("avx2")) {
         turnChunksWide(words, stored, turned.pickBytes, count);

@@ -5,6 +5,7 @@
 #include "framework/file.h"
 
 constexpr u32 picksAtOnce = 64;
+constexpr u32 noHook = 0xFFFFFFFF; // of a column that stays light
 
 struct TurnedPicks {
     Buffer buffer;
@@ -29,6 +30,10 @@ bool allocateTurned(TurnedPicks& turned, u32 pickBytes, u32 picks);
 
 // Takes up to 64 picks as they are stored, the first hook of each in its lowest bit. firstPick is a multiple of 64.
 void turnPicks(TurnedPicks& turned, u32 firstPick, const u8* stored, u32 count);
+
+// The words of the block of 64 picks that begins at firstPick, to be filled by whoever has the picks of a hook side by
+// side: that of a hook stands at wordOfHook(), its bits are as turnPicks() takes them.
+u64* wordsOfBlock(TurnedPicks& turned, u64 firstPick);
 
 // Adds to counts[i], for the hook that wordOfHook() places at i, how many picks have its bit set; blockWords entries.
 void countSetBits(const TurnedPicks& turned, u64* counts);

@@ -1,0 +1,14 @@
+// The weave of a weave file and of a fabric file.
+#pragma once
+
+#include <cstdio>
+
+#include "framework/loader.h"
+
+constexpr char weaveStart[] = "#BINDING\n";
+constexpr int weaveLineBytes = 100000;
+
+// Reads the weave behind its first line and reports it. line has room for weaveLineBytes.
+LoadStatus loadWeave(FILE* stream, char* line, const char* description, ImageInfo& image);
+LoadStatus loadWeaveBand(u8* rows, u32 count, u32 bytesPerRow);
+LoadStatus endWeave();

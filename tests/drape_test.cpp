@@ -1,0 +1,196 @@
+#include <gtest/gtest.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <array>
+#include <filesystem>
+#include <fstream>
+
+#include "samples/drape_writer.h"
+#include "samples/gif_writer.h"
+#include "samples/jpeg_writer.h"
+#include "samples/png_writer.h"
+#include "tests/support.h"
+
+namespace fs = std::filesystem;
+using std::string;
+
+static const u32 drapeId = 39, vectorId = 59;
+
+static Bytes contentsOf(const string& path)
+{
+    std::ifstream stream(path, std::ios::binary);
+    return {std::istreambuf_iterator<char>(stream), {}};
+}
+
+// Tests that run at the same time have temporary files of their own, which go soon.
+static bool isTemporaryLeft()
+{
+    const char* pattern = "! ls /tmp/TVdrape* >/dev/null 2>&1";
+    for (int i = 0; i < 100 && system(pattern) != 0; i++)
+        usleep(50000);
+    return system(pattern) != 0;
+}
+
+TEST(Drape, ShowsThePreviewInIt)
+{
+    TestDirectory directory;
+    const Bytes previews[] = {
+        encodePng(noisePicture(kindRGBA, 21, 9, 0, 1),
+                  {.resolution = PngResolution{3937, 7874, 1}, .texts = {{"MulX", "7"}}}),
+        encodePng(noisePicture(kindBilevel, 21, 9, 0, 2)),
+        encodeJpeg(photoPicture(40, 30, 3)),
+        encodeGif(noisePicture(kindIndexed, 17, 12, 9, 4)),
+    };
+    for (const Bytes& preview : previews) {
+        const Loaded plain = load(directory.write("preview", preview), {.fill = 0});
+        ASSERT_EQ(plain.status, 0);
+        const string file = directory.write("a.Drape", encodeDrape(preview));
+        const Loaded drape = load(file, {.fill = 0});
+        EXPECT_EQ(drape.format, 39);
+        EXPECT_EQ((std::array{drape.kind, drape.width, drape.height, drape.resX, drape.resY, drape.mulX, drape.mulY,
+                              drape.firstPart, u32{drape.orientationFlag}}),
+                  (std::array{plain.kind, plain.width, plain.height, plain.resX, plain.resY, 1u, 1u, 1u, 0u}));
+        EXPECT_EQ(drape.description, "Drape");
+        EXPECT_TRUE(drape.rows == plain.rows);
+        EXPECT_TRUE(plain.kind != kindIndexed || drape.palette == plain.palette);
+        const Loaded probed = load(file, {.wantPalette = 0, .fill = 7});
+        EXPECT_EQ((std::array{probed.status, probed.bandStatus}), (std::array{0, 7}));
+        EXPECT_EQ((std::array{probed.width, probed.height}), (std::array{plain.width, plain.height}));
+        EXPECT_EQ(probed.palette, Bytes(768, 7));
+    }
+    EXPECT_FALSE(isTemporaryLeft());
+}
+
+TEST(Drape, KeepsItsPlaceAndItsRows)
+{
+    TestDirectory directory;
+    const Picture picture = noisePicture(kindRGB, 5, 3, 0, 1);
+    const string good = directory.write("a.drape", encodeDrape(encodePng(picture)));
+    const string bad = directory.write("b.drape", encodeDrape(Bytes(40, 'x')));
+    {
+        OpenPicture open(good, drapeId);
+        Bytes rows(4 * 20, 0x55);
+        EXPECT_EQ(getLoadBand()(rows.data(), 4, 15), 0); // always from the first row, and no more than there are
+        EXPECT_TRUE(std::equal(picture.rows.begin(), picture.rows.end(), rows.begin()));
+        EXPECT_EQ(rows[45], 0x55);
+        EXPECT_EQ(getLoadBand()(rows.data(), 3, 20), 0); // what no row is for is clear
+        EXPECT_EQ(rows[59], 0);
+        EXPECT_EQ(rows[60], 0x55);
+    }
+    const TryLoadFn entry = getTryLoad();
+    EXPECT_EQ(load(bad, {.id = drapeId}).status, 6);
+    EXPECT_EQ(getTryLoad(), entry);
+    EXPECT_FALSE(isTemporaryLeft());
+}
+
+TEST(Drape, AnswersForEveryDamage)
+{
+    TestDirectory directory;
+    const std::pair<string, int> cases[] = {
+        {"", 6},
+        {"#CPOINTS=0\n#TEXTURE_START=0\n-#START_IMAGE=3\nabc", 6},
+        {"NAME=x\n#START_IMAGE=3\nabc", 7},
+        {"#START_IMAGE=4\nabc", 7},
+        {"#START_IMAGE=-1\nabc", 7},
+        {"#START_IMAGE=4294967299\nabc", 7},
+        {"#CPOINTS=-1\n#END\n", 7},
+        {"#HVECT=1\nabc", 7},
+        {"#VVECT=1073741825\nabcd", 7},
+        {"#TEXTURE_START=-1\n#END\n", 7},
+    };
+    int number = 0;
+    for (const auto& [records, status] : cases) {
+        const string file = directory.write(std::to_string(number++) + ".drape", "#NEW_REGION\n" + records);
+        for (int wantPalette : {0, 1})
+            EXPECT_EQ(load(file, {.id = drapeId, .wantPalette = wantPalette}).status, status) << records;
+    }
+    const Bytes good = encodeDrape(encodePng(noisePicture(kindIndexed, 3, 2, 4, 1)));
+    for (const char* name : {"adrape", "a.drap", "drape", "a.drape.png"})
+        EXPECT_EQ(load(directory.write(name, good), {.id = drapeId}).status, 6) << name;
+    expectHarmless(".drape", good, drapeId);
+    EXPECT_FALSE(isTemporaryLeft());
+}
+
+// The command is a script that notes what it is asked for and copies a picture that was drawn before.
+struct VectorPreview : testing::Test {
+    TestDirectory directory; // for the preview
+    TestDirectory files;
+    Picture picture = noisePicture(kindRGB, 6, 4, 0, 1);
+    string drawn = files.write("drawn", encodePng(picture));
+
+    VectorPreview()
+    {
+        llibSetTmpDir(directory.path.c_str());
+        setCommand("cp '" + drawn + "' \"$2\"");
+    }
+    ~VectorPreview() override
+    {
+        EXPECT_TRUE(fs::is_empty(directory.path));
+        llibSetTmpDir(nullptr);
+        llibSetVectorPreviewCommand(nullptr);
+    }
+    void setCommand(const string& action) const
+    {
+        const string script =
+            files.write("draw", "#!/bin/sh\nprintf '%s\\n' \"$@\" >>'" + files.path + "/asked'\n" + action + "\n");
+        chmod(script.c_str(), 0700);
+        llibSetVectorPreviewCommand(script.c_str());
+    }
+    int statusOf(const string& name, int wantPalette = 1) const
+    {
+        return load(files.path + "/" + name, {.id = vectorId, .wantPalette = wantPalette}).status;
+    }
+};
+
+TEST_F(VectorPreview, ShowsWhatTheCommandDraws)
+{
+    string asked;
+    for (const char* name : {"a.pdf", "A rose.EPS", "it's \"$HOME\" `x` \\.svg", "-a;b.svgz"}) {
+        const string file = files.write(name, string("not looked at"));
+        const Loaded loaded = load(file);
+        EXPECT_EQ(loaded.format, 59) << name;
+        EXPECT_EQ(loaded.description, "Vector preview PDF EPS SVG");
+        EXPECT_EQ((std::array{loaded.kind, loaded.width, loaded.height, loaded.firstPart, u32{loaded.orientationFlag}}),
+                  (std::array{2u, 6u, 4u, 1u, 0u}));
+        EXPECT_TRUE(loaded.rows == picture.rows);
+        asked += file + "[0]\n" + directory.path + "/" + name + ".png\n";
+        EXPECT_EQ(string(reinterpret_cast<const char*>(contentsOf(files.path + "/asked").data()), asked.size()), asked);
+
+        const Loaded probed = load(file, {.wantPalette = 0});
+        EXPECT_EQ((std::array{probed.status, probed.bandStatus, i32(probed.width)}), (std::array{0, 7, 6}));
+        asked += file + "[0]\n" + directory.path + "/" + name + ".png\n";
+        const Loaded identified = load(file, {.wantPalette = 2});
+        EXPECT_EQ((std::array{identified.status, i32(identified.kind), i32(identified.width)}), (std::array{0, 2, 0}));
+        EXPECT_EQ(contentsOf(files.path + "/asked").size(), asked.size());
+    }
+}
+
+TEST_F(VectorPreview, RefusesWhatIsNotDrawn)
+{
+    files.write("a.svg", string("x"));
+    for (const char* name : {"a.ps", "a.svgx", "asvg", "a.pdf.png"})
+        EXPECT_EQ(statusOf(name), 6) << name;
+
+    // Neither a preview of another time nor what a link in its place leads to is taken for this one.
+    const string preview = directory.write("a.svg.png", encodePng(picture));
+    setCommand("exit 1");
+    EXPECT_EQ(statusOf("a.svg"), 6);
+    setCommand("echo no picture >\"$2\"");
+    fs::create_symlink(drawn, preview);
+    EXPECT_EQ(statusOf("a.svg"), 6);
+    EXPECT_TRUE(contentsOf(drawn) == encodePng(picture));
+    llibSetVectorPreviewCommand("kill -9 $$;");
+    EXPECT_EQ(statusOf("a.svg"), 6);
+
+    setCommand("cp '" + drawn + "' \"$2\"");
+    fs::create_directory(preview);
+    EXPECT_EQ(statusOf("a.svg"), 6);
+    fs::remove(preview);
+    EXPECT_EQ(statusOf("a.svg"), 0);
+    llibSetTmpDir(nullptr);
+    EXPECT_EQ(statusOf("a.svg"), 6);
+    EXPECT_EQ(statusOf("a.svg", 2), 0);
+    llibSetVectorPreviewCommand("");
+    EXPECT_EQ(statusOf("a.svg", 2), 6);
+}
