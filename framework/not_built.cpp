@@ -22,11 +22,6 @@ static void registerRefusal()
     registerEntries<refuse, loadNothing, endNothing>();
 }
 
-void registerLoadPCX()
-{
-    registerRefusal();
-}
-
 void registerLoadTIFF()
 {
     registerRefusal();
@@ -257,27 +252,12 @@ void registerLoadWB()
     registerRefusal();
 }
 
-void registerLoadPAL()
-{
-    registerRefusal();
-}
-
 void registerLoadDIS()
 {
     registerRefusal();
 }
 
 void registerLoadORG()
-{
-    registerRefusal();
-}
-
-void registerLoadPhotoshopACO()
-{
-    registerRefusal();
-}
-
-void registerLoadPhotoshopACB()
 {
     registerRefusal();
 }
@@ -329,19 +309,6 @@ u64 trueColorRemapToCmap(const u8*, i32, u8*, i32, i32, i32, const u8*, i32, i32
 void colorQuantizeDitherFS(const u8*, i32, u8*, i32, i32, i32, i32, i32, const u8*, i32, i32, i32) {}
 
 void colorQuantizeDitherFS16(const u8*, i32, u16*, i32, i32, i32, i32, i32, const u8*, i32, i32, i32) {}
-
-void RGBtoHSL(const i32*, u32*) {}
-
-void HSLtoRGB(const i32*, u32*) {}
-
-void Lab2RGB100(i32, i32, i32, u8*, u8*, u8*) {}
-
-void contrastStretch(u8*, i32, i32, i32, i32, u8*) {}
-
-u8* collapseRGBA(u8* buffer, i32, i32, i32*, i32)
-{
-    return buffer;
-}
 
 void copyTableEqualY(u8*, i32, i32, const i32*) {}
 

@@ -9,7 +9,10 @@
 #include "samples/jc4_writer.h"
 #include "samples/jc5_writer.h"
 #include "samples/jpeg_writer.h"
+#include "samples/motif.h"
+#include "samples/palette_writer.h"
 #include "samples/pbm_writer.h"
+#include "samples/pcx_writer.h"
 #include "samples/png_writer.h"
 #include "samples/wif_writer.h"
 
@@ -83,6 +86,16 @@ static const Sample samples[] = {
     {"motif.png", [] { return encodePng(motifPicture(pictureRgba, size, size)); }},
     {"motif.jpg", [] { return encodeJpeg(motifPicture(pictureRgb, size, size)); }},
     {"motif.pbm", [] { return encodePbm(motifPicture(pictureBilevel, weaveSize, weaveSize)); }},
+    {"motif.pcx", [] { return encodePcx(motifPicture(pictureRgb, size, size)); }},
+    {"motif-8bit.pcx", [] { return encodePcx(motifPicture(pictureIndexed, size, size, 64)); }},
+    {"motif-planes.pcx", [] { return encodePcx(motifPicture(pictureIndexed, size, size), {.planes = 4}); }},
+    {"motif-1bit.pcx", [] { return encodePcx(motifPicture(pictureBilevel, weaveSize, weaveSize)); }},
+    {"motif.pal", [] { return encodeJascPalette(motifPalette(motifColours)); }},
+    {"motif-list.pal", [] { return encodeColourList(motifPalette(motifColours)); }},
+    {"motif.gpl", [] { return encodeGimpPalette(motifPalette(64), 16); }},
+    {"motif.aco", [] { return encodeAco(acoRecords(motifPalette(motifColours))); }},
+    {"motif-names.aco", [] { return encodeAco(acoRecords(motifPalette(256)), 2); }},
+    {"motif.acb", [] { return encodeAcb(motifPalette(64)); }},
     {"motif.ep", [] { return encodeBonas(motifPicture(pictureBilevel, weaveSize, weaveSize)); }},
     {"motif-parts.ep", [] { return encodeBonasPart(0); }},
     {"motif-parts.001", [] { return encodeBonasPart(1); }},

@@ -16,8 +16,18 @@ struct ConvertRequest {
     std::string source;
     std::string target;
     u32 format = 0;
+    bool stretch = false;
+    std::string background; // "white", "checker" or empty: transparency stays
+};
+
+struct PaletteRequest {
+    std::string source;
+    std::string gimpTarget; // empty: none is written
+    u32 format = 0;
+    bool json = false;
 };
 
 ExitCode listFormats(bool json);
 ExitCode showInfo(const InfoRequest& request);
 ExitCode convertPicture(const ConvertRequest& request);
+ExitCode showPalette(const PaletteRequest& request);

@@ -15,6 +15,7 @@ static constexpr const char* footer =
     "Examples:\n"
     "  tload info rose.gif                 what is in this file?\n"
     "  tload convert rose.gif rose.png     make a PNG picture of it\n"
+    "  tload palette rose.gif              which colours does it have?\n"
     "  tload formats                       which kinds of files can be opened?\n"
     "  tload convert --help                more about one command\n"
     "  tload info -- -rose.gif             a name that begins with a dash goes behind two dashes\n"
@@ -31,11 +32,21 @@ static constexpr const char* footer =
     "   6  the format is another one, is not known or cannot be loaded";
 
 static constexpr const char* convertFooter =
-    "The PNG keeps every pixel, the resolution and the multipliers. An existing file is replaced, but only when\n"
-    "the new one is complete. The settings that 'tload --help' lists can be given here too.\n"
+    "The PNG keeps every pixel, the resolution and the multipliers. With --stretch each channel is spread over all\n"
+    "levels, with --background transparent pixels are laid on white or on grey squares. An existing file is replaced,\n"
+    "but only when the new one is complete. The settings that 'tload --help' lists can be given here too.\n"
     "\n"
     "Example:\n"
     "  tload convert rose.gif rose.png";
+
+static constexpr const char* paletteFooter =
+    "Shows the colours of palettes (.pal, .gpl, .aco, .acb) and of pictures with a palette, with a patch of each "
+    "where\n"
+    "the terminal can show it. The settings that 'tload --help' lists can be given here too.\n"
+    "\n"
+    "Examples:\n"
+    "  tload palette yarns.aco\n"
+    "  tload palette rose.gif --gpl rose.gpl";
 
 static constexpr const char* infoFooter = "Examples:\n"
                                           "  tload info rose.gif\n"
@@ -128,9 +139,21 @@ static ExitCode run(int argc, char** argv)
     convert->add_option("IN", convertRequest.source, "The file to read")->type_name("")->required();
     convert->add_option("OUT.png", convertRequest.target, "The PNG file to write")->type_name("")->required();
     addFormatOption(*convert, convertRequest.format);
+    convert->add_flag("--stretch", convertRequest.stretch, "Stretch the contrast of colour pictures to the full range");
+    convert->add_option("--background", convertRequest.background, "What shows through: white or checker")
+        ->type_name("COLOUR")
+        ->check(CLI::IsMember({"white", "checker"}).description(""));
     convert->footer(convertFooter);
 
-    for (CLI::App* command : {formats, info, convert})
+    PaletteRequest paletteRequest;
+    CLI::App* palette = app.add_subcommand("palette", "Show the colours of a palette or a picture");
+    palette->add_option("IN", paletteRequest.source, "The file to read")->type_name("")->required();
+    palette->add_flag("--json", paletteRequest.json, "Print JSON, for other programs");
+    palette->add_option("--gpl", paletteRequest.gimpTarget, "Write a GIMP palette")->type_name("OUT.gpl");
+    addFormatOption(*palette, paletteRequest.format);
+    palette->footer(paletteFooter);
+
+    for (CLI::App* command : {formats, info, convert, palette})
         command->fallthrough();
 
     try {
@@ -139,13 +162,14 @@ static ExitCode run(int argc, char** argv)
         return endParsing(app, error);
     }
     if (app.get_subcommands().empty()) {
-        fputs("tload: say what to do: info, convert or formats (see tload --help).\n", stderr);
+        fputs("tload: say what to do: info, convert, palette or formats (see tload --help).\n", stderr);
         return exitUsage;
     }
     applySettings(settings);
-    ExitCode exitCode = formats->parsed() ? listFormats(formatsJson)
-                        : info->parsed()  ? showInfo(infoRequest)
-                                          : convertPicture(convertRequest);
+    ExitCode exitCode = formats->parsed()   ? listFormats(formatsJson)
+                        : info->parsed()    ? showInfo(infoRequest)
+                        : palette->parsed() ? showPalette(paletteRequest)
+                                            : convertPicture(convertRequest);
     finishOutput();
     return exitCode;
 }
