@@ -176,11 +176,50 @@ static bool canBeStretched(const Levels& levels)
     return true;
 }
 
+#if defined(__x86_64__)
+// The whole blocks at the start of the pixels; returns how many bytes that were. The values found so far are a bit
+// each, a byte for every low half of a value below 128 and from 128 on: most blocks hold nothing new.
+__attribute__((target("avx2"))) static u64 markBlocks(const u8* pixels, u64 count, bool* occurs)
+{
+    const __m256i bitOfHighHalf =
+        _mm256_broadcastsi128_si256(_mm_setr_epi8(1, 2, 4, 8, 16, 32, 64, -128, 1, 2, 4, 8, 16, 32, 64, -128));
+    const __m256i upperBit = _mm256_set1_epi8(-128);
+    const __m256i lowHalf = _mm256_set1_epi8(15);
+    alignas(16) u8 found[2][16] = {};
+    __m256i below = _mm256_setzero_si256();
+    __m256i above = below;
+    u64 done = 0;
+    for (; done + 32 <= count; done += 32) {
+        const __m256i values = load(pixels + done);
+        // A lookup answers zero where the upper bit is set.
+        const __m256i places = _mm256_andnot_si256(_mm256_set1_epi8(0x70), values);
+        const __m256i known = _mm256_or_si256(_mm256_shuffle_epi8(below, places),
+                                              _mm256_shuffle_epi8(above, _mm256_xor_si256(places, upperBit)));
+        const __m256i highHalf = _mm256_and_si256(_mm256_srli_epi16(values, 4), lowHalf);
+        const __m256i bits = _mm256_and_si256(known, _mm256_shuffle_epi8(bitOfHighHalf, highHalf));
+        if (_mm256_movemask_epi8(_mm256_cmpeq_epi8(bits, _mm256_setzero_si256())) == 0)
+            continue;
+        for (u64 i = done; i < done + 32; i++) {
+            occurs[pixels[i]] = true;
+            found[pixels[i] >> 7][pixels[i] & 15] |= static_cast<u8>(1U << (pixels[i] >> 4 & 7));
+        }
+        below = _mm256_broadcastsi128_si256(_mm_load_si128(reinterpret_cast<const __m128i*>(found[0])));
+        above = _mm256_broadcastsi128_si256(_mm_load_si128(reinterpret_cast<const __m128i*>(found[1])));
+    }
+    return done;
+}
+#endif
+
 static void stretchPalette(const u8* pixels, u64 count, u8* palette)
 {
     bool occurs[256] = {};
-    for (u64 i = 0; i < count; i++)
-        occurs[pixels[i]] = true;
+    u64 done = 0;
+#if defined(__x86_64__)
+    if (__builtin_cpu_supports("avx2"))
+        done = markBlocks(pixels, count, occurs);
+#endif
+    for (; done < count; done++)
+        occurs[pixels[done]] = true;
     Levels levels = {{255, 255, 255, 255}, {0, 0, 0, 0}};
     for (u32 colour = 0; colour < 256; colour++) {
         for (u32 channel = 0; occurs[colour] && channel < 3; channel++) {

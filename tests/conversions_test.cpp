@@ -105,6 +105,17 @@ TEST(Tone, StretchesPalettesAndLeavesFlatChannelsAlone)
     EXPECT_TRUE(std::equal(expected.begin(), expected.end(), palette.begin()));
     EXPECT_EQ(palette[9], static_cast<u8>(-255));
 
+    // Whichever colours a large picture has, those alone count.
+    for (u32 rare = 3; rare < 256; rare++) {
+        Bytes large(100, 0);
+        large[rare % 97] = static_cast<u8>(rare);
+        Bytes greys(768, 200);
+        std::fill_n(greys.begin(), 3, u8{100});
+        std::fill_n(greys.begin() + 3 * rare, 3, u8{110});
+        contrastStretch(large.data(), 0, kindIndexed, 20, 5, greys.data());
+        EXPECT_TRUE(greys[0] == 0 && greys[3 * rare] == 255 && greys[3] == static_cast<u8>(2550)) << rare;
+    }
+
     Bytes flat = {7, 1, 2, 7, 3, 4};
     const Bytes before = flat;
     for (i32 width : {2, 0, -1})
