@@ -22,7 +22,6 @@ static void registerRefusal()
     registerEntries<refuse, loadNothing, endNothing>();
 }
 
-void registerLoadPCX()
 {
     registerRefusal();
 }
@@ -187,22 +186,11 @@ void registerLoadWB()
     registerRefusal();
 }
 
-void registerLoadPAL()
 {
     registerRefusal();
 }
 
 void registerLoadORG()
-{
-    registerRefusal();
-}
-
-void registerLoadPhotoshopACO()
-{
-    registerRefusal();
-}
-
-void registerLoadPhotoshopACB()
 {
     registerRefusal();
 }
@@ -217,15 +205,4 @@ void registerLoadActWJL()
     registerRefusal();
 }
 
-void RGBtoHSL(const i32*, u32*) {}
-
-void HSLtoRGB(const i32*, u32*) {}
-
-void Lab2RGB100(i32, i32, i32, u8*, u8*, u8*) {}
-
-void contrastStretch(u8*, i32, i32, i32, i32, u8*) {}
-
-u8* collapseRGBA(u8* buffer, i32, i32, i32*, i32)
-{
-    return buffer;
 }

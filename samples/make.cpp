@@ -13,7 +13,10 @@
 #include "samples/jc4_writer.h"
 #include "samples/jc5_writer.h"
 #include "samples/jpeg_writer.h"
+#include "samples/motif.h"
+#include "samples/palette_writer.h"
 #include "samples/pbm_writer.h"
+#include "samples/pcx_writer.h"
 #include "samples/png_writer.h"
 #include "samples/somet_writer.h"
 #include "samples/tiff_writer.h"
@@ -162,6 +165,16 @@ static const Sample samples[] = {
     {"motif-lab.tif", [] { return encodeTiff(tiffLabOf(motifPicture(pictureRgb, size, size))); }},
     {"motif.dis", encodeDis},
     {"motif.pbm", [] { return encodePbm(motifPicture(pictureBilevel, weaveSize, weaveSize)); }},
+    {"motif.pcx", [] { return encodePcx(motifPicture(pictureRgb, size, size)); }},
+    {"motif-8bit.pcx", [] { return encodePcx(motifPicture(pictureIndexed, size, size, 64)); }},
+    {"motif-planes.pcx", [] { return encodePcx(motifPicture(pictureIndexed, size, size), {.planes = 4}); }},
+    {"motif-1bit.pcx", [] { return encodePcx(motifPicture(pictureBilevel, weaveSize, weaveSize)); }},
+    {"motif.pal", [] { return encodeJascPalette(motifPalette(motifColours)); }},
+    {"motif-list.pal", [] { return encodeColourList(motifPalette(motifColours)); }},
+    {"motif.gpl", [] { return encodeGimpPalette(motifPalette(64), 16); }},
+    {"motif.aco", [] { return encodeAco(acoRecords(motifPalette(motifColours))); }},
+    {"motif-names.aco", [] { return encodeAco(acoRecords(motifPalette(256)), 2); }},
+    {"motif.acb", [] { return encodeAcb(motifPalette(64)); }},
     {"motif.ep", [] { return encodeBonas(motifPicture(pictureBilevel, weaveSize, weaveSize)); }},
     {"motif-parts.ep", [] { return encodeBonasPart(0); }},
     {"motif-parts.001", [] { return encodeBonasPart(1); }},

@@ -17,6 +17,7 @@
 #include "samples/gif_writer.h"
 #include "samples/jc4_writer.h"
 #include "samples/jc5_writer.h"
+#include "samples/palette_writer.h"
 #include "samples/png_writer.h"
 #include "samples/vector_writer.h"
 #include "tests/support.h"
@@ -349,6 +350,54 @@ TEST_F(Tool, MeasuresSeams)
     EXPECT_EQ(seam.at("seamAcross"), 232 * 33 * 100 / ((9 * 8 + 232) * 33 / 10) - 100);
     EXPECT_TRUE(seam.at("seamAlong").is_null());
     EXPECT_NE(run({"seam", "a.bmp"}).output.find("663 %"), string::npos);
+TEST_F(Tool, ListsColours)
+{
+    const vector<u8> colours = {1, 2, 3, 254, 255, 0, 0, 0, 0};
+    files.write("small.aco", encodeAco(acoRecords(colours)));
+    files.write("picture.bmp", encodeBmp({pictureIndexed, 2, 2, {1, 1, 0, 1}, colours}, {.paletteEntries = 3}));
+    EXPECT_EQ(run({"palette", "small.aco"}).output, "small.aco\n  Number  Colour   Red Green Blue\n"
+                                                    "       0  #010203    1     2    3\n"
+                                                    "       1  #FEFF00  254   255    0\n"
+                                                    "       2  #000000    0     0    0\n");
+    Json document = Json::parse(run({"palette", "picture.bmp", "--json", "--gpl", "c.gpl"}).output);
+    EXPECT_EQ(document["colours"].size(), 3u);
+    EXPECT_EQ(document["colours"][1],
+              Json::parse(R"({"number": 1, "hex": "#FEFF00", "red": 254, "green": 255, "blue": 0, "pixels": 3})"));
+    EXPECT_TRUE(std::equal(colours.begin(), colours.end(), load(path("c.gpl")).palette.begin()));
+    EXPECT_NE(run({"info", "c.gpl"}).output.find(" 3 colours\n"), string::npos);
+
+    // More than a palette holds are a picture; what fills its last row is no colour.
+    vector<u8> many = noisePicture(pictureRgb, 300, 1, 0, 1).rows;
+    files.write("many.aco", encodeAco(acoRecords(many)));
+    EXPECT_EQ(run({"palette", "many.aco", "--gpl", "m.gpl"}).output,
+              "many.aco: Photoshop .ACO, 300 colours -> m.gpl\n");
+    EXPECT_TRUE(std::equal(many.begin(), many.begin() + 768, load(path("m.gpl")).palette.begin()));
+    files.write("rgb.bmp", encodeBmp(small));
+    EXPECT_EQ(run({"palette", "rgb.bmp"}).exitCode, 5);
+}
+
+TEST_F(Tool, ChangesTheToneAsTheLibraryDoes)
+{
+    const Picture picture = noisePicture(pictureRgba, 19, 9, 0, 3);
+    Picture dull = noisePicture(pictureIndexed, 9, 9, 4, 1);
+    dull.palette = {10, 10, 10, 20, 30, 40, 30, 50, 70, 60, 110, 60};
+    files.write("a.png", encodePng(picture));
+    files.write("b.bmp", encodeBmp(dull, {.paletteEntries = 4}));
+    for (int checker : {0, 1}) {
+        ASSERT_EQ(run({"convert", "a.png", "c.png", "--background", checker != 0 ? "checker" : "white"}).exitCode, 0);
+        auto* flat = static_cast<u8*>(malloc(picture.rows.size()));
+        std::copy(picture.rows.begin(), picture.rows.end(), flat);
+        i32 stride = 19 * 4;
+        flat = collapseRGBA(flat, 19, 9, &stride, checker);
+        const Loaded converted = load(path("c.png"));
+        EXPECT_EQ(converted.kind, kindRGB);
+        EXPECT_TRUE(converted.pixels() == vector<u8>(flat, flat + 19 * 9 * 3));
+        free(flat);
+    }
+    EXPECT_EQ(run({"convert", "--stretch", "b.bmp", "b.png"}).output, "b.bmp: BMP, 9 x 9, 4 colours -> b.png\n");
+    const u8 stretched[] = {0, 0, 0, 51, 51, 127, 102, 102, 255, 255, 255, 212};
+    EXPECT_TRUE(std::equal(std::begin(stretched), std::end(stretched), load(path("b.png")).palette.begin()));
+    EXPECT_EQ(run({"convert", "a.png", "c.png", "--background", "blue"}).exitCode, 64);
 }
 
 TEST_F(Tool, HasExamplesThatWork)

@@ -10,10 +10,10 @@
 #include "formats/raster/tiff.h"
 #include "framework/command.h"
 #include "framework/file.h"
+#include "framework/path.h"
 #include "framework/thread_state.h"
 
 constexpr u8 archiveMark[] = {'P', 'K', 3, 4};
-constexpr char extension[] = ".dis";
 constexpr u32 deepestFolder = 16;
 
 // The unpacked archive, until the picture in it is open.
@@ -36,15 +36,7 @@ static bool isArchive(const char* path)
     if (header == nullptr || loadImgLastFilesize() < static_cast<i64>(sizeof archiveMark) ||
         memcmp(header, archiveMark, sizeof archiveMark) != 0)
         return false;
-    const size_t length = strlen(path);
-    const size_t extensionLength = strlen(extension);
-    if (length < extensionLength)
-        return false;
-    for (size_t i = 0; i < extensionLength; i++) {
-        if (tolowerAZ(path[length - extensionLength + i]) != extension[i])
-            return false;
-    }
-    return true;
+    return hasExtension(path, "dis", 4);
 }
 
 static bool unpack(const char* path, Unpacked& unpacked)

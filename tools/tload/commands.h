@@ -16,6 +16,15 @@ struct ConvertRequest {
     std::string source;
     std::string target;
     u32 format = 0;
+    bool stretch = false;
+    std::string background; // "white", "checker" or empty: transparency stays
+};
+
+struct PaletteRequest {
+    std::string source;
+    std::string gimpTarget; // empty: none is written
+    u32 format = 0;
+    bool json = false;
 };
 
 // Numbers of a pair such as 800x600.
@@ -59,3 +68,4 @@ ExitCode convertPicture(const ConvertRequest& request);
 ExitCode renderCloth(const RenderRequest& request);
 ExitCode measureSeam(const SeamRequest& request);
 ExitCode quantizePicture(const QuantizeRequest& request);
+ExitCode showPalette(const PaletteRequest& request);

@@ -7,6 +7,7 @@
 #include <algorithm>
 #include <cerrno>
 #include <cstring>
+#include <iterator>
 #include <string_view>
 
 #include "known_formats.h"
@@ -236,6 +237,15 @@ static u32 countColours(u8* palette)
     return count;
 }
 
+// A palette's picture holds every number once, whenever it is asked for; the colours behind them are black.
+static u32 countShownColours(const Picture& picture)
+{
+    std::vector<u8> numbers(u64{picture.width} * picture.height);
+    if (numbers.empty() || getLoadBand()(numbers.data(), picture.height, picture.width) != loadSuccess)
+        return 0;
+    return *std::max_element(numbers.begin(), numbers.end()) + 1U;
+}
+
 struct Opening {
     int status;
     int errorNumber;
@@ -262,6 +272,8 @@ static Opening openPicture(Picture& picture)
     picture.complaint = output.firstLine();
     if (status == loadSuccess) {
         picture.paletteColours = countColours(picture.palette);
+        if (picture.kind == kindIndexed && isPalette(picture))
+            picture.paletteColours = countShownColours(picture);
         picture.description = text.data();
         if (path != picture.loaderPath.data())
             picture.firstPartFile = picture.loaderPath.data();
@@ -348,6 +360,12 @@ Pixels loadPixels(Picture& picture)
 std::string sizeText(const Picture& picture)
 {
     return std::to_string(picture.width) + " x " + std::to_string(picture.height);
+}
+
+bool isPalette(const Picture& picture)
+{
+    constexpr FormatId palettes[] = {63, 67, 68};
+    return std::find(std::begin(palettes), std::end(palettes), picture.format) != std::end(palettes);
 }
 
 u32 colourCount(const Picture& picture)

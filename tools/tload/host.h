@@ -91,6 +91,8 @@ Pixels loadPixels(Picture& picture);
 
 // "640 x 480"
 std::string sizeText(const Picture& picture);
+// Whether the file is a palette, which the library shows as a picture of its colours.
+bool isPalette(const Picture& picture);
 // 0 for true colour
 u32 colourCount(const Picture& picture);
 // "256 colours", "true colour", ...

@@ -9,7 +9,7 @@
 static constexpr KnownFormat knownFormats[] = {
     {"gif", true}, // 1
     {"png", true},
-    {"pcx", false},
+    {"pcx", true},
     {"jpg jpeg", true},
     {"tif tiff", true}, // 5
     {"", false},
@@ -69,12 +69,12 @@ static constexpr KnownFormat knownFormats[] = {
     {"oom", true}, // 60
     {"wbf", false},
     {"wb", false},
-    {"pal gpl", false},
+    {"pal gpl", true},
     {"dis", true},
     {"org", false}, // 65
     {"ep_", true},
-    {"aco", false},
-    {"acb", false},
+    {"aco", true},
+    {"acb", true},
     {"dp5", false},
     {"wjl", false}, // 70
 };

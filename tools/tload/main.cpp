@@ -21,6 +21,7 @@ static constexpr const char* footer =
     "                                      make a picture of 16 colours of it\n"
     "  tload render rose.gif cloth.png     how does it look woven, repeat beside repeat?\n"
     "  tload seam rose.gif                 do the repeats join without a visible seam?\n"
+    "  tload palette rose.gif              which colours does it have?\n"
     "  tload formats                       which kinds of files can be opened?\n"
     "  tload convert --help                more about one command\n"
     "  tload info -- -rose.gif             a name that begins with a dash goes behind two dashes\n"
@@ -37,8 +38,9 @@ static constexpr const char* footer =
     "   6  the format is another one, is not known or cannot be loaded";
 
 static constexpr const char* convertFooter =
-    "The PNG keeps every pixel, the resolution and the multipliers. An existing file is replaced, but only when\n"
-    "the new one is complete. The settings that 'tload --help' lists can be given here too.\n"
+    "The PNG keeps every pixel, the resolution and the multipliers. With --stretch each channel is spread over all\n"
+    "levels, with --background transparent pixels are laid on white or on grey squares. An existing file is replaced,\n"
+    "but only when the new one is complete. The settings that 'tload --help' lists can be given here too.\n"
     "\n"
     "Example:\n"
     "  tload convert rose.gif rose.png";
@@ -52,6 +54,15 @@ static constexpr const char* quantizeFooter =
     "  tload quantize rose.jpg rose.png --colours 16\n"
     "  tload quantize rose.jpg rose.png --colours 12 --dither 16 --size 400x320\n"
     "  tload quantize rose.jpg rose.png --palette yarns.gif";
+
+static constexpr const char* paletteFooter =
+    "Shows the colours of palettes (.pal, .gpl, .aco, .acb) and of pictures with a palette, with a patch of each "
+    "where\n"
+    "the terminal can show it. The settings that 'tload --help' lists can be given here too.\n"
+    "\n"
+    "Examples:\n"
+    "  tload palette yarns.aco\n"
+    "  tload palette rose.gif --gpl rose.gpl";
 
 static constexpr const char* infoFooter = "Examples:\n"
                                           "  tload info rose.gif\n"
@@ -242,6 +253,10 @@ static ExitCode run(int argc, char** argv)
     ConvertRequest convertRequest;
     CLI::App* convert = app.add_subcommand("convert", "Turn a file into a PNG picture");
     addFileOptions(*convert, convertRequest.source, convertRequest.target, convertRequest.format);
+    convert->add_flag("--stretch", convertRequest.stretch, "Stretch the contrast of colour pictures to the full range");
+    convert->add_option("--background", convertRequest.background, "What shows through: white or checker")
+        ->type_name("COLOUR")
+        ->check(CLI::IsMember({"white", "checker"}).description(""));
     convert->footer(convertFooter);
 
     RenderRequest renderRequest;
@@ -259,7 +274,15 @@ static ExitCode run(int argc, char** argv)
     CLI::App* quantize = app.add_subcommand("quantize", "Turn a file into a PNG picture of few colours");
     addQuantizeOptions(*quantize, quantizeRequest);
 
-    for (CLI::App* command : {formats, info, convert, quantize, render, seam})
+    PaletteRequest paletteRequest;
+    CLI::App* palette = app.add_subcommand("palette", "Show the colours of a palette or a picture");
+    palette->add_option("IN", paletteRequest.source, "The file to read")->type_name("")->required();
+    palette->add_flag("--json", paletteRequest.json, "Print JSON, for other programs");
+    palette->add_option("--gpl", paletteRequest.gimpTarget, "Write a GIMP palette")->type_name("OUT.gpl");
+    addFormatOption(*palette, paletteRequest.format);
+    palette->footer(paletteFooter);
+
+    for (CLI::App* command : {formats, info, convert, quantize, palette, render, seam})
         command->fallthrough();
 
     try {
@@ -268,13 +291,14 @@ static ExitCode run(int argc, char** argv)
         return endParsing(app, error);
     }
     if (app.get_subcommands().empty()) {
-        fputs("tload: say what to do: info, convert, quantize, render, seam or formats (see tload --help).\n", stderr);
+        fputs("tload: say what to do: info, convert, quantize, palette, render, seam or formats (see tload --help).\n", stderr);
         return exitUsage;
     }
     applySettings(settings);
     ExitCode exitCode = formats->parsed()    ? listFormats(formatsJson)
                         : info->parsed()     ? showInfo(infoRequest)
                         : quantize->parsed() ? quantizePicture(quantizeRequest)
+                        : palette->parsed()  ? showPalette(paletteRequest)
                         : render->parsed()   ? renderCloth(renderRequest)
                         : seam->parsed()     ? measureSeam(seamRequest)
                                              : convertPicture(convertRequest);

@@ -1,0 +1,389 @@
+// Run-length-encoded PCX pictures: bilevel, bit planes of 16 colours, 8 bits and 24 bits.
+//
+//   header    128 bytes, see the offsets below; numbers are little-endian
+//   data      scanlines of planes x bytes-per-line bytes, a plane after the other. A byte with its two highest bits set
+//             is the length of a run of the byte that follows, every other byte stands for itself. Runs may go on in
+//             the next scanline.
+//   palette   in version 5 the last 769 bytes may be 12 and 256 triples of R, G, B
+#include <cstdlib>
+#include <utility>
+
+#include "color/levels.h"
+#include "framework/bytes.h"
+#include "framework/file.h"
+#include "framework/loader.h"
+#include "framework/thread_state.h"
+
+#if defined(__x86_64__)
+#include <tmmintrin.h>
+#endif
+
+constexpr i64 probedBytes = 3;
+constexpr size_t headerSize = 128;
+constexpr u8 manufacturer = 0x0A;
+constexpr u8 newestVersion = 5;
+constexpr u8 runLengthEncoding = 1;
+
+// Offsets in the header.
+constexpr size_t atVersion = 1;
+constexpr size_t atEncoding = 2;
+constexpr size_t atBitsPerPlane = 3;
+constexpr size_t atLeft = 4;
+constexpr size_t atTop = 6;
+constexpr size_t atRight = 8;
+constexpr size_t atBottom = 10;
+constexpr size_t atPalette = 16;
+constexpr size_t atPlanes = 65;
+constexpr size_t atBytesPerLine = 66;
+
+constexpr i64 paletteFromEnd = 769;
+constexpr u8 paletteMark = 12;
+
+constexpr u32 largestSide = 65520;
+constexpr u32 largestDepth = 30; // a number of colours that has a sign
+constexpr u8 runMark = 0xC0;
+constexpr u32 longestRun = 63;
+constexpr u32 trueColourPlanes = 3;
+constexpr u8 byteAtEnd = 0xFF; // what indexed pictures read behind the file's end
+
+struct PcxReader {
+    size_t next;
+    size_t end;
+    bool isEnded; // the file has no further bytes
+    u8 runValue;
+    u8 runCount;
+    u8 largest; // of all values of runs and single bytes
+    u8 block[1 << 16];
+};
+
+enum class AtEnd { stops, goesOn };
+
+// False at the end of the file when the reader stops there.
+static bool nextByte(PcxReader& reader, FILE* stream, AtEnd atEnd, u8& byte)
+{
+    if (reader.next == reader.end && !reader.isEnded) {
+        reader.next = 0;
+        reader.end = fread(reader.block, 1, sizeof reader.block, stream);
+        reader.isEnded = reader.end == 0;
+    }
+    if (reader.isEnded) {
+        byte = byteAtEnd;
+        return atEnd == AtEnd::goesOn;
+    }
+    byte = reader.block[reader.next++];
+    return true;
+}
+
+static bool readRun(PcxReader& reader, FILE* stream, AtEnd atEnd)
+{
+    u8 byte;
+    u8 count = 1;
+    if (!nextByte(reader, stream, atEnd, byte))
+        return false;
+    if (byte >= runMark) {
+        count = byte & longestRun;
+        if (!nextByte(reader, stream, atEnd, byte))
+            return false;
+    }
+    reader.runValue = byte;
+    reader.runCount = count;
+    reader.largest = std::max(reader.largest, byte);
+    return true;
+}
+
+// Decodes the runs that stand in the block already, to behind count samples where a last run is longer: samples has
+// room for one more run.
+static u64 decodeBlock(PcxReader& reader, u8* samples, u64 count)
+{
+    const u8* next = reader.block + reader.next;
+    const u8* const end = reader.block + reader.end;
+    u8* sample = samples;
+    u8* const lastSample = samples + count;
+    u8 largest = reader.largest;
+    while (sample < lastSample && end - next >= 2) {
+        const u8 byte = *next;
+        if (byte < runMark) {
+            *sample++ = byte;
+            largest = std::max(largest, byte);
+            next++;
+            continue;
+        }
+        const u8 value = next[1];
+        memset(sample, value, longestRun);
+        sample += byte & longestRun;
+        largest = std::max(largest, value);
+        reader.runValue = value;
+        next += 2;
+    }
+    reader.largest = largest;
+    reader.next = static_cast<size_t>(next - reader.block);
+    if (sample > lastSample) {
+        reader.runCount = static_cast<u8>(sample - lastSample);
+        return count;
+    }
+    return static_cast<u64>(sample - samples);
+}
+
+// Returns how many of count samples there were. samples has room for one run more.
+static u64 decodeSamples(PcxReader& reader, FILE* stream, AtEnd atEnd, u8* samples, u64 count)
+{
+    u64 done = 0;
+    while (done < count) {
+        if (reader.runCount == 0)
+            done += decodeBlock(reader, samples + done, count - done);
+        if (done == count || (reader.runCount == 0 && !readRun(reader, stream, atEnd)))
+            break;
+        const auto size = static_cast<u8>(std::min<u64>(reader.runCount, count - done));
+        memset(samples + done, reader.runValue, size);
+        reader.runCount -= size;
+        done += size;
+    }
+    return done;
+}
+
+#if defined(__x86_64__)
+// The whole blocks of 16 pixels; returns how many pixels that were.
+__attribute__((target("ssse3"))) static u64 interleaveBlocks(u8* row, const u8* const planes[3], u64 width)
+{
+    // Which byte of its plane each byte of three blocks is; 0x80 marks those of other planes.
+    alignas(16) u8 order[3][3][16];
+    for (u32 i = 0; i < 48; i++) {
+        for (u32 plane = 0; plane < 3; plane++)
+            order[i / 16][plane][i % 16] = i % 3 == plane ? static_cast<u8>(i / 3) : 0x80;
+    }
+    u64 x = 0;
+    for (; x + 16 <= width; x += 16) {
+        for (u32 part = 0; part < 3; part++) {
+            __m128i pixels = _mm_setzero_si128();
+            for (u32 plane = 0; plane < 3; plane++) {
+                const __m128i samples = _mm_loadu_si128(reinterpret_cast<const __m128i*>(planes[plane] + x));
+                const __m128i places = _mm_load_si128(reinterpret_cast<const __m128i*>(order[part][plane]));
+                pixels = _mm_or_si128(pixels, _mm_shuffle_epi8(samples, places));
+            }
+            _mm_storeu_si128(reinterpret_cast<__m128i*>(row + 3 * x + u64{16} * part), pixels);
+        }
+    }
+    return x;
+}
+#endif
+
+static void interleave(u8* row, const u8* scanline, u64 bytesPerLine, u64 width)
+{
+    const u8* const planes[3] = {scanline, scanline + bytesPerLine, scanline + 2 * bytesPerLine};
+    const u64 stored = std::min(width, bytesPerLine);
+    u64 x = 0;
+#if defined(__x86_64__)
+    if (__builtin_cpu_supports("ssse3"))
+        x = interleaveBlocks(row, planes, stored);
+#endif
+    for (; x < stored; x++) {
+        for (u32 plane = 0; plane < 3; plane++)
+            row[3 * x + plane] = planes[plane][x];
+    }
+}
+
+// The picture of a 24-bit file, as far as there are data, with its brightest sample raised to 255; false when memory
+// does not suffice.
+static bool decodePicture(const PcxState& state, FILE* stream, PcxReader& reader, Buffer& picture)
+{
+    const u64 rowBytes = u64{trueColourPlanes} * state.width;
+    Buffer scanline;
+    if (!picture.allocate(rowBytes * state.height) || !scanline.allocate(state.scanlineBytes + longestRun))
+        return false;
+    u64 rows = 0;
+    for (u64 decoded = state.scanlineBytes; decoded > 0 && decoded == state.scanlineBytes && rows < state.height;) {
+        decoded = decodeSamples(reader, stream, AtEnd::stops, scanline.bytes, state.scanlineBytes);
+        memset(scanline.bytes + decoded, 0, state.scanlineBytes - decoded);
+        if (decoded > 0)
+            interleave(picture.bytes + rowBytes * rows++, scanline.bytes, state.scanlineBytes / trueColourPlanes,
+                       state.width);
+    }
+    if (reader.largest > 0 && reader.largest < 255) {
+        const u8 largest = reader.largest;
+        const Levels levels = {{}, {largest, largest, largest}};
+        stretchLevels(picture.bytes, 0, rowBytes * rows, 1, trueColourPlanes, levels);
+    }
+    return true;
+}
+
+// From the end of the file or, as many colours as the pixels can name, from the header, behind which all is zero.
+static void readPalette(FILE* stream, const u8* header, u32 colours, u8* palette)
+{
+    const i64 size = loadImgLastFilesize();
+    if (header[atVersion] == newestVersion && size >= paletteFromEnd) {
+        u8 mark = 0;
+        const bool isMarked =
+            fseeko(stream, size - paletteFromEnd, SEEK_SET) == 0 && readByte(stream, mark) && mark == paletteMark;
+        const bool isRead = isMarked && readExactly(stream, palette, size_t{3} * paletteColours);
+        fseeko(stream, headerSize, SEEK_SET);
+        if (isRead)
+            return;
+    }
+    if (colours <= paletteColours) {
+        const size_t wanted = size_t{3} * colours;
+        const size_t stored = std::min(wanted, headerSize - atPalette);
+        memcpy(palette, header + atPalette, stored);
+        memset(palette + stored, 0, wanted - stored);
+    }
+}
+
+static void release(PcxState& state)
+{
+    closeSlot(state.file);
+    free(state.reader);
+    free(state.picture);
+    free(state.rowWork);
+    state = {};
+}
+
+static u8* taken(Buffer& buffer)
+{
+    return std::exchange(buffer.bytes, nullptr);
+}
+
+static LoadStatus tryLoad(const LoadRequest& request, ImageInfo& image)
+{
+    const u8* probed = loadImgCheckHeader(request.path);
+    if (probed == nullptr || loadImgLastFilesize() < probedBytes || probed[0] != manufacturer ||
+        probed[atVersion] > newestVersion || probed[atEncoding] != runLengthEncoding)
+        return loadWrongFormat;
+    File file;
+    u8 header[headerSize];
+    if (!file.open(request.path) || !readExactly(file.stream, header, sizeof header))
+        return loadCannotRead;
+    const u32 width = littleEndian16(header + atRight) - littleEndian16(header + atLeft) + 1;
+    const u32 height = littleEndian16(header + atBottom) - littleEndian16(header + atTop) + 1;
+    const u32 bits = header[atBitsPerPlane];
+    const u32 planes = header[atPlanes];
+    const u32 depth = bits * planes % 32;
+    if (header[0] != manufacturer || header[atVersion] > newestVersion || width < 1 || width > largestSide ||
+        height < 1 || height > largestSide || depth > largestDepth)
+        return loadWrongFormat;
+
+    PcxState loaded{};
+    loaded.width = width;
+    loaded.height = height;
+    loaded.planes = planes;
+    loaded.colours = 1U << depth;
+    loaded.scanlineBytes = planes * littleEndian16(header + atBytesPerLine);
+    const bool isIndexed = loaded.colours <= paletteColours;
+    readPalette(file.stream, header, loaded.colours, image.palette);
+    if (!isIndexed && (bits != 8 || planes != trueColourPlanes))
+        return loadWrongFormat;
+    image.kind = isIndexed ? kindIndexed : kindRGB;
+    image.width = width;
+    image.height = height;
+    reportImage(image, "PCX", pictureOrientation);
+
+    Buffer reader;
+    Buffer picture;
+    LoadStatus status = reader.allocate(sizeof(PcxReader)) ? loadSuccess : loadOutOfMemory;
+    if (status == loadSuccess && !isIndexed && request.wantPalette != 0 &&
+        !decodePicture(loaded, file.stream, *reinterpret_cast<PcxReader*>(reader.bytes), picture))
+        status = loadOutOfMemory;
+    PcxState& state = threadState().raster.pcx;
+    release(state);
+    handOver(file, loaded.file); // also where memory did not suffice: the next load or endLoad closes it
+    if (status == loadSuccess) {
+        loaded.reader = reinterpret_cast<PcxReader*>(taken(reader));
+        loaded.picture = taken(picture);
+    }
+    state = loaded;
+    return status;
+}
+
+// Every bit of a byte in a byte of its own, the highest one first in memory.
+struct BitTable {
+    u64 ofByte[256];
+};
+
+static constexpr BitTable makeBitTable()
+{
+    BitTable table{};
+    for (u32 byte = 0; byte < 256; byte++) {
+        for (u32 bit = 0; bit < 8; bit++)
+            table.ofByte[byte] |= u64{byte >> (7 - bit) & 1} << 8 * bit;
+    }
+    return table;
+}
+
+static constexpr BitTable bitTable = makeBitTable();
+
+// Writes whole bytes of pixels, up to seven more than the row has.
+static void unpackPlanes(u8* row, const u8* scanline, u64 planeBytes, u32 planes, u64 width)
+{
+    for (u64 i = 0; i < (width + 7) / 8; i++) {
+        u64 pixels = 0;
+        for (u32 plane = 0; plane < planes; plane++)
+            pixels |= bitTable.ofByte[scanline[plane * planeBytes + i]] << plane;
+        for (u32 x = 0; x < 8; x++)
+            row[8 * i + x] = static_cast<u8>(pixels >> 8 * x);
+    }
+}
+
+static LoadStatus loadIndexedRows(PcxState& state, u8* rows, u32 count, u32 bytesPerRow)
+{
+    constexpr u32 planesOfByte = 8; // higher ones leave the byte
+    // What a line lacks of the width is zero.
+    const u64 lineEnd = u64{state.scanlineBytes} + state.width + longestRun;
+    if (state.rowWork == nullptr)
+        state.rowWork = static_cast<u8*>(calloc(lineEnd + state.width + 7, 1));
+    if (state.rowWork == nullptr)
+        return loadOutOfMemory;
+    u8* scanline = state.rowWork;
+    u8* row = state.rowWork + lineEnd;
+    const u64 planeBytes = state.planes > 0 ? state.scanlineBytes / state.planes : 0;
+    const u32 planes = state.colours == 2 ? 1 : std::min(state.planes, planesOfByte);
+
+    const u32 wanted = std::min(count, state.height - state.rowsDelivered);
+    for (u32 i = 0; i < wanted; i++) {
+        decodeSamples(*state.reader, state.file, AtEnd::goesOn, scanline, state.scanlineBytes);
+        memset(scanline + state.scanlineBytes, 0, longestRun);
+        if (state.reader->runCount == 0)
+            readRun(*state.reader, state.file, AtEnd::goesOn);
+        if (ferror(state.file) != 0)
+            return loadBadData;
+        if (state.colours != paletteColours)
+            unpackPlanes(row, scanline, planeBytes, planes, state.width);
+        deliverRow(rows + u64{i} * bytesPerRow, state.colours == paletteColours ? scanline : row, state.width,
+                   bytesPerRow);
+        state.rowsDelivered++;
+    }
+    return wanted < count ? loadBadData : loadSuccess;
+}
+
+static LoadStatus loadBand(u8* rows, u32 count, u32 bytesPerRow)
+{
+    PcxState& state = threadState().raster.pcx;
+    if (state.reader == nullptr)
+        return loadBadData;
+    if (state.colours <= paletteColours)
+        return loadIndexedRows(state, rows, count, bytesPerRow);
+    if (state.picture == nullptr)
+        return loadBadData;
+    const u64 rowBytes = u64{trueColourPlanes} * state.width;
+    const u32 wanted = std::min(count, state.height - state.rowsDelivered);
+    const u8* source = state.picture + rowBytes * state.rowsDelivered;
+    // Rows without a gap go to their place in the whole picture, of which rows is then the beginning; others follow
+    // each other from rows on.
+    if (bytesPerRow == rowBytes) {
+        if (wanted > 0)
+            memcpy(rows + rowBytes * state.rowsDelivered, source, rowBytes * wanted);
+    } else {
+        for (u64 i = 0; i < wanted; i++)
+            deliverRow(rows + i * bytesPerRow, source + i * rowBytes, rowBytes, bytesPerRow);
+    }
+    state.rowsDelivered += wanted;
+    return wanted < count ? loadBadData : loadSuccess;
+}
+
+static LoadStatus endLoad()
+{
+    release(threadState().raster.pcx);
+    return loadSuccess;
+}
+
+void registerLoadPCX()
+{
+    registerEntries<tryLoad, loadBand, endLoad>();
+}
