@@ -66,29 +66,26 @@ static Picture dullPicture(uint32_t kind)
     return picture;
 }
 
-int main(int argc, char** argv)
+static const Picture& pictureOfKind(uint32_t kind)
 {
-    struct Work {
-        const char* name;
-        uint32_t kind;
-        u8* (*work)(u8*, const Picture&);
-    };
-    const Work works[] = {{"contrastStretch/RGB", pictureRgb, stretch},
-                          {"contrastStretch/RGBA", pictureRgba, stretch},
-                          {"contrastStretch/indexed", pictureIndexed, stretch},
-                          {"collapseRGBA/white", pictureRgba, flatten<0>},
-                          {"collapseRGBA/checkerboard", pictureRgba, flatten<1>},
-                          {"memcpy/RGB", pictureRgb, copyAway},
-                          {"memcpy/RGBA", pictureRgba, copyAway},
-                          {"memcpy/indexed", pictureIndexed, copyAway}};
-    const Picture pictures[] = {dullPicture(pictureIndexed), dullPicture(pictureRgb), dullPicture(pictureRgba)};
-    for (const Work& one : works) {
-        const Picture& picture = pictures[one.kind == pictureRgba ? 2 : one.kind - 1];
-        benchmark::RegisterBenchmark(one.name, timeOnCopies, picture, one.work)
-            ->UseManualTime()
-            ->Unit(benchmark::kMillisecond);
-    }
-    benchmark::Initialize(&argc, argv);
-    benchmark::RunSpecifiedBenchmarks();
-    return 0;
+    static const Picture pictures[] = {dullPicture(pictureIndexed), dullPicture(pictureRgb), dullPicture(pictureRgba)};
+    return pictures[kind == pictureRgba ? 2 : kind - 1];
 }
+
+template <uint32_t kind, u8* (*work)(u8*, const Picture&)>
+static void timeWork(benchmark::State& state)
+{
+    timeOnCopies(state, pictureOfKind(kind), work);
+}
+
+#define TONE_BENCHMARK(name, kind, work)                                                                               \
+    BENCHMARK(timeWork<kind, work>)->Name(name)->UseManualTime()->Unit(benchmark::kMillisecond)
+
+TONE_BENCHMARK("contrastStretch/RGB", pictureRgb, stretch);
+TONE_BENCHMARK("contrastStretch/RGBA", pictureRgba, stretch);
+TONE_BENCHMARK("contrastStretch/indexed", pictureIndexed, stretch);
+TONE_BENCHMARK("collapseRGBA/white", pictureRgba, flatten<0>);
+TONE_BENCHMARK("collapseRGBA/checkerboard", pictureRgba, flatten<1>);
+TONE_BENCHMARK("memcpy/RGB", pictureRgb, copyAway);
+TONE_BENCHMARK("memcpy/RGBA", pictureRgba, copyAway);
+TONE_BENCHMARK("memcpy/indexed", pictureIndexed, copyAway);

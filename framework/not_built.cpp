@@ -22,10 +22,6 @@ static void registerRefusal()
     registerEntries<refuse, loadNothing, endNothing>();
 }
 
-{
-    registerRefusal();
-}
-
 void registerLoadSophisC()
 {
     registerRefusal();
@@ -186,10 +182,6 @@ void registerLoadWB()
     registerRefusal();
 }
 
-{
-    registerRefusal();
-}
-
 void registerLoadORG()
 {
     registerRefusal();
@@ -203,6 +195,4 @@ void registerLoadTsudakomaDP5()
 void registerLoadActWJL()
 {
     registerRefusal();
-}
-
 }

@@ -55,34 +55,36 @@ struct TiffState {
     u32 width;
     u32 rowCursor;
     char folder[folderNameBytes]; // of the unpacked archive, removed at the end; empty = none
-    struct PcxState {
-        FILE* file;
-        PcxReader* reader;
-        u8* picture; // 24 bit, decoded
-        u8* rowWork; // the scanline and the row that is made of it
-        u32 width;
-        u32 height;
-        u32 planes;
-        u32 colours;
-        u32 scanlineBytes;
-        u32 rowsDelivered;
-    };
+};
 
-    // Of the palettes that are shown as pictures. TongYuan programs keep their file here, too.
-    struct PaletteFileState {
-        FILE* file;
-        FormatId format; // whose file it is
-        u32 colours;
-        u32 coloursDecoded;
-        u32 variant; // the version of a swatch file, the colour space of a colour book
-    };
+struct PcxState {
+    FILE* file;
+    PcxReader* reader;
+    u8* picture; // 24 bit, decoded
+    u8* rowWork; // the scanline and the row that is made of it
+    u32 width;
+    u32 height;
+    u32 planes;
+    u32 colours;
+    u32 scanlineBytes;
+    u32 rowsDelivered;
+};
 
-    struct RasterState {
-        BmpState bmp;
-        GifState gif;
-        PngState png;
-        JpegState jpeg;
-        TiffState tiff;
-        PcxState pcx;
-        PaletteFileState palette;
-    };
+// Of the palettes that are shown as pictures. TongYuan programs keep their file here, too.
+struct PaletteFileState {
+    FILE* file;
+    FormatId format; // whose file it is
+    u32 colours;
+    u32 coloursDecoded;
+    u32 variant; // the version of a swatch file, the colour space of a colour book
+};
+
+struct RasterState {
+    BmpState bmp;
+    GifState gif;
+    PngState png;
+    JpegState jpeg;
+    TiffState tiff;
+    PcxState pcx;
+    PaletteFileState palette;
+};
