@@ -105,7 +105,8 @@ typedef int (*TryLoadFn)(const char* path, u32* kind, u32* width, u32* height, u
  *
  * Ask for the whole picture in one call (rows = height): some formats are stored interlaced or as a program that is
  * expanded at once. BMP files are stored from the bottom up: however many rows are asked for, buf is the first row of
- * the whole picture.
+ * the whole picture. So it is for PCX files of 24 bits when bytesPerRow is the row size; with any other bytesPerRow buf
+ * is the first row asked for. Palettes number their colours anew in every call and run on over bytesPerRow.
  *
  * Returns a LoadStatus; anything but 0 is a failure, and which it is depends on the format. Most report 7 when the data
  * end early, GIF 3 and PNG 4; what a JPEG file lacks its decoder makes up. 2 when a work buffer cannot be allocated, 7
@@ -413,21 +414,27 @@ TLOAD_API int readTevrinWeave(FILE* file, char* line, i32* mode, i32* width, i32
                               i32** threading, u8** plane);
 
 /* ---------------------------------------------------------------------------------------------------------------
- * Colour and image utilities: stateless functions on the caller's buffers. Strides are bytes unless a comment says
- * otherwise, palettes are packed R, G, B triples. They are declared so that hosts can link against them from the start;
- * this version answers as they do on failure: no result, 0 or null, the caller's data unchanged.
+ * Colour spaces, contrast and transparency: stateless functions on the caller's buffers. Strides are bytes unless a comment says
+ * otherwise, palettes are packed R, G, B triples.
  */
 
-/* RGB 0..255; H in degrees 0..359, S and L in thousandths. */
+/* RGB 0..255; H in degrees 0..359, S and L in thousandths, 0..1000. A pure red has the hue 359. */
 TLOAD_API void RGBtoHSL(const i32 rgb[3], u32 hsl[3]);
+/* The other way hues outside 0..359 are black. */
 TLOAD_API void HSLtoRGB(const i32 hsl[3], u32 rgb[3]);
-/* L, a and b in hundredths. */
+/* L (0..10000), a and b of CIE L*a*b* in hundredths, under daylight, to linear RGB without a gamma curve. */
 TLOAD_API void Lab2RGB100(i32 L, i32 a, i32 b, u8* red, u8* green, u8* blue);
 
-/* Stretches each channel to 0..255 in place; kind 1 changes the palette, any other the pixels. */
+/* Stretches each of R, G and B from its darkest and brightest level to 0..255, in place. kind 1 looks at width x height
+ * bytes that follow each other, whatever stride is, takes the levels of the colours that occur and changes all 256
+ * entries of palette (768 bytes), of which those outside the levels wrap around. kind 7 has 4 bytes a pixel, of which
+ * alpha is left alone, any other kind 3; palette is then not used and may be null. Nothing changes when a channel has
+ * only one level or the picture no pixel. */
 TLOAD_API void contrastStretch(u8* pixels, i32 stride, i32 kind, i32 width, i32 height, u8* palette);
-/* Flattens RGBA rows to RGB over white or a grey checkerboard, in place; buffer comes from malloc, the result is its
- * address afterwards and *stride its new stride. */
+/* Flattens RGBA rows to RGB over white (checkerboard 0) or grey squares of 8 x 8 pixels, in place. buffer comes from
+ * malloc and is shrunk to the width x 3 x height bytes of the packed result: the returned address, which is the
+ * caller's to free, replaces it, and *stride becomes 3 x width. A *stride below 4 x width leaves everything as it is, a
+ * width or height of 0 the buffer. */
 TLOAD_API u8* collapseRGBA(u8* buffer, i32 width, i32 height, i32* stride, i32 checkerboard);
 
 #ifdef __cplusplus
