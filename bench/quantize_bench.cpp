@@ -53,8 +53,8 @@ static double meanSquaredError(const Photo& photo, const u8* palette)
 
 static void reportPixels(benchmark::State& state, double pixels)
 {
-    state.counters["ns_per_pixel"] =
-        benchmark::Counter(pixels * 1e-9, benchmark::Counter::kIsIterationInvariantRate | benchmark::Counter::kInvert);
+    state.counters["per_pixel"] =
+        benchmark::Counter(pixels, benchmark::Counter::kIsIterationInvariantRate | benchmark::Counter::kInvert);
 }
 
 static void quantize(benchmark::State& state, decltype(colorQuantize)* run)
