@@ -32,21 +32,6 @@ void registerLoadTIFF()
     registerRefusal();
 }
 
-void registerLoadSophisC()
-{
-    registerRefusal();
-}
-
-void registerLoadSophisI()
-{
-    registerRefusal();
-}
-
-void registerLoadSchleicher()
-{
-    registerRefusal();
-}
-
 void registerLoadWeave()
 {
     registerRefusal();
@@ -73,11 +58,6 @@ void registerLoadAVLJ1P()
 }
 
 void registerLoadPUN()
-{
-    registerRefusal();
-}
-
-void registerLoadQTE()
 {
     registerRefusal();
 }
@@ -112,11 +92,6 @@ void registerLoadSometCOP()
     registerRefusal();
 }
 
-void registerLoadSophisW()
-{
-    registerRefusal();
-}
-
 void registerLoadVamatexPID()
 {
     registerRefusal();
@@ -127,22 +102,12 @@ void registerLoadVamatexPIW()
     registerRefusal();
 }
 
-void registerLoadQTEMOT()
-{
-    registerRefusal();
-}
-
 void registerLoadTongYuanDY()
 {
     registerRefusal();
 }
 
 void registerLoadPignoneARM()
-{
-    registerRefusal();
-}
-
-void registerLoadUWF()
 {
     registerRefusal();
 }
@@ -162,17 +127,7 @@ void registerLoadUPT()
     registerRefusal();
 }
 
-void registerLoadQTZ()
-{
-    registerRefusal();
-}
-
 void registerLoadDoStyle()
-{
-    registerRefusal();
-}
-
-void registerLoadSMIT()
 {
     registerRefusal();
 }
@@ -183,11 +138,6 @@ void registerLoadAPF()
 }
 
 void registerLoadColorado()
-{
-    registerRefusal();
-}
-
-void registerLoadNedgraphicsPAT()
 {
     registerRefusal();
 }

@@ -9,8 +9,14 @@
 #include "samples/jc4_writer.h"
 #include "samples/jc5_writer.h"
 #include "samples/jpeg_writer.h"
+#include "samples/nedgraphics_writer.h"
 #include "samples/pbm_writer.h"
 #include "samples/png_writer.h"
+#include "samples/qte_writer.h"
+#include "samples/schleicher_writer.h"
+#include "samples/smit_writer.h"
+#include "samples/sophis_writer.h"
+#include "samples/uwf_writer.h"
 #include "samples/wif_writer.h"
 
 static const uint32_t size = 256;
@@ -107,6 +113,20 @@ static const Sample samples[] = {
     {"motif-liftplan.wif", [] { return encodeWif(draftOfPicture(motifPicture(pictureBilevel, 240, 240))); }},
     {"motif.db1", [] { return encodeDobby1858(motifShadow(40, 56)); }},
     {"motif-little-endian.db1", [] { return encodeDobby1858(motifShadow(40, 56), {.littleEndian = true}); }},
+    {"motif.sophis-weave", [] { return encodeSophisWeave(motifPicture(pictureBilevel, weaveSize, weaveSize)); }},
+    {"motif.sophis-card", [] { return encodeSophisCard(motifPicture(pictureBilevel, weaveSize, weaveSize)); }},
+    {"motif.sophis-image", [] { return encodeSophisImage(motifPicture(pictureIndexed, size, size)); }},
+    {"motif.uwf",
+     [] {
+         return encodeUwf(motifPicture(pictureBilevel, weaveSize, weaveSize), {.widths = {320, 80}});
+     }},
+    {"motif.s01", [] { return encodeSchleicher(motifPicture(pictureBilevel, 448, 448), {.block = 4}); }},
+    {"motif-smit.arm", [] { return encodeSmit(motifShadow(48, 66)); }},
+    {"motif-smit-terry.arm", [] { return encodeSmit(motifShadow(96, 132)); }},
+    {"motif-nedgraphics.pat", [] { return encodeNedgraphics(motifPicture(pictureIndexed, size, size), 55); }},
+    {"motif.qte", [] { return encodeQte(motifPicture(pictureBilevel, weaveSize, weaveSize)); }},
+    {"motif.mot", [] { return encodeQteMotif(motifPicture(pictureBilevel, weaveSize, weaveSize), 2); }},
+    {"motif.qtz", [] { return encodeQtz(motifPicture(pictureBilevel, weaveSize, weaveSize), "motif.qte"); }},
 };
 
 int main(int argc, char** argv)

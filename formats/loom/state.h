@@ -49,10 +49,31 @@ struct BonasState {
     u32 height;
 };
 
+struct SchleicherState {
+    FILE* file; // at the next record
+    u32 rowsLeft;
+    u32 rowBytes;
+    u32 extraBytes; // behind the hooks of a record
+    u32 block;      // how many groups of hooks take turns
+};
+
+struct QteState {
+    RowFile rows;
+    u32 bitOffset; // of the first pixel in a stored row, 0..7
+    u32 width;
+    char tempName[partNameBytes]; // removed at the end; empty = none
+};
+
 struct LoomState {
     StaubliState staubli;
     StaubliJc5State staubliJc5;
     BonasState bonas;
     RowTable wif;
     RowFile dobby1858;
+    RowFile sophis;
+    RowTable uwf;
+    SchleicherState schleicher;
+    RowTable smit;
+    RowFile nedgraphics;
+    QteState qte;
 };

@@ -12,10 +12,10 @@ static constexpr KnownFormat knownFormats[] = {
     {"pcx", false},
     {"jpg jpeg", true},
     {"tif tiff", false}, // 5
-    {"", false},
-    {"", false},
+    {"", true},
+    {"", true},
     {"ep", true},
-    {"s01", false},
+    {"s01", true},
     {"", false}, // 10
     {"pbm pgm ppm", false},
     {"jc4", true},
@@ -31,30 +31,30 @@ static constexpr KnownFormat knownFormats[] = {
     {"j1p", false},
     {"bmp", true},
     {"pun", false},
-    {"qte", false}, // 25
+    {"qte", true}, // 25
     {"pat", false},
     {"pat", false},
     {"bbi", false},
     {"dat", false},
     {"dop", false}, // 30
     {"cop", false},
-    {"", false},
+    {"", true},
     {"pid", false},
     {"piw", false},
-    {"mot", false}, // 35
+    {"mot", true}, // 35
     {"dy", false},
     {"arm", false},
-    {"uwf", false},
+    {"uwf", true},
     {"drape", false},
     {"", false}, // 40
     {"upt", false},
     {"zc5", true},
-    {"qtz", false},
+    {"qtz", true},
     {"", false},
-    {"arm", false}, // 45
+    {"arm", true}, // 45
     {"apf", false},
     {"", false},
-    {"pat", false},
+    {"pat", true},
     {"des", false},
     {"cgs", false}, // 50
     {"", false},
