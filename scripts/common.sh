@@ -17,8 +17,8 @@ install_missing() {
 }
 
 build_packages=(g++ cmake ninja-build libpng-dev libjpeg-dev zlib1g-dev libcli11-dev nlohmann-json3-dev)
-helper_packages=(gzip mscompress) # what tload runs for packed files
-test_packages=(libgtest-dev clang-format binutils)
+helper_packages=(gzip mscompress unzip) # what tload runs for packed files
+test_packages=(libgtest-dev clang-format binutils zip)
 
 # build PRESET TARGET... : quiet unless something goes wrong
 build() {

@@ -188,18 +188,31 @@ static LoadStatus tryLoadArchive(const LoadRequest& request, ImageInfo& image)
     return status;
 }
 
+typedef u64 Words __attribute__((vector_size(16)));
+
+// Goes on from byte i as long as whole words fit and returns where it stopped. What crosses from one byte of a word to
+// the next is masked out and comes from the same word read one byte further on.
+template <typename Word>
+static u64 shiftWords(u8* to, const u8* from, u64 i, u64 size, u32 bits)
+{
+    static_assert(std::endian::native == std::endian::little);
+    const u64 upper = 0x0101010101010101 * (0xFF << bits & 0xFF);
+    for (; i + sizeof(Word) <= size; i += sizeof(Word)) {
+        Word word;
+        Word following;
+        memcpy(&word, from + i, sizeof word);
+        memcpy(&following, from + i + 1, sizeof following);
+        word = (word << bits & upper) | (following >> (8 - bits) & ~upper);
+        memcpy(to + i, &word, sizeof word);
+    }
+    return i;
+}
+
 // Moves the bits of a row up. There is one byte more to read than to write; both may be the same row.
 static void shiftBits(u8* to, const u8* from, u64 size, u32 bits)
 {
-    static_assert(std::endian::native == std::endian::little);
-    u64 i = 0;
-    for (; i + sizeof(u64) <= size; i += sizeof(u64)) {
-        u64 word;
-        memcpy(&word, from + i, sizeof word);
-        word = __builtin_bswap64(word) << bits | from[i + sizeof word] >> (8 - bits);
-        word = __builtin_bswap64(word);
-        memcpy(to + i, &word, sizeof word);
-    }
+    u64 i = shiftWords<Words>(to, from, 0, size, bits);
+    i = shiftWords<u64>(to, from, i, size, bits);
     for (; i < size; i++)
         to[i] = static_cast<u8>(from[i] << bits | from[i + 1] >> (8 - bits));
 }
@@ -221,28 +234,39 @@ static LoadStatus loadShifted(QteState& state, u8* rows, u32 count)
     return wanted < count ? loadBadData : loadSuccess;
 }
 
+static void cutRow(u8* destination, const u8* row, u64 pixels, u32 bitOffset)
+{
+    const u64 wholeBytes = pixels / 8;
+    const auto mask = static_cast<u8>(0xFF00 >> pixels % 8);
+    shiftBits(destination, row, wholeBytes, bitOffset);
+    if (mask == 0)
+        return;
+    u8 last;
+    shiftBits(&last, row + wholeBytes, 1, bitOffset);
+    destination[wholeBytes] = static_cast<u8>((destination[wholeBytes] & ~mask) | (last & mask));
+}
+
 // Only the pixels of the picture are written; the bits behind them stay as the caller had them.
 static LoadStatus loadCut(QteState& state, u8* rows, u32 count, u32 bytesPerRow)
 {
+    constexpr u64 blockBytes = 1 << 16; // still in the cache when it is cut
+    const u64 rowBytes = state.rows.rowBytes;
+    const u64 rowsAtOnce = std::max<u64>(1, blockBytes / rowBytes);
     const u64 pixels = std::min<u64>(state.width, 8 * u64{bytesPerRow});
-    const u64 wholeBytes = pixels / 8;
-    const auto mask = static_cast<u8>(0xFF00 >> pixels % 8);
     Buffer stored;
-    if (!stored.allocate(u64{state.rows.rowBytes} + 2)) // the last byte of the picture is made of two
+    if (!stored.allocate(rowsAtOnce * rowBytes + 2)) // the last byte of a picture is made of two
         return loadOutOfMemory;
-    for (u64 row = 0; row < count; row++) {
-        const LoadStatus status = loadRows(state.rows, stored.bytes, 1, state.rows.rowBytes, BitOrder::asStored);
-        if (status != loadSuccess)
-            return status;
-        u8* destination = rows + row * bytesPerRow;
-        shiftBits(destination, stored.bytes, wholeBytes, state.bitOffset);
-        if (mask != 0) {
-            u8 last;
-            shiftBits(&last, stored.bytes + wholeBytes, 1, state.bitOffset);
-            destination[wholeBytes] = static_cast<u8>((destination[wholeBytes] & ~mask) | (last & mask));
-        }
+    const u64 wanted = std::min(count, state.rows.rowsLeft);
+    for (u64 row = 0; row < wanted; row += rowsAtOnce) {
+        const u64 expected = std::min(rowsAtOnce, wanted - row);
+        const u64 arrived = fread(stored.bytes, rowBytes, expected, state.rows.file);
+        for (u64 i = 0; i < arrived; i++)
+            cutRow(rows + (row + i) * bytesPerRow, stored.bytes + i * rowBytes, pixels, state.bitOffset);
+        if (arrived < expected)
+            return loadBadData;
     }
-    return loadSuccess;
+    state.rows.rowsLeft -= static_cast<u32>(wanted);
+    return wanted < count ? loadBadData : loadSuccess;
 }
 
 static LoadStatus loadBand(u8* rows, u32 count, u32 bytesPerRow)

@@ -23,32 +23,43 @@ constexpr u32 mostPicks = 65520;
 constexpr u32 mostPicksOfBlock = 32;
 constexpr u32 numberBytes = 2; // of the first pick, which counts as part of a block's length
 
-static i64 fileSizeOf(u32 picks, u32 pickBytes)
+static u32 headBytesOf(u32 pickBytes)
 {
-    const i64 blocks = (i64{picks} + mostPicksOfBlock - 1) / mostPicksOfBlock;
-    const i64 headBytes = pickBytes == plainPickBytes ? 4 : 5;
-    return i64{cardHeaderBytes} + i64{pickBytes} * picks + headBytes * blocks;
+    return pickBytes == terryPickBytes ? 5 : 4;
 }
 
-// Reads a block into its place and tells how many picks it has; 0 when it does not fit.
-static u32 readBlock(FILE* stream, u8* table, u32 picks, u32 pickBytes)
+static u64 blocksSizeOf(u32 picks, u32 pickBytes)
 {
-    u8 blockMark;
-    u8 length[2] = {};
-    u8* lowByte = length + 1;
+    const u64 blocks = (u64{picks} + mostPicksOfBlock - 1) / mostPicksOfBlock;
+    return u64{pickBytes} * picks + headBytesOf(pickBytes) * blocks;
+}
+
+struct Blocks {
+    const u8* next;
+    u64 bytesLeft;
+};
+
+// Puts a block into its place and tells how many picks it has; 0 when it does not fit.
+static u32 placeBlock(Blocks& blocks, u8* table, u32 picks, u32 pickBytes)
+{
     const bool isTerry = pickBytes == terryPickBytes;
-    u32 first;
-    if (!readByte(stream, blockMark) || blockMark != mark[0] ||
-        !readExactly(stream, isTerry ? length : lowByte, isTerry ? 2 : 1) || !readLittleEndian16(stream, first))
+    const u32 headBytes = headBytesOf(pickBytes);
+    const u8* head = blocks.next;
+    if (blocks.bytesLeft < headBytes || head[0] != mark[0])
         return 0;
-    const u32 blockLength = bigEndian16(length);
-    if (blockLength < pickBytes || (blockLength - numberBytes) % pickBytes != 0)
+    const u32 length = isTerry ? bigEndian16(head + 1) : head[1];
+    const u32 first = littleEndian16(head + headBytes - numberBytes);
+    if (length < pickBytes || (length - numberBytes) % pickBytes != 0)
         return 0;
-    const u32 count = (blockLength - numberBytes) / pickBytes;
-    if (count < 1 || count > mostPicksOfBlock || first < 1 || first - 1 + count > picks)
+    const u32 count = (length - numberBytes) / pickBytes;
+    const u64 size = u64{count} * pickBytes;
+    if (count < 1 || count > mostPicksOfBlock || first < 1 || first - 1 + count > picks ||
+        blocks.bytesLeft - headBytes < size)
         return 0;
-    const bool isComplete = readExactly(stream, table + size_t{first - 1} * pickBytes, size_t{count} * pickBytes);
-    return isComplete ? count : 0;
+    memcpy(table + u64{first - 1} * pickBytes, head + headBytes, size);
+    blocks.next += headBytes + size;
+    blocks.bytesLeft -= headBytes + size;
+    return count;
 }
 
 static bool isMarked(const u8* header)
@@ -72,15 +83,18 @@ static LoadStatus tryLoad(const LoadRequest& request, ImageInfo& image)
     const bool isTerry = header[atShafts] == terryLoom;
     const u32 pickBytes = isTerry ? terryPickBytes : plainPickBytes;
     const u32 picks = littleEndian16(header + atPicks);
-    if (picks < leastPicks || picks > mostPicks || size != fileSizeOf(picks, pickBytes))
+    const u64 blocksSize = blocksSizeOf(picks, pickBytes);
+    if (picks < leastPicks || picks > mostPicks || static_cast<u64>(size) != cardHeaderBytes + blocksSize)
         return loadWrongFormat;
 
     Buffer table;
-    if (!table.allocate(size_t{picks} * pickBytes))
+    Buffer stored;
+    if (!table.allocate(u64{picks} * pickBytes) || !stored.allocate(blocksSize))
         return loadOutOfMemory;
+    Blocks blocks = {stored.bytes, fread(stored.bytes, 1, blocksSize, file.stream)};
     // Blocks come in any order.
     for (u32 done = 0; done < picks;) {
-        const u32 count = readBlock(file.stream, table.bytes, picks, pickBytes);
+        const u32 count = placeBlock(blocks, table.bytes, picks, pickBytes);
         if (count == 0)
             return loadWrongFormat;
         done += count;

@@ -40,7 +40,7 @@ struct CheckedFile {
 
 static bool readChecked(CheckedFile& source, u8* destination, u64 size)
 {
-    constexpr u64 blockBytes = 1 << 16; // still in the cache when it is checked
+    constexpr u64 blockBytes = 1 << 17; // still in the cache when it is checked
     while (size > 0) {
         const u64 block = std::min(size, blockBytes);
         if (!readExactly(source.file.stream, destination, block))
