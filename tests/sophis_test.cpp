@@ -4,21 +4,17 @@
 
 #include "tests/support.h"
 
-static Bytes encodeImage(const Picture& picture)
-{
-    return encodeSophisImage(picture);
-}
-
 struct SophisCase {
     u32 id, kind;
     const char* description;
     Bytes (*encode)(const Picture& picture);
-    size_t atWidth, headerBytes;
+    size_t atWidth;
 };
 
-static const SophisCase cases[] = {{32, kindBilevel, "Sophis weave", encodeSophisWeave, 66, 72},
-                                   {6, kindBilevel, "Sophis card", encodeSophisCard, 194, 1088},
-                                   {7, kindIndexed, "Sophis image", encodeImage, 66, 2048}};
+static const SophisCase cases[] = {
+    {32, kindBilevel, "Sophis weave", encodeSophisWeave, 66},
+    {6, kindBilevel, "Sophis card", encodeSophisCard, 194},
+    {7, kindIndexed, "Sophis image", [](const Picture& picture) { return encodeSophisImage(picture); }, 66}};
 
 TEST(Sophis, DeliversRowsAsTheyAreStored)
 {
@@ -37,12 +33,11 @@ TEST(Sophis, DeliversRowsAsTheyAreStored)
             EXPECT_EQ(got.palette[0], tried.kind == kindIndexed ? picture.palette[0] : 0);
             EXPECT_EQ(load(file).rows, picture.rows);
             EXPECT_EQ(load(file, {.bands = {30, 1}}).bandStatus, loadBadData);
-            const std::string cut = files.write("cut" + std::to_string(width), Bytes(bytes.begin(), bytes.end() - 1));
-            EXPECT_EQ(load(cut, {.id = tried.id}).bandStatus, loadBadData);
+            const Bytes cut(bytes.begin(), bytes.end() - 1);
+            EXPECT_EQ(load(files.write("cut", cut), {.id = tried.id}).bandStatus, loadBadData);
         }
-        Bytes bytes = tried.encode(noisePicture(tried.kind, 400, 3, tried.kind == kindIndexed ? 256 : 0, 1));
         for (size_t at : {tried.atWidth, tried.atWidth + 4}) {
-            Bytes patched = bytes;
+            Bytes patched = tried.encode(blankPicture(tried.kind, 400, 3));
             for (u32 size : {0u, 65520u, 65521u}) {
                 patched[at] = static_cast<u8>(size >> 8);
                 patched[at + 1] = static_cast<u8>(size);
@@ -50,8 +45,6 @@ TEST(Sophis, DeliversRowsAsTheyAreStored)
                 EXPECT_EQ(status, size == 65520 ? loadSuccess : loadWrongFormat) << size;
             }
         }
-        bytes.resize(tried.headerBytes - 1);
-        EXPECT_EQ(load(files.write("head", bytes), {.id = tried.id}).status, loadWrongFormat);
         expectHarmless("d", tried.encode(blankPicture(tried.kind, 3, 2)), tried.id);
     }
 }

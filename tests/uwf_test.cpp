@@ -11,29 +11,25 @@ TEST(Uwf, ReadsRecordsAndPicks)
     const std::vector<UwfRecord> note = {{1, {7}}}, date = {{10, {3, 1, 126, 0, 59}}}, longDate = {{10, Bytes(6, 1)}};
     const std::vector<UwfRecord> dateAndNote = {date[0], note[0]}, fifty(50, note[0]), longest = {{1, Bytes(1023)}};
     const std::vector<UwfRecord> earlier = {{35, {0, 0, 0, 1}}, {31, {1, 2}}, {18, {}}};
-    struct Case {
-        UwfOptions options;
-        std::string description;
-        int status;
-    };
     const std::string name = "SULZER Textil .UWF\n";
-    const Case cases[] = {{{.first = date}, name + "3-1-2026 0:59\n", loadSuccess},
-                          {{.first = dateAndNote}, name, loadSuccess},
-                          {{.first = longDate, .widths = {100, 200, 60, 40}}, name, loadSuccess},
-                          {{.first = fifty, .second = earlier}, name, loadSuccess},
-                          {{.first = longest, .widths = {0, 0, 0, 393}}, name, loadSuccess},
-                          {{.first = {}}, "", loadWrongFormat},
-                          {{.first = std::vector<UwfRecord>(51, note[0])}, "", loadWrongFormat},
-                          {{.first = {{1, Bytes(1024)}}}, "", loadWrongFormat},
-                          {{.widths = {0xFFFFFFFF, 0xFFFFFFFF, 0xFFFFFFFF, 403}}, "", loadWrongFormat},
-                          {{.widths = {0}}, "", loadWrongFormat}};
+    const std::tuple<UwfOptions, std::string, int> cases[] = {
+        {{.first = date}, name + "3-1-2026 0:59\n", loadSuccess},
+        {{.first = dateAndNote}, name, loadSuccess},
+        {{.first = longDate, .widths = {100, 200, 60, 40}}, name, loadSuccess},
+        {{.first = fifty, .second = earlier}, name, loadSuccess},
+        {{.first = longest, .widths = {0, 0, 0, 393}}, name, loadSuccess},
+        {{.first = {}}, "", loadWrongFormat},
+        {{.first = std::vector<UwfRecord>(51, note[0])}, "", loadWrongFormat},
+        {{.first = {{1, Bytes(1024)}}}, "", loadWrongFormat},
+        {{.widths = {0xFFFFFFFF, 0xFFFFFFFF, 0xFFFFFFFF, 403}}, "", loadWrongFormat},
+        {{.widths = {0}}, "", loadWrongFormat}};
     TestDirectory files;
-    for (const Case& tried : cases) {
-        const std::string file = files.write("d.uwf", encodeUwf(picture, tried.options));
+    for (const auto& [options, description, status] : cases) {
+        const std::string file = files.write("d.uwf", encodeUwf(picture, options));
         const Loaded got = load(file, {.bands = {1, 28, 1}});
-        EXPECT_EQ(got.status, tried.status);
-        EXPECT_EQ(got.description, tried.description);
-        if (tried.status != loadSuccess)
+        EXPECT_EQ(got.status, status);
+        EXPECT_EQ(got.description, description);
+        if (status != loadSuccess)
             continue;
         EXPECT_EQ(std::vector<u32>({got.kind, got.width, got.height, got.firstPart, got.orientationFlag}),
                   std::vector<u32>({kindBilevel, 400, 30, 1, 1}));
@@ -46,11 +42,6 @@ TEST(Uwf, ReadsRecordsAndPicks)
     wide.resize(30 * 53);
     EXPECT_EQ(load(file, {.bands = {29, 1}, .extraStride = 3}).rows, wide);
     EXPECT_EQ(load(file, {.extraStride = -1}).rows, Bytes(wide.begin(), wide.begin() + 30 * 49));
-    // Rows that are said to be more than the file holds.
-    Bytes flat = encodeUwf(picture);
-    flat[flat.size() - 6 - picture.rows.size() - 1] = 255;
-    renewUwfCheck(flat);
-    EXPECT_EQ(load(files.write("f.uwf", flat)).status, loadWrongFormat);
     EXPECT_EQ(load(files.write("f.uwx", encodeUwf(picture)), {.id = 38}).status, loadWrongFormat);
 }
 

@@ -196,7 +196,7 @@ template <typename Word>
 static u64 shiftWords(u8* to, const u8* from, u64 i, u64 size, u32 bits)
 {
     static_assert(std::endian::native == std::endian::little);
-    const u64 upper = 0x0101010101010101 * (0xFF << bits & 0xFF);
+    const u64 upper = u64{0x0101010101010101} * (0xFFu << bits & 0xFFu);
     for (; i + sizeof(Word) <= size; i += sizeof(Word)) {
         Word word;
         Word following;
