@@ -1,10 +1,19 @@
 #include "framework/bytes.h"
 
+#include <cstdlib>
+
 #include "framework/file.h"
 
 #if defined(__x86_64__)
 #include <immintrin.h>
 #endif
+
+i32 decimalNumber(const u8* text, size_t length)
+{
+    char terminated[16]{};
+    memcpy(terminated, text, std::min(length, sizeof terminated - 1));
+    return atoi(terminated);
+}
 
 // Three exchanges of halves.
 static u8 reversed(u8 bits)
@@ -95,16 +104,4 @@ LoadStatus readStoredRows(FILE* stream, u32& rowsLeft, u8* rows, u32 count, u64 
     }
     rowsLeft -= wanted;
     return wanted < count ? loadBadData : loadSuccess;
-}
-
-u32 crcUWF(u32 crc, const void* data, int length)
-{
-    constexpr u32 reflectedPolynomial = 0x8408;
-    const u8* bytes = static_cast<const u8*>(data);
-    for (int i = 0; i < length; i++) {
-        crc = (crc & 0xFFFF) ^ bytes[i];
-        for (int bit = 0; bit < 8; bit++)
-            crc = crc >> 1 ^ ((crc & 1) != 0 ? reflectedPolynomial : 0);
-    }
-    return crc;
 }

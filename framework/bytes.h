@@ -28,6 +28,9 @@ inline u32 bigEndian32(const u8* bytes)
     return bigEndian16(bytes) << 16 | bigEndian16(bytes + 2);
 }
 
+// A number in up to 15 characters of text, as far as it goes; 0 without any.
+i32 decimalNumber(const u8* text, size_t length);
+
 // Reverses the bits of every byte, and complements them if asked.
 void reverseBits(u8* data, size_t size, bool negate);
 

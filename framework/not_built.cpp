@@ -22,21 +22,6 @@ static void registerRefusal()
     registerEntries<refuse, loadNothing, endNothing>();
 }
 
-void registerLoadSophisC()
-{
-    registerRefusal();
-}
-
-void registerLoadSophisI()
-{
-    registerRefusal();
-}
-
-void registerLoadSchleicher()
-{
-    registerRefusal();
-}
-
 void registerLoadTis()
 {
     registerRefusal();
@@ -62,11 +47,6 @@ void registerLoadPUN()
     registerRefusal();
 }
 
-void registerLoadQTE()
-{
-    registerRefusal();
-}
-
 void registerLoadVaritexPAT()
 {
     registerRefusal();
@@ -87,16 +67,6 @@ void registerLoadTakemuraDAT()
     registerRefusal();
 }
 
-void registerLoadSophisW()
-{
-    registerRefusal();
-}
-
-void registerLoadQTEMOT()
-{
-    registerRefusal();
-}
-
 void registerLoadTongYuanDY()
 {
     registerRefusal();
@@ -107,22 +77,7 @@ void registerLoadPignoneARM()
     registerRefusal();
 }
 
-void registerLoadUWF()
-{
-    registerRefusal();
-}
-
 void registerLoadUPT()
-{
-    registerRefusal();
-}
-
-void registerLoadQTZ()
-{
-    registerRefusal();
-}
-
-void registerLoadSMIT()
 {
     registerRefusal();
 }
@@ -133,11 +88,6 @@ void registerLoadAPF()
 }
 
 void registerLoadColorado()
-{
-    registerRefusal();
-}
-
-void registerLoadNedgraphicsPAT()
 {
     registerRefusal();
 }

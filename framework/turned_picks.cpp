@@ -145,7 +145,7 @@ void countSetBits(const TurnedPicks& turned, u64* counts)
     }
 }
 
-bool deliverTurned(const TurnedPicks& turned, const HookMap& map, u8* rows, u64 bytesPerRow)
+bool deliverTurned(const TurnedPicks& turned, const HookMap& map, u8* rows, u64 bytesPerRow, RowEnd rowEnd)
 {
     const u64 rowBytes = std::min(bytesPerRow, (map.columns + 7) / 8);
     const u64 columns = chunksOf(rowBytes) * chunkWords;
@@ -165,7 +165,7 @@ bool deliverTurned(const TurnedPicks& turned, const HookMap& map, u8* rows, u64 
         const u64 count = std::min<u64>(picksAtOnce, turned.picks - pick);
         const u64* words = wordsOf(turned, pick);
         u8* block = rows + pick * bytesPerRow;
-        for (u64 i = 0; i < count; i++)
+        for (u64 i = 0; rowEnd == RowEnd::cleared && i < count; i++)
             memset(block + i * bytesPerRow + rowBytes, 0, bytesPerRow - rowBytes);
 #if defined(__x86_64__)
         if (__builtin_cpu_supports("avx2")) {

@@ -39,6 +39,9 @@ u64* wordsOfBlock(TurnedPicks& turned, u64 firstPick);
 void countSetBits(const TurnedPicks& turned, u64* counts);
 u64 wordOfHook(u64 hook);
 
+// What becomes of the bytes between a row and the next.
+enum class RowEnd { cleared, kept };
+
 // Writes a row a pick. A clear bit of the file is a dark pixel; columns without a hook are light. False when memory
 // does not suffice.
-bool deliverTurned(const TurnedPicks& turned, const HookMap& map, u8* rows, u64 bytesPerRow);
+bool deliverTurned(const TurnedPicks& turned, const HookMap& map, u8* rows, u64 bytesPerRow, RowEnd rowEnd);

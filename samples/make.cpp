@@ -14,12 +14,18 @@
 #include "samples/jc5_writer.h"
 #include "samples/jpeg_writer.h"
 #include "samples/motif.h"
+#include "samples/nedgraphics_writer.h"
 #include "samples/palette_writer.h"
 #include "samples/pbm_writer.h"
 #include "samples/pcx_writer.h"
 #include "samples/png_writer.h"
+#include "samples/qte_writer.h"
+#include "samples/schleicher_writer.h"
+#include "samples/smit_writer.h"
 #include "samples/somet_writer.h"
+#include "samples/sophis_writer.h"
 #include "samples/tiff_writer.h"
+#include "samples/uwf_writer.h"
 #include "samples/vamatex_writer.h"
 #include "samples/vector_writer.h"
 #include "samples/weave_writer.h"
@@ -219,6 +225,20 @@ static const Sample samples[] = {
     {"motif-dotech.pat", [] { return encodeDoTech(motifShadow(64, 80)); }},
     {"motif.mus", [] { return encodeMuster(motifShadow(64, 80)); }},
     {"motif.des", [] { return encodeDoWeave(motifProgram(7, 1, 80), 80 + 2 * hemPicks); }},
+    {"motif.sophis-weave", [] { return encodeSophisWeave(motifPicture(pictureBilevel, weaveSize, weaveSize)); }},
+    {"motif.sophis-card", [] { return encodeSophisCard(motifPicture(pictureBilevel, weaveSize, weaveSize)); }},
+    {"motif.sophis-image", [] { return encodeSophisImage(motifPicture(pictureIndexed, size, size)); }},
+    {"motif.uwf",
+     [] {
+         return encodeUwf(motifPicture(pictureBilevel, weaveSize, weaveSize), {.widths = {320, 80}});
+     }},
+    {"motif.s01", [] { return encodeSchleicher(motifPicture(pictureBilevel, 448, 448), {.block = 4}); }},
+    {"motif-smit.arm", [] { return encodeSmit(motifShadow(48, 66)); }},
+    {"motif-smit-terry.arm", [] { return encodeSmit(motifShadow(96, 132)); }},
+    {"motif-nedgraphics.pat", [] { return encodeNedgraphics(motifPicture(pictureIndexed, size, size), 55); }},
+    {"motif.qte", [] { return encodeQte(motifPicture(pictureBilevel, weaveSize, weaveSize)); }},
+    {"motif.mot", [] { return encodeQteMotif(motifPicture(pictureBilevel, weaveSize, weaveSize), 2); }},
+    {"motif.qtz", [] { return encodeQtz(motifPicture(pictureBilevel, weaveSize, weaveSize), "motif.qte"); }},
 };
 
 int main(int argc, char** argv)

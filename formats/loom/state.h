@@ -57,6 +57,19 @@ struct RepeatProgram {
     u8* records;                 // owned
     u32 recordCount;
     u32 rows; // of the picture
+struct SchleicherState {
+    FILE* file; // at the next record
+    u32 rowsLeft;
+    u32 rowBytes;
+    u32 extraBytes; // behind the hooks of a record
+    u32 block;      // how many groups of hooks take turns
+};
+
+struct QteState {
+    RowFile rows;
+    u32 bitOffset; // of the first pixel in a stored row, 0..7
+    u32 width;
+    char tempName[partNameBytes]; // removed at the end; empty = none
 };
 
 struct LoomState {
@@ -70,4 +83,10 @@ struct LoomState {
     RepeatProgram vamatex;
     RowTable dornier;
     RowTable doweave;
+    RowFile sophis;
+    RowTable uwf;
+    SchleicherState schleicher;
+    RowTable smit;
+    RowFile nedgraphics;
+    QteState qte;
 };

@@ -110,7 +110,8 @@ LoadStatus loadMappedBand(StaubliFormat format, u8* rows, u32 count, u32 bytesPe
         turnPicks(turned, row, turned.stored.bytes, picks);
     }
     HookMap map;
-    if (wanted > 0 && (!mapBand(state, turned, countModules, map) || !deliverTurned(turned, map, rows, bytesPerRow)))
+    if (wanted > 0 &&
+        (!mapBand(state, turned, countModules, map) || !deliverTurned(turned, map, rows, bytesPerRow, RowEnd::cleared)))
         return loadOutOfMemory;
     state.rowsLeft -= wanted;
     if (wanted == count)

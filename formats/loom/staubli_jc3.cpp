@@ -24,13 +24,6 @@ constexpr size_t picksPerPartDigits = 4;
 constexpr i32 smallestHeight = 2;
 constexpr i32 largestSide = 65520;
 
-static i32 decimal(const u8* field, size_t digits)
-{
-    char text[heightDigits + 1]{};
-    memcpy(text, field, digits);
-    return atoi(text);
-}
-
 static LoadStatus tryLoad(const LoadRequest& request, ImageInfo& image)
 {
     StaubliState loaded{};
@@ -42,8 +35,8 @@ static LoadStatus tryLoad(const LoadRequest& request, ImageInfo& image)
     u8 header[headerSize];
     if (!file.open(request.path) || !readExactly(file.stream, header, sizeof header))
         return loadCannotRead;
-    const i32 width = decimal(header + atWidth, widthDigits);
-    const i32 height = decimal(header + atHeight, heightDigits);
+    const i32 width = decimalNumber(header + atWidth, widthDigits);
+    const i32 height = decimalNumber(header + atHeight, heightDigits);
     if (header[0] != 'B' || width <= 0 || width > largestSide || width % static_cast<i32>(smallModule) != 0 ||
         height < smallestHeight || height > largestSide)
         return loadWrongFormat;
@@ -56,7 +49,7 @@ static LoadStatus tryLoad(const LoadRequest& request, ImageInfo& image)
     loaded.rowBytes = loaded.width / 8;
     loaded.hookModule = smallModule;
     loaded.moduleCount = loaded.width / smallModule;
-    loaded.picksPerPart = decimal(header + atPicksPerPart, picksPerPartDigits);
+    loaded.picksPerPart = decimalNumber(header + atPicksPerPart, picksPerPartDigits);
     reportCards(image, loaded.width, loaded.rowsLeft, "Staubli JC III\n", header + atName);
     image.firstPart = firstPart;
     startStaubli(StaubliFormat::jc3, file, loaded);
@@ -106,7 +99,7 @@ static LoadStatus loadBand(u8* rows, u32 count, u32 bytesPerRow)
     }
     turned.picks = done;
     state.rowsLeft -= done;
-    if (!deliverTurned(turned, map, rows, bytesPerRow))
+    if (!deliverTurned(turned, map, rows, bytesPerRow, RowEnd::cleared))
         return loadOutOfMemory;
     if (status == loadSuccess && wanted < count) {
         status = readPick(state, turned.stored.bytes, bytesPerRow);

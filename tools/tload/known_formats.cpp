@@ -12,10 +12,10 @@ static constexpr KnownFormat knownFormats[] = {
     {"pcx", true},
     {"jpg jpeg", true},
     {"tif tiff", true}, // 5
-    {"", false},
-    {"", false},
+    {"", true},
+    {"", true},
     {"ep", true},
-    {"s01", false},
+    {"s01", true},
     {"", true}, // 10
     {"pbm pgm ppm", false},
     {"jc4", true},
@@ -31,30 +31,30 @@ static constexpr KnownFormat knownFormats[] = {
     {"j1p", false},
     {"bmp", true},
     {"pun", false},
-    {"qte", false}, // 25
+    {"qte", true}, // 25
     {"pat", false},
     {"pat", false},
     {"bbi", false},
     {"dat", false},
     {"dop", true}, // 30
     {"cop", true},
-    {"", false},
+    {"", true},
     {"pid", true},
     {"piw", true},
-    {"mot", false}, // 35
+    {"mot", true}, // 35
     {"dy", false},
     {"arm", false},
-    {"uwf", false},
+    {"uwf", true},
     {"drape", true},
     {"", true}, // 40
     {"upt", false},
     {"zc5", true},
-    {"qtz", false},
+    {"qtz", true},
     {"", true},
-    {"arm", false}, // 45
+    {"arm", true}, // 45
     {"apf", false},
     {"", false},
-    {"pat", false},
+    {"pat", true},
     {"des", true},
     {"cgs", false}, // 50
     {"", false},
