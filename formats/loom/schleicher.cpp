@@ -7,7 +7,7 @@
 // groups in a block the ends hang on the hooks N, N - 28, N - 1, N - 29 and so on.
 #include <cstring>
 
-#include "formats/loom/turned_picks.h"
+#include "framework/turned_picks.h"
 #include "framework/bytes.h"
 #include "framework/file.h"
 #include "framework/loader.h"
