@@ -15,8 +15,7 @@ struct DobbyFormat {
 static const DobbyFormat formats[] = {
     {44, "a", "Dornier DoStyle", [](auto& picture) { return encodeDoStyle(picture); }},
     {56, "a.Pat", "DoTech", [](auto& picture) { return encodeDoTech(picture); }},
-    {57, "a", "Muster", [](auto& picture) { return encodeMuster(picture); }},
-};
+    {57, "a", "Muster", [](auto& picture) { return encodeMuster(picture); }}};
 
 TEST(Dornier, DeliversPicks)
 {
@@ -86,36 +85,34 @@ TEST(Dornier, JudgesLines)
     };
     auto with = [&](size_t at, const char* text) { return std::string(line).replace(at, strlen(text), text) + "\r\n"; };
     const std::string cut = std::string(row + line).substr(0, 47);
-    const Case cases[] = {
-        {57, row + row, 0, 0},
-        {57, with(0, "Aa") + row, 0, 0},
-        {57, with(2, "\t") + row, 0, 0},
-        {57, with(2, "x") + row, 6, 6},
-        {57, with(0, " 1") + row, 6, 6},
-        {57, with(22, "g") + row, 6, 6},
-        {57, row + with(21, "G"), 6, 0},
-        {57, line + "\n" + line + "  \n", 0, 0},
-        {57, row + std::string(25, '0'), 6, 0},
-        {57, row + line + "  ", 0, 0},
-        {57, line + "  " + row, 6, 0},                 // 25 characters and no line end: one more is taken
-        {57, line + "   \n" + line, 6, 0},             // 26 characters, and what is left is no pick
-        {57, row + "\n" + std::string(24, 'x'), 6, 0}, // an empty line
-        {57, row + row + row.substr(1), 6, 6},         // no multiple of a line
-        {56, head + row + row, 0, 0},
-        {56, head + line + " \n" + line + "\n", 0, 0},
-        {56, "W 33 2\r\n\n\x05\n" + row + row, 6, 6},
-        {56, "W -1 2\r\n\n\x05\n" + row + row, 6, 6},
-        {56, "W 1 0\r\n\n\x05\n" + row + row, 6, 6},
-        {56, "W 1\r\n\n\x05\n" + row + row, 6, 6},
-        {56, "W 1 3\r\n\n\x05\n" + row + row, 6, 6},
-        {56, "W 1 65521 \r\n\n\x05\n" + row + row, 6, 6},
-        {56, "W 1 2\r\n\n\x06\n" + row + row, 3, 0},
-        {56, "W 1 1\n" + std::string(24, '-'), 3, 0}, // no third line
-        {56, head + row + "\r\n", 6, 6},
-        {56, head + row + line + " " + std::string(91, ' '), 6, 6}, // too long for its picks
-        {56, head + line + "   " + line, 6, 0},
-        {56, "W 1 2\n" + std::string(40, '-') + "\n\x05\n" + row, 3, 0}, // a pick is missing
-    };
+    const Case cases[] = {{57, row + row, 0, 0},
+                          {57, with(0, "Aa") + row, 0, 0},
+                          {57, with(2, "\t") + row, 0, 0},
+                          {57, with(2, "x") + row, 6, 6},
+                          {57, with(0, " 1") + row, 6, 6},
+                          {57, with(22, "g") + row, 6, 6},
+                          {57, row + with(21, "G"), 6, 0},
+                          {57, line + "\n" + line + "  \n", 0, 0},
+                          {57, row + std::string(25, '0'), 6, 0},
+                          {57, row + line + "  ", 0, 0},
+                          {57, line + "  " + row, 6, 0},
+                          {57, line + "   \n" + line, 6, 0},
+                          {57, row + "\n" + std::string(24, 'x'), 6, 0},
+                          {57, row + row + row.substr(1), 6, 6},
+                          {56, head + row + row, 0, 0},
+                          {56, head + line + " \n" + line + "\n", 0, 0},
+                          {56, "W 33 2\r\n\n\x05\n" + row + row, 6, 6},
+                          {56, "W -1 2\r\n\n\x05\n" + row + row, 6, 6},
+                          {56, "W 1 0\r\n\n\x05\n" + row + row, 6, 6},
+                          {56, "W 1\r\n\n\x05\n" + row + row, 6, 6},
+                          {56, "W 1 3\r\n\n\x05\n" + row + row, 6, 6},
+                          {56, "W 1 65521 \r\n\n\x05\n" + row + row, 6, 6},
+                          {56, "W 1 2\r\n\n\x06\n" + row + row, 3, 0},
+                          {56, "W 1 1\n" + std::string(24, '-'), 3, 0},
+                          {56, head + row + "\r\n", 6, 6},
+                          {56, head + row + line + " " + std::string(91, ' '), 6, 6},
+                          {56, head + line + "   " + line, 6, 0},
+                          {56, "W 1 2\n" + std::string(40, '-') + "\n\x05\n" + row, 3, 0}};
     int number = 0;
     for (const Case& known : cases) {
         const std::string path = directory.write(std::to_string(number++) + ".pat", known.text);
