@@ -148,24 +148,22 @@ TEST(RepeatProgram, CostsNoMoreThanItsPicture)
             busy.insert(busy.end(), many.begin(), many.end());
         const bool isDes = format.id == 49; // which has no room for more rows, be they removed or not
         // The rows, 0 where the program is refused.
-        const std::pair<LoomProgram, u32> cases[] = {
-            {nest(deep, 65535, pick) + two, 0},
-            {two + repeat(0, square), isDes ? 0 : 2},
-            {two + two + repeat(0, repeat(2, square)), 0}, // passes 32 bits, if only for a while
-            {two + repeat(0, repeat(0, square + square) + pick) + pick, 0},
-            {nest(deep, 1, pick) + pick, 2},
-            {nest(deep + 1, 1, pick) + pick, 0},
-            {LoomProgram(deep, {LoomStep::openRepeat, 7}) + two, 2},
-            {two + LoomProgram{{LoomStep::closeRepeat}}, 0},
-            {repeat(2, repeat(3, pick)), 6},
-            {nest(3, 0, pick) + two, 2},
-            {full, 65520},
-            {full + pick, 0},
-            {repeat(255, repeat(256, pick)) + repeat(40, six), 65520},
-            {removed, isDes ? 0 : 2},
-            {full + repeat(0, {}) + nest(deep - 1, 65535, {}), 65520},
-            {busy, 64000},
-        };
+        const std::pair<LoomProgram, u32> cases[] = {{nest(deep, 65535, pick) + two, 0},
+                                                     {two + repeat(0, square), isDes ? 0 : 2},
+                                                     {two + two + repeat(0, repeat(2, square)), 0},
+                                                     {two + repeat(0, repeat(0, square + square) + pick) + pick, 0},
+                                                     {nest(deep, 1, pick) + pick, 2},
+                                                     {nest(deep + 1, 1, pick) + pick, 0},
+                                                     {LoomProgram(deep, {LoomStep::openRepeat, 7}) + two, 2},
+                                                     {two + LoomProgram{{LoomStep::closeRepeat}}, 0},
+                                                     {repeat(2, repeat(3, pick)), 6},
+                                                     {nest(3, 0, pick) + two, 2},
+                                                     {full, 65520},
+                                                     {full + pick, 0},
+                                                     {repeat(255, repeat(256, pick)) + repeat(40, six), 65520},
+                                                     {removed, isDes ? 0 : 2},
+                                                     {full + repeat(0, {}) + nest(deep - 1, 65535, {}), 65520},
+                                                     {busy, 64000}};
         for (size_t number = 0; number < std::size(cases); number++) {
             const auto& [program, rows] = cases[number];
             const std::string path =

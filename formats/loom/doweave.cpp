@@ -52,7 +52,7 @@ static bool isDigit(int c)
 // count too.
 static int digitAt(const char* text)
 {
-    const int c = static_cast<signed char>(*text);
+    const int c = *text;
     return isDigit(c) ? c - '0' : tolowerAZ(c) - 'a' + 10;
 }
 
