@@ -57,6 +57,8 @@ struct RepeatProgram {
     u8* records;                 // owned
     u32 recordCount;
     u32 rows; // of the picture
+};
+
 struct SchleicherState {
     FILE* file; // at the next record
     u32 rowsLeft;

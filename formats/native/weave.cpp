@@ -446,7 +446,7 @@ static LoadStatus deliverDraft(const Weave& weave, u64 firstPick, u8* rows, u64 
     for (u64 pick = 0; pick < count; pick += mostPicks) {
         turned.picks = static_cast<u32>(std::min(mostPicks, count - pick));
         fillTurned(turned, weave, firstPick + pick, shafts);
-        if (!deliverTurned(turned, map, rows + pick * bytesPerRow, bytesPerRow))
+        if (!deliverTurned(turned, map, rows + pick * bytesPerRow, bytesPerRow, RowEnd::cleared))
             return loadOutOfMemory;
     }
     return loadSuccess;
