@@ -350,6 +350,8 @@ TEST_F(Tool, MeasuresSeams)
     EXPECT_EQ(seam.at("seamAcross"), 232 * 33 * 100 / ((9 * 8 + 232) * 33 / 10) - 100);
     EXPECT_TRUE(seam.at("seamAlong").is_null());
     EXPECT_NE(run({"seam", "a.bmp"}).output.find("663 %"), string::npos);
+}
+
 TEST_F(Tool, ListsColours)
 {
     const vector<u8> colours = {1, 2, 3, 254, 255, 0, 0, 0, 0};
