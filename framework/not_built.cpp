@@ -52,52 +52,7 @@ void registerLoadWeave()
     registerRefusal();
 }
 
-void registerLoadTis()
-{
-    registerRefusal();
-}
-
-void registerLoadGrosse()
-{
-    registerRefusal();
-}
-
-void registerLoadEAT()
-{
-    registerRefusal();
-}
-
-void registerLoadAVLJ1P()
-{
-    registerRefusal();
-}
-
-void registerLoadPUN()
-{
-    registerRefusal();
-}
-
 void registerLoadQTE()
-{
-    registerRefusal();
-}
-
-void registerLoadVaritexPAT()
-{
-    registerRefusal();
-}
-
-void registerLoadIAMPAT()
-{
-    registerRefusal();
-}
-
-void registerLoadIAMBBI()
-{
-    registerRefusal();
-}
-
-void registerLoadTakemuraDAT()
 {
     registerRefusal();
 }
@@ -132,16 +87,6 @@ void registerLoadQTEMOT()
     registerRefusal();
 }
 
-void registerLoadTongYuanDY()
-{
-    registerRefusal();
-}
-
-void registerLoadPignoneARM()
-{
-    registerRefusal();
-}
-
 void registerLoadUWF()
 {
     registerRefusal();
@@ -153,11 +98,6 @@ void registerLoadDrape()
 }
 
 void registerLoadFabric()
-{
-    registerRefusal();
-}
-
-void registerLoadUPT()
 {
     registerRefusal();
 }
@@ -177,16 +117,6 @@ void registerLoadSMIT()
     registerRefusal();
 }
 
-void registerLoadAPF()
-{
-    registerRefusal();
-}
-
-void registerLoadColorado()
-{
-    registerRefusal();
-}
-
 void registerLoadNedgraphicsPAT()
 {
     registerRefusal();
@@ -197,32 +127,7 @@ void registerLoadDoWeaveDES()
     registerRefusal();
 }
 
-void registerLoadTakemuraCGS()
-{
-    registerRefusal();
-}
-
-void registerLoadNissan()
-{
-    registerRefusal();
-}
-
 void registerLoadSometARM()
-{
-    registerRefusal();
-}
-
-void registerLoadMotongPAT()
-{
-    registerRefusal();
-}
-
-void registerLoadMotongSTI()
-{
-    registerRefusal();
-}
-
-void registerLoadPanter()
 {
     registerRefusal();
 }
@@ -237,22 +142,7 @@ void registerLoadMus()
     registerRefusal();
 }
 
-void registerLoadNedgraphicsDES()
-{
-    registerRefusal();
-}
-
 void registerLoadVectorPreview()
-{
-    registerRefusal();
-}
-
-void registerLoadWBF()
-{
-    registerRefusal();
-}
-
-void registerLoadWB()
 {
     registerRefusal();
 }
@@ -267,27 +157,12 @@ void registerLoadDIS()
     registerRefusal();
 }
 
-void registerLoadORG()
-{
-    registerRefusal();
-}
-
 void registerLoadPhotoshopACO()
 {
     registerRefusal();
 }
 
 void registerLoadPhotoshopACB()
-{
-    registerRefusal();
-}
-
-void registerLoadTsudakomaDP5()
-{
-    registerRefusal();
-}
-
-void registerLoadActWJL()
 {
     registerRefusal();
 }
