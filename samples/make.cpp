@@ -4,13 +4,20 @@
 
 #include "samples/bmp_writer.h"
 #include "samples/bonas_writer.h"
+#include "samples/chinese_writer.h"
+#include "samples/colorado_writer.h"
 #include "samples/dobby_1858_writer.h"
+#include "samples/eat_writer.h"
 #include "samples/gif_writer.h"
+#include "samples/iam_writer.h"
 #include "samples/jc4_writer.h"
 #include "samples/jc5_writer.h"
 #include "samples/jpeg_writer.h"
 #include "samples/pbm_writer.h"
 #include "samples/png_writer.h"
+#include "samples/small_dobby_writer.h"
+#include "samples/takemura_writer.h"
+#include "samples/tis_writer.h"
 #include "samples/wif_writer.h"
 
 static const uint32_t size = 256;
@@ -71,6 +78,24 @@ static Picture motifShadow(uint32_t width, uint32_t height)
     return shadow;
 }
 
+// Rows that three numbers can tell: 20 pixels of the motif, and a diagonal in the 8 behind the next four.
+static Picture motifOfNumbers()
+{
+    const Picture motif = motifShadow(20, 28);
+    Picture picture = blankPicture(pictureBilevel, 32, motif.height);
+    for (uint32_t y = 0; y < motif.height; ++y) {
+        for (uint32_t x = 0; x < motif.width; x += 8)
+            picture.rows[4 * y + x / 8] = motif.rows[pictureRowBytes(motif) * y + x / 8];
+        picture.rows[4 * y + 3] = static_cast<uint8_t>(0x80 >> y % 8);
+    }
+    return picture;
+}
+
+static Picture bilevelMotif()
+{
+    return motifPicture(pictureBilevel, weaveSize, weaveSize);
+}
+
 struct Sample {
     const char* name;
     std::vector<uint8_t> (*encode)();
@@ -107,6 +132,30 @@ static const Sample samples[] = {
     {"motif-liftplan.wif", [] { return encodeWif(draftOfPicture(motifPicture(pictureBilevel, 240, 240))); }},
     {"motif.db1", [] { return encodeDobby1858(motifShadow(40, 56)); }},
     {"motif-little-endian.db1", [] { return encodeDobby1858(motifShadow(40, 56), {.littleEndian = true}); }},
+    {"motif-varitex.pat", [] { return encodeVaritex(bilevelMotif()); }},
+    {"motif-zhu.pat", [] { return encodeZhuPat(motifPicture(pictureBilevel, 396, weaveSize)); }},
+    {"motif.sti", [] { return encodeZhuSti(bilevelMotif()); }},
+    {"motif.wbf", [] { return encodeWbf(bilevelMotif()); }},
+    {"motif.wb", [] { return encodeWb(bilevelMotif()); }},
+    {"motif.org", [] { return encodeOrg(bilevelMotif()); }},
+    {"motif.dat", [] { return encodeTakemuraDat(bilevelMotif()); }},
+    {"motif.cgs", [] { return encodeTakemuraCgs(bilevelMotif(), 64); }},
+    {"motif.dp5", [] { return encodeTsudakomaDp5(motifShadow(128, 180)); }},
+    {"motif.wjl", [] { return encodeActWjl(motifShadow(40, 56)); }},
+    {"smotif.p", [] { return encodeTisHeader(bilevelMotif(), 2); }},
+    {"dmotif.s01", [] { return encodeTisPart(bilevelMotif(), 0, 250); }},
+    {"dmotif.s02", [] { return encodeTisPart(bilevelMotif(), 250); }},
+    {"motif.eat", [] { return encodeEat(motifPicture(pictureIndexed, size, size)); }},
+    {"motif-1bit.eat", [] { return encodeEat(bilevelMotif()); }},
+    // Of this width, no other reader of this extension takes it.
+    {"motif-iam.pat", [] { return encodeIamPat(motifPicture(pictureIndexed, 260, size)); }},
+    {"motif.bbi", [] { return encodeIamBbi(bilevelMotif()); }},
+    {"motif.nax", [] { return encodeNissan(motifShadow(40, 56)); }},
+    {"motif.pun", [] { return encodeViable(bilevelMotif()); }},
+    {"motif.arm", [] { return encodePignone(motifShadow(40, 56)); }},
+    {"motif.dy", [] { return encodeTongYuan(motifOfNumbers()); }},
+    {"motif.j1p", [] { return encodeAvl(motifShadow(24, 34)); }},
+    {"motif.colorado", [] { return encodeColorado(motifPicture(pictureIndexed, size, size)); }},
 };
 
 int main(int argc, char** argv)
