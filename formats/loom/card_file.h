@@ -57,3 +57,7 @@ LoadStatus convertRows(RowFile& slot, u32 count, u32 neededBytes, Deliver delive
     slot.rowsLeft -= static_cast<u32>(wanted);
     return wanted < count ? loadBadData : loadSuccess;
 }
+
+// Delivers the first rowBytes of rows that are stored with something behind them, of which neededBytes are not to be
+// missing. The statuses of convertRows.
+LoadStatus loadRowStarts(RowFile& slot, u32 rowBytes, u32 neededBytes, u8* rows, u32 count, u32 bytesPerRow);

@@ -138,15 +138,12 @@ static LoadStatus loadReversed(u8* rows, u32 count, u32 bytesPerRow)
     return loadRows(threadState().loom.chinese.rows, rows, count, bytesPerRow, BitOrder::reversed);
 }
 
-// Rows of 16-bit units are often longer than the caller's.
 static LoadStatus loadZhuPat(u8* rows, u32 count, u32 bytesPerRow)
 {
     RowFile& slot = threadState().loom.chinese.rows;
     if (bytesPerRow == slot.rowBytes)
         return loadRows(slot, rows, count, bytesPerRow, BitOrder::asStored);
-    return convertRows(slot, count, slot.rowBytes, [&](const u8* stored, u64 row) {
-        deliverRow(rows + row * bytesPerRow, stored, slot.rowBytes, bytesPerRow);
-    });
+    return loadRowStarts(slot, slot.rowBytes, slot.rowBytes, rows, count, bytesPerRow);
 }
 
 // A tile of an ORG picture: 64 ends of 16 picks.

@@ -160,7 +160,15 @@ static void deliverBits(u8* row, const u8* pixels, u64 firstBit, u32 width, u64 
     const u32 shift = firstBit % 8;
     const u64 rowBytes = (width + 7) / 8;
     const u64 size = std::min(rowBytes, bytesPerRow);
-    for (u64 i = 0; i < size; i++)
+    u64 i = 0;
+    for (; i + 8 <= size; i += 8) {
+        u64 word;
+        memcpy(&word, source + i, sizeof word);
+        word = __builtin_bswap64(word) << shift | source[i + 8] >> (8 - shift);
+        word = __builtin_bswap64(word);
+        memcpy(row + i, &word, sizeof word);
+    }
+    for (; i < size; i++)
         row[i] = static_cast<u8>((source[i] << 8 | source[i + 1]) >> (8 - shift));
     if (size == rowBytes && width % 8 != 0)
         row[size - 1] &= static_cast<u8>(0xFF00 >> width % 8);

@@ -112,10 +112,8 @@ static LoadStatus tooFewIsUnreadable(LoadStatus status)
 static LoadStatus loadDat(u8* rows, u32 count, u32 bytesPerRow)
 {
     RowFile& slot = threadState().loom.takemura.rows;
-    const u32 pixelBytes = slot.rowBytes - datTrailerBytes;
-    return tooFewIsUnreadable(convertRows(slot, count, pixelBytes, [&](const u8* stored, u64 row) {
-        deliverRow(rows + row * bytesPerRow, stored, pixelBytes, bytesPerRow);
-    }));
+    const u32 pixelBytes = slot.rowBytes - datTrailerBytes; // the last trailer may be missing
+    return tooFewIsUnreadable(loadRowStarts(slot, pixelBytes, pixelBytes, rows, count, bytesPerRow));
 }
 
 static LoadStatus loadDp5(u8* rows, u32 count, u32 bytesPerRow)
@@ -129,9 +127,7 @@ static LoadStatus loadCgs(u8* rows, u32 count, u32 bytesPerRow)
     RowFile& slot = state.rows;
     if (slot.rowBytes <= bytesPerRow)
         return loadDp5(rows, count, bytesPerRow);
-    return tooFewIsUnreadable(convertRows(slot, count, slot.rowBytes, [&](const u8* stored, u64 row) {
-        deliverRow(rows + row * bytesPerRow, stored, state.pixelBytes, bytesPerRow);
-    }));
+    return tooFewIsUnreadable(loadRowStarts(slot, state.pixelBytes, slot.rowBytes, rows, count, bytesPerRow));
 }
 
 // A bit for each of 8 characters, the first in the lowest: set where it is '1'.
