@@ -1,4 +1,6 @@
 // Decides a file's format: by names that are no images, then by magic numbers in order, then by extension.
+#include "framework/detection.h"
+
 #include <algorithm>
 #include <cstring>
 #include <string_view>
@@ -192,7 +194,7 @@ static bool isNoImageName(const Probe& probe, u32 extension)
            (probe.name.size() > 8 && probe.name.ends_with(".desktop"));
 }
 
-static FormatId detect(const char* path)
+FormatId detectFormat(const char* path)
 {
     Probe probe{path != nullptr ? path : "", nullptr, 0};
     if (probe.name.size() < 2)
@@ -230,7 +232,7 @@ int returnLoaderFunctions(u32 id, const char* path)
     }
 
     if (id == formatDetect) {
-        FormatId detected = detect(path);
+        FormatId detected = detectFormat(path);
         if (const CatalogueRow* row = catalogueRow(detected))
             row->registerLoad();
         return detected;

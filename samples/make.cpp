@@ -5,11 +5,15 @@
 
 #include "samples/bmp_writer.h"
 #include "samples/bonas_writer.h"
+#include "samples/chinese_writer.h"
+#include "samples/colorado_writer.h"
 #include "samples/dobby_1858_writer.h"
 #include "samples/dornier_writer.h"
 #include "samples/doweave_writer.h"
 #include "samples/drape_writer.h"
+#include "samples/eat_writer.h"
 #include "samples/gif_writer.h"
+#include "samples/iam_writer.h"
 #include "samples/jc4_writer.h"
 #include "samples/jc5_writer.h"
 #include "samples/jpeg_writer.h"
@@ -29,6 +33,9 @@
 #include "samples/vamatex_writer.h"
 #include "samples/vector_writer.h"
 #include "samples/weave_writer.h"
+#include "samples/small_dobby_writer.h"
+#include "samples/takemura_writer.h"
+#include "samples/tis_writer.h"
 #include "samples/wif_writer.h"
 #include "samples/zip_writer.h"
 
@@ -144,6 +151,22 @@ static std::vector<uint8_t> encodePiw()
         step.row[3] = step.row[4] = 0;
     }
     return encodeVamatex(program, true);
+// Rows that three numbers can tell: 20 pixels of the motif, and a diagonal in the 8 behind the next four.
+static Picture motifOfNumbers()
+{
+    const Picture motif = motifShadow(20, 28);
+    Picture picture = blankPicture(pictureBilevel, 32, motif.height);
+    for (uint32_t y = 0; y < motif.height; ++y) {
+        for (uint32_t x = 0; x < motif.width; x += 8)
+            picture.rows[4 * y + x / 8] = motif.rows[pictureRowBytes(motif) * y + x / 8];
+        picture.rows[4 * y + 3] = static_cast<uint8_t>(0x80 >> y % 8);
+    }
+    return picture;
+}
+
+static Picture bilevelMotif()
+{
+    return motifPicture(pictureBilevel, weaveSize, weaveSize);
 }
 
 struct Sample {
@@ -239,6 +262,30 @@ static const Sample samples[] = {
     {"motif.qte", [] { return encodeQte(motifPicture(pictureBilevel, weaveSize, weaveSize)); }},
     {"motif.mot", [] { return encodeQteMotif(motifPicture(pictureBilevel, weaveSize, weaveSize), 2); }},
     {"motif.qtz", [] { return encodeQtz(motifPicture(pictureBilevel, weaveSize, weaveSize), "motif.qte"); }},
+    {"motif-varitex.pat", [] { return encodeVaritex(bilevelMotif()); }},
+    {"motif-zhu.pat", [] { return encodeZhuPat(motifPicture(pictureBilevel, 396, weaveSize)); }},
+    {"motif.sti", [] { return encodeZhuSti(bilevelMotif()); }},
+    {"motif.wbf", [] { return encodeWbf(bilevelMotif()); }},
+    {"motif.wb", [] { return encodeWb(bilevelMotif()); }},
+    {"motif.org", [] { return encodeOrg(bilevelMotif()); }},
+    {"motif.dat", [] { return encodeTakemuraDat(bilevelMotif()); }},
+    {"motif.cgs", [] { return encodeTakemuraCgs(bilevelMotif(), 64); }},
+    {"motif.dp5", [] { return encodeTsudakomaDp5(motifShadow(128, 180)); }},
+    {"motif.wjl", [] { return encodeActWjl(motifShadow(40, 56)); }},
+    {"smotif.p", [] { return encodeTisHeader(bilevelMotif(), 2); }},
+    {"dmotif.s01", [] { return encodeTisPart(bilevelMotif(), 0, 250); }},
+    {"dmotif.s02", [] { return encodeTisPart(bilevelMotif(), 250); }},
+    {"motif.eat", [] { return encodeEat(motifPicture(pictureIndexed, size, size)); }},
+    {"motif-1bit.eat", [] { return encodeEat(bilevelMotif()); }},
+    // Of this width, no other reader of this extension takes it.
+    {"motif-iam.pat", [] { return encodeIamPat(motifPicture(pictureIndexed, 260, size)); }},
+    {"motif.bbi", [] { return encodeIamBbi(bilevelMotif()); }},
+    {"motif.nax", [] { return encodeNissan(motifShadow(40, 56)); }},
+    {"motif.pun", [] { return encodeViable(bilevelMotif()); }},
+    {"motif.arm", [] { return encodePignone(motifShadow(40, 56)); }},
+    {"motif.dy", [] { return encodeTongYuan(motifOfNumbers()); }},
+    {"motif.j1p", [] { return encodeAvl(motifShadow(24, 34)); }},
+    {"motif.colorado", [] { return encodeColorado(motifPicture(pictureIndexed, size, size)); }},
 };
 
 int main(int argc, char** argv)

@@ -25,6 +25,11 @@ size_t pictureRowBytes(const Picture& picture)
     return pictureRowBytes(picture.kind, picture.width);
 }
 
+bool isDark(const Picture& picture, uint32_t x, uint32_t y)
+{
+    return (picture.rows[y * pictureRowBytes(picture) + x / 8] << (x % 8) & 0x80) != 0;
+}
+
 Picture blankPicture(uint32_t kind, uint32_t width, uint32_t height)
 {
     return {kind, width, height, std::vector<uint8_t>(pictureRowBytes(kind, width) * height), {}};

@@ -24,6 +24,9 @@ struct Picture {
 size_t pictureRowBytes(uint32_t kind, uint32_t width);
 size_t pictureRowBytes(const Picture& picture);
 
+// Of a bilevel picture.
+bool isDark(const Picture& picture, uint32_t x, uint32_t y);
+
 // A black picture without a palette.
 Picture blankPicture(uint32_t kind, uint32_t width, uint32_t height);
 // Every byte of every row is value. Indexed pictures get a grey palette.

@@ -74,6 +74,41 @@ struct QteState {
     char tempName[partNameBytes]; // removed at the end; empty = none
 };
 
+struct ChineseState {
+    RowFile rows;
+    u32 columns; // of an ORG file, which holds columns instead of rows
+};
+
+struct TakemuraState {
+    RowFile rows;
+    u32 pixelBytes; // of a CGS row, which may be longer
+};
+
+struct TisState {
+    FILE* file;                   // the current part
+    char partName[partNameBytes]; // its number is in the last two characters
+    u32 nameLength;
+    u32 rowBytes;
+    u64 picksPerPart; // 0 = all picks are in one part
+    u32 rowCounter;   // picks delivered
+    u32 width;
+    u32 height;
+};
+
+struct EatState {
+    u8* pixels; // owned: those of all rows in one stream
+    u32 bitsPerPixel;
+    u32 width;
+    u32 height;
+    u32 rowCounter; // rows delivered
+};
+
+struct ColoradoState {
+    FILE* file;
+    u32 width;
+    u32 rowsLeft;
+};
+
 struct LoomState {
     StaubliState staubli;
     StaubliJc5State staubliJc5;
@@ -91,4 +126,15 @@ struct LoomState {
     RowTable smit;
     RowFile nedgraphics;
     QteState qte;
+    ChineseState chinese;
+    TakemuraState takemura;
+    TisState tis;
+    EatState eat;
+    RowFile iam;
+    RowFile nissan;
+    RowFile viable;
+    RowTable pignone;
+    RowFile tongYuan;
+    ColoradoState colorado;
+    RowFile avl;
 };

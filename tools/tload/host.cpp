@@ -184,8 +184,8 @@ static std::string refusal(const Picture& picture, int status, bool detected)
         return "the format is not recognised";
     std::string name = returnLoaderString(picture.format);
     if (!knownFormat(picture.format).loads)
-        return detected ? "the format " + name + " is recognised but cannot be loaded by this version"
-                        : "files of the format " + name + " cannot be loaded by this version";
+        return detected ? "the format " + name + " is recognised but its files cannot be read"
+                        : "files of the format " + name + " cannot be read";
     const Helper* helper = helperOf(picture.format);
     if (helper != nullptr && helper->setting() == nullptr)
         return "files of the format " + name + " are opened with a program that is not installed (Debian " +
@@ -255,11 +255,13 @@ struct Opening {
 static Opening openPicture(Picture& picture)
 {
     constexpr size_t descriptionBytes = 8192;
-    const std::string& path = picture.file;
+    // The other files of a design are looked for in the folder that the name tells.
+    const bool needsFolder = picture.format == tisDesign && picture.file.find('/') == std::string::npos;
+    const std::string path = (needsFolder ? "./" : "") + picture.file;
     picture.loaderPath.assign(longestPath + 1, 0);
     std::copy(path.begin(), path.end(), picture.loaderPath.begin());
     for (u32 i = 0; i < sizeof picture.palette; i++)
-        picture.palette[i] = untouchedByte(i);
+        picture.palette[i] = picture.format == eatImage ? u8{0} : untouchedByte(i); // EAT files leave out the white
     picture.kind = kindBilevel;
     std::vector<char> text(descriptionBytes, 0);
 
@@ -290,8 +292,10 @@ static bool openWithAnother(Picture& picture)
             continue;
         returnLoaderFunctions(static_cast<u32>(another), picture.file.c_str());
         picture.format = another;
-        if (openPicture(picture).status == loadSuccess)
+        if (openPicture(picture).status == loadSuccess) {
+            picture.refusedBy = detected != bonas ? detected : 0;
             return true;
+        }
     }
     picture.format = detected;
     return false;
@@ -306,7 +310,8 @@ Picture::Picture(const std::string& path, u32 forcedFormat) : file(path)
     if (opening.status == loadSuccess)
         return;
     const Failure failure = statusFailure(*this, opening.status, detects, opening.errorNumber);
-    if (!detects || opening.status != loadWrongFormat || !openWithAnother(*this))
+    const bool isRefused = opening.status == loadWrongFormat || opening.status == loadBadData;
+    if (!detects || !isRefused || !openWithAnother(*this))
         throw Failure{failure};
 }
 

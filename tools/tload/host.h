@@ -58,6 +58,7 @@ struct Picture {
     std::string file;
     std::vector<char> loaderPath; // the loader's to write into
     FormatId format = 0;
+    FormatId refusedBy = 0; // that the file was detected as, when another took it; else 0
     u32 kind = kindBilevel;
     u32 width = 0;
     u32 height = 0;

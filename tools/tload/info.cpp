@@ -50,10 +50,16 @@ static KindNames kindNames(u32 kind)
     }
 }
 
+static std::string formatText(FormatId format)
+{
+    return std::string(returnLoaderString(format)) + " (" + std::to_string(format) + ")";
+}
+
 static void printInfoText(const Picture& picture)
 {
     printf("%s\n", printable(picture.file).c_str());
-    printLine("Format", std::string(returnLoaderString(picture.format)) + " (" + std::to_string(picture.format) + ")");
+    printLine("Format", formatText(picture.format) +
+                            (picture.refusedBy == 0 ? "" : ", refused as " + formatText(picture.refusedBy)));
     printLine("Kind", kindNames(picture.kind).text);
     printLine("Size", sizeText(picture) + " pixels");
     printLine("Colours", colourText(picture));
@@ -78,6 +84,7 @@ static Json infoJson(const Picture& picture)
             {"status", exitSuccess},
             {"format", picture.format},
             {"formatName", returnLoaderString(picture.format)},
+            {"refusedBy", picture.refusedBy == 0 ? Json() : Json(picture.refusedBy)},
             {"kind", kindNames(picture.kind).name},
             {"width", picture.width},
             {"height", picture.height},

@@ -23,27 +23,27 @@ static constexpr KnownFormat knownFormats[] = {
     {"jc5", true},
     {"", true}, // 15
     {"jc4 dat", true},
-    {"", false},
+    {"p s01", true},
     {"wea", false},
-    {"", false},
+    {"", true},
     {"db1", true}, // 20
     {"wif", true},
-    {"j1p", false},
+    {"j1p", true},
     {"bmp", true},
-    {"pun", false},
+    {"pun", true},
     {"qte", true}, // 25
-    {"pat", false},
-    {"pat", false},
-    {"bbi", false},
-    {"dat", false},
+    {"pat", true},
+    {"pat", true},
+    {"bbi", true},
+    {"dat", true},
     {"dop", true}, // 30
     {"cop", true},
     {"", true},
     {"pid", true},
     {"piw", true},
     {"mot", true}, // 35
-    {"dy", false},
-    {"arm", false},
+    {"dy", true},
+    {"arm", true},
     {"uwf", true},
     {"drape", true},
     {"", true}, // 40
@@ -53,30 +53,30 @@ static constexpr KnownFormat knownFormats[] = {
     {"", true},
     {"arm", true}, // 45
     {"apf", false},
-    {"", false},
+    {"", true},
     {"pat", true},
     {"des", true},
-    {"cgs", false}, // 50
-    {"", false},
+    {"cgs", true}, // 50
+    {"nax", true},
     {"arm", true},
-    {"pat", false},
-    {"sti", false},
+    {"pat", true},
+    {"sti", true},
     {"d00 w00 a00", false}, // 55
     {"pat", true},
     {"mus", true},
     {"des", false},
     {"pdf eps svg svgz", true},
     {"oom", true}, // 60
-    {"wbf", false},
-    {"wb", false},
+    {"wbf", true},
+    {"wb", true},
     {"pal gpl", true},
     {"dis", true},
-    {"org", false}, // 65
+    {"org", true}, // 65
     {"ep_", true},
     {"aco", true},
     {"acb", true},
-    {"dp5", false},
-    {"wjl", false}, // 70
+    {"dp5", true},
+    {"wjl", true}, // 70
 };
 static_assert(std::size(knownFormats) == formatCount);
 
@@ -105,6 +105,12 @@ static bool isNumber(const std::string& text)
     return text.size() >= 2 && text.find_first_not_of("0123456789") == std::string::npos;
 }
 
+static bool isAmong(const std::string& word, const char* words)
+{
+    std::istringstream stream(words);
+    return std::find(std::istream_iterator<std::string>(stream), {}, word) != std::istream_iterator<std::string>();
+}
+
 // What follows the last dot, which is cut off the name; empty when there is none.
 static std::string takeExtension(std::string& name)
 {
@@ -120,19 +126,21 @@ static std::string takeExtension(std::string& name)
 std::vector<FormatId> formatsOfName(const std::string& path)
 {
     constexpr FormatId jc4Network = 15; // its extension is the width
+    constexpr FormatId colorado = 47;   // as EAT, known by nothing but its contents
     std::string name = baseNameOf(path);
     std::string extension = takeExtension(name);
     const bool isNumbered = isNumber(extension);
     // The parts of a design are d.jc4.01, d.jc4.02 and so on.
     if (isNumbered)
         extension = takeExtension(name);
+    // Or d.s01, d.s02 and so on.
+    if (extension.size() == 3 && extension[0] == 's' && isNumber(extension.substr(1)))
+        extension = "s01";
     std::vector<FormatId> formats;
     for (FormatId id = 1; id <= formatCount; id++) {
-        std::istringstream words(knownFormat(id).extensions);
-        const bool isNamed =
-            std::find(std::istream_iterator<std::string>(words), {}, extension) != std::istream_iterator<std::string>();
-        if (knownFormat(id).loads && ((isNamed && !extension.empty()) || (isNumbered && id == jc4Network)))
+        const KnownFormat& known = knownFormat(id);
+        if (known.loads && (isAmong(extension, known.extensions) || (isNumbered && id == jc4Network)))
             formats.push_back(id);
     }
-    return formats;
+    return formats.empty() ? std::vector<FormatId>{eatImage, colorado} : formats;
 }

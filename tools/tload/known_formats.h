@@ -6,9 +6,12 @@
 
 #include "tload.h"
 
+constexpr FormatId tisDesign = 17;
+constexpr FormatId eatImage = 19;
+
 struct KnownFormat {
     const char* extensions; // separated by spaces; empty when only the contents tell
-    bool loads;             // whether this version opens the format
+    bool loads;             // else its files are recognised, but not read
 };
 
 // A format whose files are opened with the help of another program.
@@ -21,7 +24,8 @@ struct Helper {
 // Null when the format needs none.
 const Helper* helperOf(FormatId id);
 
-// The formats that a file's name speaks for, in the order of the catalogue, as far as this version loads them.
+// The formats that a file's name speaks for and, where it speaks for none, those that detection never finds: in the
+// order of the catalogue, as far as they load.
 std::vector<FormatId> formatsOfName(const std::string& path);
 
 // id 1..70

@@ -1,0 +1,40 @@
+#include "formats/loom/card_file.h"
+
+void reportBilevel(ImageInfo& image, u32 width, u32 height, const char* description, u8 orientationFlag)
+{
+    image.kind = kindBilevel;
+    image.width = width;
+    image.height = height;
+    reportImage(image, description, orientationFlag);
+}
+
+LoadStatus keepCards(File& file, RowFile& slot, const Cards& cards, ImageInfo& image)
+{
+    reportBilevel(image, cards.width, cards.height, cards.description, cards.orientationFlag);
+    image.palette[0] = 0;
+    handOver(file, slot, cards.height, cards.rowBytes);
+    return loadSuccess;
+}
+
+// Where nothing behind a row has to stay as it is, most rows are read into their places at once and moved together.
+LoadStatus loadRowStarts(RowFile& slot, u32 rowBytes, u32 neededBytes, u8* rows, u32 count, u32 bytesPerRow)
+{
+    constexpr u64 blockBytes = 1 << 18;
+    const u64 wanted = std::min(count, slot.rowsLeft);
+    u64 done = 0;
+    while (slot.file != nullptr && bytesPerRow <= rowBytes) {
+        const u64 together = std::min(blockBytes, (wanted - done) * bytesPerRow) / slot.rowBytes;
+        if (together == 0)
+            break;
+        u8* first = rows + done * bytesPerRow;
+        if (!readExactly(slot.file, first, together * slot.rowBytes))
+            return loadBadData;
+        for (u64 i = 1; i < together; i++)
+            memmove(first + i * bytesPerRow, first + i * slot.rowBytes, bytesPerRow);
+        done += together;
+        slot.rowsLeft -= static_cast<u32>(together);
+    }
+    return convertRows(slot, static_cast<u32>(count - done), neededBytes, [&](const u8* stored, u64 row) {
+        deliverRow(rows + (done + row) * bytesPerRow, stored, rowBytes, bytesPerRow);
+    });
+}

@@ -1,0 +1,63 @@
+// What the loaders of simple card files have in common: rows that stand one after the other behind a header.
+#pragma once
+
+#include "framework/loader.h"
+#include "framework/rows.h"
+
+// Whether a picture may have this size.
+inline bool isCardSize(u64 width, u64 height)
+{
+    constexpr u64 most = 65520;
+    return width >= 1 && width <= most && height >= 1 && height <= most;
+}
+
+inline u32 bilevelRowBytes(u32 width)
+{
+    return (width + 7) / 8;
+}
+
+void reportBilevel(ImageInfo& image, u32 width, u32 height, const char* description, u8 orientationFlag);
+
+struct Cards {
+    const char* description;
+    u32 width;
+    u32 height;
+    u32 rowBytes; // as stored
+    u8 orientationFlag = loomOrientation;
+};
+
+// Reports cards and keeps their file, which is at the first row.
+LoadStatus keepCards(File& file, RowFile& slot, const Cards& cards, ImageInfo& image);
+
+// Reads up to count rows, many at once, and calls deliver(stored row, its number) for each of which neededBytes have
+// arrived; what is missing of it behind them is zeros. 7 without a file, when data end early, or when the picture has
+// no more rows; 2 when there is no memory for a block.
+template <typename Deliver>
+LoadStatus convertRows(RowFile& slot, u32 count, u32 neededBytes, Deliver deliver)
+{
+    constexpr u64 blockBytes = 1 << 16;
+    if (slot.file == nullptr)
+        return loadBadData;
+    const u64 rowBytes = slot.rowBytes;
+    const u64 wanted = std::min(count, slot.rowsLeft);
+    const u64 rowsAtOnce = std::min(wanted, std::max<u64>(1, blockBytes / rowBytes));
+    Buffer block;
+    if (!block.allocate(rowsAtOnce * rowBytes))
+        return loadOutOfMemory;
+    for (u64 row = 0; row < wanted; row += rowsAtOnce) {
+        const u64 rows = std::min(rowsAtOnce, wanted - row);
+        const u64 arrived = fread(block.bytes, 1, rows * rowBytes, slot.file);
+        memset(block.bytes + arrived, 0, rows * rowBytes - arrived);
+        const u64 complete = (arrived + rowBytes - neededBytes) / rowBytes;
+        for (u64 i = 0; i < std::min(rows, complete); i++)
+            deliver(block.bytes + i * rowBytes, row + i);
+        if (complete < rows)
+            return loadBadData;
+    }
+    slot.rowsLeft -= static_cast<u32>(wanted);
+    return wanted < count ? loadBadData : loadSuccess;
+}
+
+// Delivers the first rowBytes of rows that are stored with something behind them, of which neededBytes are not to be
+// missing. The statuses of convertRows.
+LoadStatus loadRowStarts(RowFile& slot, u32 rowBytes, u32 neededBytes, u8* rows, u32 count, u32 bytesPerRow);

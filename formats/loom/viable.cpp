@@ -1,0 +1,45 @@
+// Viable cards (PUN).
+//
+//   header   512 bytes: height at 16, width less 64 at 18, both little-endian
+//   picks    the leftmost end in a byte's lowest bit
+#include "formats/loom/card_file.h"
+#include "framework/path.h"
+#include "framework/thread_state.h"
+
+constexpr u32 headerSize = 512;
+constexpr size_t atHeight = 16;
+constexpr size_t atWidth = 18;
+constexpr u32 leastWidth = 64;
+
+static LoadStatus tryLoad(const LoadRequest& request, ImageInfo& image)
+{
+    if (!hasExtension(request.path, "pun"))
+        return loadWrongFormat;
+    File file;
+    if (!file.open(request.path))
+        return loadCannotRead;
+    u8 header[headerSize];
+    if (!readExactly(file.stream, header, sizeof header))
+        return loadWrongFormat;
+    const u32 width = leastWidth + littleEndian16(header + atWidth);
+    const u32 height = littleEndian16(header + atHeight);
+    if (!isCardSize(width, height))
+        return loadWrongFormat;
+    return keepCards(file, threadState().loom.viable, {"Viable card", width, height, bilevelRowBytes(width)}, image);
+}
+
+static LoadStatus loadBand(u8* rows, u32 count, u32 bytesPerRow)
+{
+    return loadRows(threadState().loom.viable, rows, count, bytesPerRow, BitOrder::reversed);
+}
+
+static LoadStatus endLoad()
+{
+    release(threadState().loom.viable);
+    return loadSuccess;
+}
+
+void registerLoadPUN()
+{
+    registerEntries<tryLoad, loadBand, endLoad>();
+}
