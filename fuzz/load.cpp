@@ -1,42 +1,49 @@
-// One loader on one file: the first byte of the input is the format id, 0 to detect it, the rest is the file.
+// One loader on one file. The input: the format id, 0 to detect it; which sample's name the file gets; and the file. A
+// design of several files takes the length of its first file from two more bytes, what follows is the second.
 #include <unistd.h>
 
 #include <cstdio>
 #include <cstdlib>
-#include <string>
-#include <vector>
+#include <filesystem>
 
+#include "fuzz/input.h"
+#include "fuzz/load_file.h"
+#include "samples/all_samples.h"
 #include "samples/picture.h"
-#include "tload.h"
+
+namespace fs = std::filesystem;
+
+// A new folder for each input, or the header cache would answer for the one before.
+static fs::path newFolder()
+{
+    static u64 number = 0;
+    const fs::path folder = "/dev/shm/tload-fuzz-" + std::to_string(getpid()) + "/" + std::to_string(number++);
+    fs::create_directories(folder);
+    return folder;
+}
+
+static void store(const fs::path& path, const std::vector<u8>& bytes)
+{
+    if (!writeFile(path, bytes))
+        abort();
+}
 
 extern "C" int LLVMFuzzerTestOneInput(const u8* data, size_t size)
 {
-    if (size < 1)
-        return 0;
-    // A new name each time, or the header cache would answer for the input before.
-    static u64 number = 0;
-    std::string path = "/dev/shm/tload-fuzz-" + std::to_string(getpid()) + "-" + std::to_string(number++);
-    FILE* file = fopen(path.c_str(), "wb");
-    if (file == nullptr || fwrite(data + 1, 1, size - 1, file) != size - 1)
-        abort();
-    fclose(file);
+    Input input{data, size};
+    const u32 format = takeByte(input) % (formatCount + 1);
+    const Sample& sample = allSamples()[takeByte(input) % allSamples().size()];
+    const fs::path folder = newFolder();
+    if (sample.partner != nullptr)
+        store(folder / sample.partner, takeBytes(input, static_cast<size_t>(takeNumber(input, 0, 65535))));
+    store(folder / sample.name, takeBytes(input, input.left));
 
-    u32 id = data[0] % (formatCount + 1);
-    u32 kind = 0, width = 0, height = 0, ignored;
-    std::vector<u8> palette(768);
-    u8 flag;
-    std::vector<char> description(4096);
-    returnLoaderFunctions(id, path.c_str());
-    if (getTryLoad() != nullptr &&
-        getTryLoad()(path.c_str(), &kind, &width, &height, &ignored, &ignored, &ignored, &ignored, palette.data(),
-                     description.data(), &flag, &ignored, 1) == loadSuccess) {
-        u64 rowBytes = pictureRowBytes(kind, width);
-        if (rowBytes * height <= 1 << 24) {
-            std::vector<u8> rows(rowBytes * height);
-            getLoadBand()(rows.data(), height, static_cast<u32>(rowBytes));
-        }
-        getEndLoad()();
+    const std::string path = folder / sample.name;
+    for (u32 bandRows : {0U, 3U}) {
+        const LoadedFile loaded = loadFile(path, format, bandRows);
+        if ((loaded.status != -1 && !isStatus(loaded.status)) || !isStatus(loaded.bandStatus))
+            abort();
     }
-    remove(path.c_str());
+    fs::remove_all(folder);
     return 0;
 }

@@ -1,0 +1,111 @@
+// Loads every sample cut off at every byte and with every bit of its first bytes turned, as it is detected and with its
+// own loader: each load must answer with a status, and leave no descriptor open and no block behind.
+//
+//   damage [NAME]    all samples, or those whose name begins so
+#include <unistd.h>
+
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <filesystem>
+
+#include "fuzz/load_file.h"
+#include "samples/all_samples.h"
+#include "samples/picture.h"
+
+namespace fs = std::filesystem;
+
+constexpr size_t turnedBytes = 512;
+// Files of the larger card formats are as long as a disk; what lies in the middle of them is picks alone.
+constexpr size_t everyByteUpTo = 6000;
+constexpr size_t placesBetween = 800;
+
+struct Tally {
+    u64 loads = 0;
+    u64 faults = 0;
+};
+
+// The library and the libraries below it say much about damaged files, on both streams.
+static FILE* answers;
+
+static void report(Tally& tally, const std::string& name, const char* what, long long where)
+{
+    tally.faults++;
+    fprintf(answers, "%s: %s at %lld\n", name.c_str(), what, where);
+}
+
+static void store(const fs::path& path, const std::vector<uint8_t>& content)
+{
+    if (!writeFile(path, content)) {
+        fprintf(answers, "%s cannot be written\n", path.c_str());
+        exit(2);
+    }
+}
+
+static void loadBothWays(Tally& tally, const std::string& path, const Sample& sample, long long where)
+{
+    for (u32 format : {u32{formatDetect}, sample.format}) {
+        for (u32 bandRows : {0U, 7U}) {
+            const LoadedFile loaded = loadFile(path, format, bandRows);
+            tally.loads++;
+            if (!isStatus(loaded.bandStatus) || (loaded.status != -1 && !isStatus(loaded.status)))
+                report(tally, sample.name, "an unknown status", where);
+        }
+    }
+}
+
+static void damage(Tally& tally, const fs::path& folder, const Sample& sample)
+{
+    const std::vector<uint8_t> bytes = sample.encode();
+    const fs::path path = folder / sample.name;
+    // What is kept for the next load (names, headers) is not counted.
+    loadBothWays(tally, path, sample, -1);
+    const int descriptors = openDescriptors();
+    const size_t allocated = allocatedBytes();
+
+    // From the end, since a new size is what tells the library that the file is a new one.
+    const size_t step = bytes.size() <= everyByteUpTo ? 1 : bytes.size() / placesBetween;
+    for (size_t length = bytes.size(); length-- > 0;) {
+        const bool isNearAnEnd = length < everyByteUpTo / 2 || bytes.size() - length < everyByteUpTo / 8;
+        if (!isNearAnEnd && length % step != 0)
+            continue;
+        if (truncate(path.c_str(), static_cast<off_t>(length)) != 0)
+            exit(2);
+        loadBothWays(tally, path, sample, static_cast<long long>(length));
+    }
+    for (size_t bit = 0; bit < 8 * std::min(bytes.size(), turnedBytes); bit++) {
+        std::vector<uint8_t> turned = bytes;
+        turned[bit / 8] ^= static_cast<uint8_t>(1 << bit % 8);
+        store(path, turned);
+        loadImgCheckHeader("/proc/version"); // or the header of the file before would stand for this one
+        loadBothWays(tally, path, sample, static_cast<long long>(bit));
+    }
+    store(path, bytes);
+    loadBothWays(tally, path, sample, -1);
+    if (openDescriptors() != descriptors)
+        report(tally, sample.name, "descriptors left open", openDescriptors() - descriptors);
+    if (allocatedBytes() > allocated + 4096)
+        report(tally, sample.name, "bytes left allocated", static_cast<long long>(allocatedBytes() - allocated));
+}
+
+int main(int argc, char** argv)
+{
+    char name[] = "/tmp/tload-damage-XXXXXX";
+    const fs::path folder = mkdtemp(name);
+    answers = fdopen(dup(STDOUT_FILENO), "w");
+    if (answers == nullptr || freopen("/dev/null", "w", stdout) == nullptr ||
+        freopen("/dev/null", "w", stderr) == nullptr)
+        return 2;
+    drawSmallSamples();
+    for (const Sample& sample : allSamples()) // designs of several files need all of them
+        store(folder / sample.name, sample.encode());
+    Tally tally;
+    for (const Sample& sample : allSamples()) {
+        if (argc < 2 || strncmp(sample.name, argv[1], strlen(argv[1])) == 0)
+            damage(tally, folder, sample);
+    }
+    fs::remove_all(folder);
+    fprintf(answers, "%llu loads of damaged samples, %llu faults\n", static_cast<unsigned long long>(tally.loads),
+            static_cast<unsigned long long>(tally.faults));
+    return tally.faults == 0 ? 0 : 1;
+}

@@ -1,0 +1,261 @@
+// Lets the n-th allocation fail, then the n-th read, then the n-th opening, for every n, while every sample is loaded
+// and every utility runs. The library's own calls are wrapped by the linker; what it links to is not touched.
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <filesystem>
+#include <functional>
+
+#include "fuzz/load_file.h"
+#include "samples/all_samples.h"
+#include "samples/picture.h"
+
+namespace fs = std::filesystem;
+
+enum class Fault { allocation, shortRead, opening };
+
+static Fault kind;
+static u64 callsBefore;
+static bool isArmed = false;
+static bool hasStruck = false;
+
+static bool strikes(Fault call)
+{
+    if (!isArmed || call != kind || callsBefore-- != 0)
+        return false;
+    isArmed = false;
+    hasStruck = true;
+    errno = call == Fault::allocation ? ENOMEM : EIO;
+    return true;
+}
+
+extern "C" {
+void* __real_malloc(size_t size);
+void* __real_calloc(size_t count, size_t size);
+void* __real_realloc(void* block, size_t size);
+char* __real_strdup(const char* text);
+size_t __real_fread(void* destination, size_t size, size_t count, FILE* stream);
+char* __real_fgets(char* line, int size, FILE* stream);
+FILE* __real_fopen(const char* path, const char* mode);
+
+void* __wrap_malloc(size_t size)
+{
+    return strikes(Fault::allocation) ? nullptr : __real_malloc(size);
+}
+
+void* __wrap_calloc(size_t count, size_t size)
+{
+    return strikes(Fault::allocation) ? nullptr : __real_calloc(count, size);
+}
+
+void* __wrap_realloc(void* block, size_t size)
+{
+    return strikes(Fault::allocation) ? nullptr : __real_realloc(block, size);
+}
+
+char* __wrap_strdup(const char* text)
+{
+    return strikes(Fault::allocation) ? nullptr : __real_strdup(text);
+}
+
+size_t __wrap_fread(void* destination, size_t size, size_t count, FILE* stream)
+{
+    return __real_fread(destination, size, strikes(Fault::shortRead) ? count / 2 : count, stream);
+}
+
+char* __wrap_fgets(char* line, int size, FILE* stream)
+{
+    return strikes(Fault::shortRead) ? nullptr : __real_fgets(line, size, stream);
+}
+
+FILE* __wrap_fopen(const char* path, const char* mode)
+{
+    return strikes(Fault::opening) ? nullptr : __real_fopen(path, mode);
+}
+}
+
+static FILE* answers; // the library talks on standard output
+static u64 runs = 0;
+static u64 complaints = 0;
+
+static void complain(const std::string& name, const char* what, u64 call)
+{
+    complaints++;
+    fprintf(answers, "%s: %s (fault %d, call %llu)\n", name.c_str(), what, static_cast<int>(kind),
+            static_cast<unsigned long long>(call));
+}
+
+// Runs an action with the n-th call failing, for every n until none is left to fail; of many calls ever fewer are
+// tried.
+static void withFaults(const std::function<void(u64 call)>& action)
+{
+    for (Fault fault : {Fault::allocation, Fault::shortRead, Fault::opening}) {
+        kind = fault;
+        hasStruck = true;
+        for (u64 call = 0; hasStruck; call += 1 + call / 50) {
+            callsBefore = call;
+            hasStruck = false;
+            isArmed = true;
+            action(call);
+            isArmed = false;
+            runs++;
+        }
+    }
+}
+
+static void loadWithFaults(const fs::path& folder, const Sample& sample)
+{
+    const std::string path = folder / sample.name;
+    const LoadedFile whole = loadFile(path, sample.format);
+    const int descriptors = openDescriptors();
+    size_t allocated = 0;
+    withFaults([&](u64 call) {
+        loadImgCheckHeader("/proc/version"); // so that the header is read again
+        const LoadedFile loaded = loadFile(path, sample.format);
+        isArmed = false;
+        if (!isStatus(loaded.status) || !isStatus(loaded.bandStatus))
+            complain(sample.name, "an unknown status", call);
+        const bool isSilent = loaded.status == whole.status && loaded.bandStatus == whole.bandStatus;
+        if (hasStruck && kind == Fault::allocation && isSilent && !(loaded == whole))
+            complain(sample.name, "an allocation failed and nobody said so", call);
+        // The next load is not harmed, and releases what a refusal may keep.
+        if (!(loadFile(path, sample.format) == whole))
+            complain(sample.name, "the next load is another one", call);
+        if (openDescriptors() != descriptors)
+            complain(sample.name, "a descriptor is left open", call);
+        const size_t now = allocatedBytes();
+        if (allocated != 0 && now > allocated)
+            complain(sample.name, "a block is left", call);
+        allocated = allocated == 0 || now > allocated ? now : allocated;
+    });
+}
+
+// A utility that finds no memory leaves what it was given as it was, or returns null.
+static void runWithFaults(const char* name, const std::function<std::vector<u8>(bool& failed)>& utility,
+                          const std::vector<u8>& untouched)
+{
+    bool ignored = false;
+    srand(1);
+    const std::vector<u8> whole = utility(ignored);
+    size_t allocated = 0;
+    withFaults([&](u64 call) {
+        bool failed = false;
+        srand(1);
+        const std::vector<u8> result = utility(failed);
+        isArmed = false;
+        if (hasStruck && !failed && result != untouched && result != whole)
+            complain(name, "half of the work is done", call);
+        const size_t now = allocatedBytes();
+        if (allocated != 0 && now > allocated)
+            complain(name, "a block is left", call);
+        allocated = now;
+    });
+}
+
+static void runUtilities()
+{
+    const i32 width = 60, height = 40;
+    const Picture photo = photoPicture(width, height, 1);
+    const Picture indexed = noisePicture(pictureIndexed, width, height, 200, 2);
+    const std::vector<u8> palette = noisePicture(pictureRgb, 256, 1, 0, 3).rows;
+    const std::vector<u8> blank(width * height);
+
+    runWithFaults(
+        "colorQuantize",
+        [&](bool&) {
+            std::vector<u8> colours = palette, indices = indexed.rows;
+            i32 count = 30;
+            colorQuantize(nullptr, 0, indices.data(), width, width, height, colours.data(), 2, &count);
+            colours.insert(colours.end(), indices.begin(), indices.end());
+            return colours;
+        },
+        [&] {
+            std::vector<u8> both = palette;
+            both.insert(both.end(), indexed.rows.begin(), indexed.rows.end());
+            return both;
+        }());
+    runWithFaults(
+        "trueColorRemapToCmap",
+        [&](bool&) {
+            std::vector<u8> indices = blank;
+            trueColorRemapToCmap(photo.rows.data(), 3 * width, indices.data(), width, width, height, palette.data(),
+                                 256, 5);
+            return indices;
+        },
+        blank);
+    runWithFaults(
+        "colorQuantizeDitherFS",
+        [&](bool&) {
+            std::vector<u8> indices = blank;
+            colorQuantizeDitherFS(photo.rows.data(), 3 * width, indices.data(), width, width, height, width, height,
+                                  palette.data(), 256, 16, 3);
+            return indices;
+        },
+        blank);
+    runWithFaults(
+        "renderRealImg",
+        [&](bool&) {
+            std::vector<u8> rows(4 * width * height);
+            srand48(1);
+            renderRealImg(rows.data(), 4 * width, 4, 0, 0, width, height, 0, 96000, 96000, photo.rows.data(), 3 * width,
+                          width, height, pictureRgb, nullptr, 50000, 50000, 1);
+            return rows;
+        },
+        std::vector<u8>(4 * width * height));
+    runWithFaults(
+        "copyTableEqualY",
+        [&](bool&) {
+            std::vector<u8> rows = indexed.rows;
+            const std::vector<i32> table(height, 1);
+            copyTableEqualY(rows.data(), width, height, table.data());
+            return rows;
+        },
+        indexed.rows);
+    runWithFaults("selfAvoidTable",
+                  [&](bool& failed) {
+                      u16* points = selfAvoidTable(20, width, height);
+                      failed = points == nullptr;
+                      const u8* bytes = reinterpret_cast<const u8*>(points);
+                      std::vector<u8> result(bytes, failed ? bytes : bytes + 80);
+                      free(points);
+                      return result;
+                  },
+                  {});
+    runWithFaults("collapseRGBA",
+                  [&](bool&) {
+                      u8* buffer = static_cast<u8*>(__real_calloc(4 * width, height));
+                      i32 stride = 4 * width;
+                      buffer = collapseRGBA(buffer, width, height, &stride, 1);
+                      const std::vector<u8> result(buffer, buffer + 3 * width * height);
+                      free(buffer);
+                      return result;
+                  },
+                  {});
+}
+
+int main(int argc, char** argv)
+{
+    char name[] = "/tmp/tload-faults-XXXXXX";
+    const fs::path folder = mkdtemp(name);
+    answers = fdopen(dup(STDOUT_FILENO), "w");
+    if (answers == nullptr || freopen("/dev/null", "w", stdout) == nullptr ||
+        freopen("/dev/null", "w", stderr) == nullptr)
+        return 2;
+    drawSmallSamples();
+    for (const Sample& sample : allSamples()) { // designs of several files need all of them
+        if (!writeFile(folder / sample.name, sample.encode()))
+            return 2;
+    }
+    for (const Sample& sample : allSamples()) {
+        if (argc < 2 || strncmp(sample.name, argv[1], strlen(argv[1])) == 0)
+            loadWithFaults(folder, sample);
+    }
+    runUtilities();
+    fs::remove_all(folder);
+    fprintf(answers, "%llu runs with faults, %llu complaints\n", static_cast<unsigned long long>(runs),
+            static_cast<unsigned long long>(complaints));
+    return complaints == 0 ? 0 : 1;
+}

@@ -1,0 +1,55 @@
+#include "fuzz/load_file.h"
+
+#include <malloc.h>
+
+#include <algorithm>
+#include <filesystem>
+
+#include "samples/picture.h"
+
+constexpr u64 largestPicture = 1 << 26; // bytes; a damaged header may promise more than a test can wait for
+
+extern "C" size_t __sanitizer_get_current_allocated_bytes() __attribute__((weak));
+
+LoadedFile loadFile(const std::string& path, u32 format, u32 bandRows)
+{
+    LoadedFile loaded;
+    u32 ignored = 0;
+    u8 flag = 0;
+    std::vector<u8> palette(768);
+    std::vector<char> description(4096), name(path.c_str(), path.c_str() + path.size() + 1);
+    loaded.format = returnLoaderFunctions(format, path.c_str());
+    if (loaded.format == formatNotAnImage || loaded.format < 0)
+        return loaded;
+    loaded.status = getTryLoad()(name.data(), &loaded.kind, &loaded.width, &loaded.height, &ignored, &ignored, &ignored,
+                                 &ignored, palette.data(), description.data(), &flag, &ignored, 1);
+    if (loaded.status != loadSuccess)
+        return loaded;
+    const u64 rowBytes = pictureRowBytes(loaded.kind, loaded.width);
+    if (rowBytes * loaded.height <= largestPicture) {
+        loaded.rows.resize(rowBytes * loaded.height);
+        const u32 most = bandRows == 0 ? std::max(loaded.height, 1U) : bandRows;
+        for (u32 row = 0; row < loaded.height && loaded.bandStatus == loadSuccess; row += most)
+            loaded.bandStatus = getLoadBand()(loaded.rows.data() + row * rowBytes, std::min(most, loaded.height - row),
+                                              static_cast<u32>(rowBytes));
+    }
+    getEndLoad()();
+    return loaded;
+}
+
+bool isStatus(int status)
+{
+    return status == loadSuccess || (status >= 2 && status <= 7);
+}
+
+int openDescriptors()
+{
+    auto entries = std::filesystem::directory_iterator("/proc/self/fd");
+    return static_cast<int>(std::distance(begin(entries), end(entries)));
+}
+
+size_t allocatedBytes()
+{
+    return __sanitizer_get_current_allocated_bytes != nullptr ? __sanitizer_get_current_allocated_bytes()
+                                                              : mallinfo2().uordblks;
+}
