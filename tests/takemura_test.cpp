@@ -29,10 +29,6 @@ TEST(Takemura, DeliversRows)
     const std::string file = directory.write("b.cgs", encodeTakemuraCgs(noiseCards(120, 2), 18));
     EXPECT_EQ(load(file, {.extraStride = 3}).rows.back(), 0xFF);
     EXPECT_EQ(load(file, {.extraStride = 2}).rows.back(), 0xA5);
-    // Only '1' is a lift.
-    const Bytes odd = patched(encodeActWjl(blankPicture(pictureBilevel, 40, 1)), 28,
-                              {'1', '2', 0xB1, 0x30, 0x32, '!', 0x11, 0x71, 0xFF, 0, '1'});
-    EXPECT_EQ(load(directory.write("c.wjl", odd)).rows, Bytes({0, 0, 0, 0x04, 0x01}));
 
     for (const auto& [format, width, cut] : {std::tuple(&dat, 2000, 5), {&cgs, 2000, 1}, {&dp5, 128, 1}, {&wjl, 40, 1}})
         EXPECT_EQ(bandStatusOfCut(*format, noiseCards(width, 4000), cut), loadCannotRead) << format->name;
