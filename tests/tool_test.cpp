@@ -14,11 +14,16 @@
 #include <thread>
 
 #include "samples/bmp_writer.h"
+#include "samples/chinese_writer.h"
+#include "samples/colorado_writer.h"
+#include "samples/eat_writer.h"
 #include "samples/gif_writer.h"
+#include "samples/iam_writer.h"
 #include "samples/jc4_writer.h"
 #include "samples/jc5_writer.h"
 #include "samples/palette_writer.h"
 #include "samples/png_writer.h"
+#include "samples/tis_writer.h"
 #include "samples/vector_writer.h"
 #include "tests/support.h"
 
@@ -160,7 +165,7 @@ TEST_F(Tool, SaysWhatIsWrongInOneSentenceAndLeavesTheTargetAlone)
         {{"convert", "header.png", "old.png"}, 3, "header is incomplete"},
         {{"convert", "damaged.png", "old.png"}, 4, "PNG data cannot be decoded"},
         {{"convert", "interlaced.gif", "old.png"}, 5, "variant"},
-        {{"convert", "loom.apf", "old.png"}, 6, "the format CSS JacquArt is recognised but"},
+        {{"convert", "loom.apf", "old.png"}, 5, "the format CSS JacquArt is recognised but its files cannot be read"},
         {{"convert", "portable.pbm", "old.png"}, 6, "the format PBM is recognised but"},
         {{"convert", "empty.jpg", "old.png"}, 6, "not a JPEG file"}, // the decoder prints by itself
         {{"convert", "random.foo", "old.png"}, 6, "the format is not recognised"},
@@ -287,6 +292,26 @@ TEST_F(Tool, FindsTheDesignBehindItsPartsAndPrograms)
     files.write("d.jc4", encodeJc4Email(wide));
     for (const auto& [name, format] : {std::pair{"d.1344", "JC4 network"}, std::pair{"d.jc4", "JC4 email"}})
         EXPECT_NE(run({"info", name}).output.find(format), string::npos) << name;
+
+    // Extensions that several formats share: the others are tried in the order of the catalogue.
+    const Bytes varitex = encodeVaritex(picture), iam = encodeIamPat(noisePicture(kindIndexed, 7, 3, 256, 1));
+    for (const auto& [bytes, name] : {std::pair(&varitex, "Varitex PAT (26)"), {&iam, "IAM .PAT (27)"}}) {
+        files.write("d.pat", *bytes);
+        const string text = string(name) + ", refused as Nedgraphics .PAT (48)\n";
+        EXPECT_NE(run({"info", "d.pat"}).output.find(text), string::npos) << name;
+        EXPECT_EQ(run({"convert", "d.pat", "d.png"}).exitCode, 0);
+    }
+    EXPECT_EQ(Json::parse(run({"info", "--json", "d.pat"}).output)[0].at("refusedBy"), 48);
+    // Those that detection never finds.
+    files.write("srose.p", encodeTisHeader(picture));
+    files.write("drose.s01", encodeTisPart(picture));
+    files.write("rose.eat", encodeEat(noisePicture(kindIndexed, 9, 9, 16, 1)));
+    files.write("rose.any", encodeColorado(noisePicture(kindIndexed, 9, 9, 16, 1)));
+    for (const auto& [name, format] : {std::pair("srose.p", "TIS/Actrom"),
+                                       {"drose.s01", "TIS/Actrom"},
+                                       {"rose.eat", "EAT"},
+                                       {"rose.any", "Colorado"}})
+        EXPECT_NE(run({"convert", name, "d.png"}).output.find(format), string::npos) << name;
 
     files.write("rose.zc5", encodeZc5(picture));
     EXPECT_EQ(run({"convert", "rose.zc5", "d.png"}).exitCode, 0);

@@ -16,6 +16,13 @@ inline u32 bilevelRowBytes(u32 width)
     return (width + 7) / 8;
 }
 
+// There may be no memory when there is nothing to clear.
+inline void clearRows(u8* rows, u64 count, u64 bytesPerRow)
+{
+    if (count * bytesPerRow > 0)
+        memset(rows, 0, count * bytesPerRow);
+}
+
 void reportBilevel(ImageInfo& image, u32 width, u32 height, const char* description, u8 orientationFlag);
 
 struct Cards {

@@ -157,11 +157,12 @@ typedef u32 Fours __attribute__((vector_size(16)));
 static PicksOfEnd eightEnds(const u8* columns, u64 height)
 {
     PicksOfEnd bits = {};
-    for (u32 i = 0; i < 8; i++) {
+    PicksOfEnd bit = bits + u8{0x80};
+    for (u32 i = 0; i < 8; i++, bit >>= 1) {
         PicksOfEnd lifts;
         memcpy(&lifts, columns + i * height, sizeof lifts);
         const PicksOfEnd isLifted = (PicksOfEnd)(lifts != 0);
-        bits |= isLifted & static_cast<u8>(0x80 >> i);
+        bits |= isLifted & bit;
     }
     return bits;
 }
@@ -225,7 +226,7 @@ static LoadStatus loadOrg(u8* rows, u32 count, u32 bytesPerRow)
     ChineseState& state = threadState().loom.chinese;
     if (state.rows.file == nullptr)
         return loadBadData;
-    memset(rows, 0, u64{count} * bytesPerRow);
+    clearRows(rows, count, bytesPerRow);
     const u64 height = state.rows.rowsLeft;
     if (count != height)
         return loadDecoderError;

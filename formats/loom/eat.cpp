@@ -172,7 +172,7 @@ static void deliverBits(u8* row, const u8* pixels, u64 firstBit, u32 width, u64 
         row[i] = static_cast<u8>((source[i] << 8 | source[i + 1]) >> (8 - shift));
     if (size == rowBytes && width % 8 != 0)
         row[size - 1] &= static_cast<u8>(0xFF00 >> width % 8);
-    memset(row + size, 0, bytesPerRow - size);
+    clearRows(row + size, 1, bytesPerRow - size);
 }
 
 static void deliverNibbles(u8* row, const u8* pixels, u64 first, u64 count)

@@ -107,7 +107,7 @@ static LoadStatus loadBbi(u8* rows, u32 count, u32 bytesPerRow)
     RowFile& slot = threadState().loom.iam;
     if (slot.file == nullptr)
         return loadBadData;
-    memset(rows, 0, u64{count} * bytesPerRow);
+    clearRows(rows, count, bytesPerRow);
     const LoadStatus status = convertRows(slot, count, 1, [&](const u8* stored, u64 row) {
         deliverDarkRow(rows + row * bytesPerRow, stored, slot.rowBytes / bbiPixelBytes, bytesPerRow);
     });

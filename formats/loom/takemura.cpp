@@ -147,7 +147,7 @@ static LoadStatus loadWjl(u8* rows, u32 count, u32 bytesPerRow)
     RowFile& slot = threadState().loom.takemura.rows;
     if (slot.file == nullptr)
         return loadBadData;
-    memset(rows, 0, u64{count} * bytesPerRow);
+    clearRows(rows, count, bytesPerRow);
     return tooFewIsUnreadable(convertRows(slot, count, slot.rowBytes, [&](const u8* stored, u64 row) {
         u8 lifts[wjlEnds / 8];
         for (u32 i = 0; i < sizeof lifts; i++)

@@ -74,7 +74,7 @@ static LoadStatus loadBand(u8* rows, u32 count, u32 bytesPerRow)
     RowFile& slot = threadState().loom.tongYuan;
     if (slot.file == nullptr)
         return loadBadData;
-    memset(rows, 0, u64{count} * bytesPerRow);
+    clearRows(rows, count, bytesPerRow);
     for (u64 i = 0; i < count; i++) {
         u8 pick[pickBytes];
         if (slot.rowsLeft == 0 || !readPick(slot.file, pick))

@@ -1,0 +1,79 @@
+#include "samples/chinese_writer.h"
+
+#include <gtest/gtest.h>
+
+#include "tests/card_support.h"
+
+static const CardFormat varitex = {"a.PAT", 26, encodeVaritex, "PAT"};
+static const CardFormat zhuPat = {"a.pat", 53, encodeZhuPat, "Motong PAT", 0};
+static const CardFormat zhuSti = {"a.Sti", 54, encodeZhuSti, "Motong STI"};
+static const CardFormat wbf = {"a.wbF", 61, [](const Picture& picture) { return encodeWbf(picture); }, "WBF Chinese",
+                               0};
+static const CardFormat wb = {"a.WB", 62, encodeWb, "WB Chinese", 0};
+static const CardFormat org = {
+    "a.org", 65, [](const Picture& picture) { return encodeOrg(picture, 0x80); }, "Most Dobby weave", 1, 0, true, true};
+
+TEST(Chinese, DeliversRowsAndColumns)
+{
+    for (const CardFormat* format : {&varitex, &zhuPat, &zhuSti, &wbf, &wb})
+        for (u32 width : {144u, 2000u})
+            expectDelivery(*format, noiseCards(width, 300));
+    for (u32 width : {20u, 33u, 396u}) {
+        expectDelivery(zhuPat, noiseCards(width, 25));
+        expectDelivery(zhuSti, noiseCards(width, 25));
+    }
+    for (const auto& [width, height] : {std::pair(9, 3), {64, 16}, {130, 17}, {203, 6000}, {300, 15}})
+        expectDelivery(org, noiseCards(width, height));
+}
+
+TEST(Chinese, ReadsSizes)
+{
+    const std::tuple<const CardFormat*, Bytes, Bytes, u32> cases[] = {
+        // format, file, its beginning, width; 0 = refused
+        {&varitex, Bytes(38), {3, 0}, 80},
+        {&varitex, Bytes(38), {4, 0}, 0},
+        {&varitex, Bytes(38), {0, 0}, 0},
+        {&wbf, Bytes(25 * 4), {3, 0, 0, 0, 2, 0, 100, 0}, 200},
+        {&wbf, Bytes(25 * 4), {3, 0, 0, 0, 2, 0, 103, 0}, 206}, // the last 6 pixels have no place
+        {&wbf, Bytes(8190 * 2), {1, 0, 0, 0, 240, 0, 17, 1}, 65520},
+        {&wbf, Bytes(8226 * 2), {1, 0, 0, 0, 3, 0, 0xB0, 0x55}, 0}, // 65808, of which 16 bits are 272
+        {&wb, Bytes(512 * 3), {0, 0, 2, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 1, 0}, 4096},
+        {&zhuSti, encodeZhuSti(noiseCards(512, 80)), {2}, 512}, // pages of 4096 behind the first
+        {&zhuSti, encodeZhuSti(noiseCards(512, 80)), {1}, 0}};
+    for (const auto& [format, bytes, start, width] : cases) {
+        TestDirectory directory; // of its own, or the header cache would answer
+        const std::string file = directory.write(format->name, patched(bytes, 0, start));
+        const Loaded got = load(file, {.id = format->id, .bands = {0}});
+        EXPECT_EQ(got.status == loadSuccess ? got.width : 0, width) << format->name << int{start[0]};
+    }
+}
+
+TEST(Chinese, TurnsColumnsOfOneBandOnly)
+{
+    TestDirectory directory;
+    const std::string file = directory.write("a.org", Bytes{2, 0, 0, 0, 3, 0, 0, 0, 1, 0, 1, 0, 0, 5});
+    EXPECT_EQ(load(file).rows, Bytes({0x80, 0, 0xC0}));
+    const Loaded two = load(file, {.bands = {2}});
+    EXPECT_EQ(two.bandStatus, loadDecoderError);
+    EXPECT_EQ(two.rows, Bytes({0, 0, 0xA5}));
+}
+
+TEST(Chinese, RefusesOtherFilesAndSizes)
+{
+    for (const CardFormat* format : {&varitex, &zhuPat, &zhuSti, &wbf, &wb, &org}) {
+        SCOPED_TRACE(format->name);
+        const Bytes good = format->encode(noiseCards(144, 24));
+        Bytes longer = good, shorter = good;
+        longer.push_back(0);
+        shorter.pop_back();
+        EXPECT_EQ(statusOf(format->name, shorter, format->id), loadWrongFormat);
+        EXPECT_EQ(statusOf(format->name, longer, format->id), format == &zhuPat ? loadSuccess : loadWrongFormat);
+        EXPECT_EQ(statusOf(std::string(format->name) + "x", good, format->id), loadWrongFormat);
+        const bool opens = format == &varitex || format == &zhuSti;
+        EXPECT_EQ(load(std::string("/nowhere/") + format->name, {.id = format->id}).status,
+                  opens ? loadCannotRead : loadWrongFormat);
+        EXPECT_EQ(bandStatusOfCut(*format, noiseCards(144, 3000), 5000), loadBadData);
+        expectHarmless(std::string(format->name).substr(1), format->encode(noiseCards(144, 3)), format->id);
+    }
+    expectStatuses(zhuPat, encodeZhuPat(noiseCards(20, 2)), {{0, {'t'}, loadWrongFormat}});
+}

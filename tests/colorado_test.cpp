@@ -1,0 +1,62 @@
+#include "samples/colorado_writer.h"
+
+#include <gtest/gtest.h>
+
+#include "tests/card_support.h"
+
+TEST(Colorado, DeliversRunsInOneBand)
+{
+    const CardFormat format = {
+        "a.any", 47, [](const Picture& picture) { return encodeColorado(picture); }, "Colorado", 1, 0xA5, false, true};
+    for (u32 colours : {1u, 2u, 256u})
+        for (u32 width : {1u, 7u, 1000u})
+            expectDelivery(format, noisePicture(pictureIndexed, width, 9, colours, width));
+    TestDirectory directory;
+    const Picture picture = noisePicture(pictureIndexed, 3, 3, 256, 1);
+    EXPECT_EQ(load(directory.write("a", encodeColorado(picture, 7952)), {.id = 47}).palette, picture.palette);
+    EXPECT_EQ(statusOf("a", encodeColorado(picture, 7953), 47), loadWrongFormat);
+}
+
+TEST(Colorado, DropsRunsThatPassTheBand)
+{
+    // Pixels of a picture of 4 x 2, read in one band or two; none = bad data.
+    const std::tuple<Bytes, std::vector<u32>, Bytes> cases[] = {
+        {{8, 7}, {2}, Bytes(8, 7)},
+        {{10, 7, 3, 1, 6, 9, 5, 2}, {2}, {1, 1, 1, 2, 2, 2, 2, 2}},
+        {{4, 1, 4, 2}, {1, 1}, {1, 1, 1, 1, 2, 2, 2, 2}},
+        {{6, 1, 4, 3, 4, 2}, {1, 1}, {3, 3, 3, 3, 2, 2, 2, 2}},
+        {{8, 7, 1, 1}, {2, 1}, {}},
+        {{4, 1, 0, 1, 4, 2}, {2}, {}},
+        {{4, 1, 4, 2, 4}, {2}, {1, 1, 1, 1, 2, 2, 2, 2}},
+        {{4, 1, 4}, {2}, {}}};
+    TestDirectory directory;
+    for (const auto& [pixels, bands, expected] : cases) {
+        Bytes bytes = patched(encodeColorado(blankPicture(pictureIndexed, 4, 2)), 11, {static_cast<u8>(pixels.size())});
+        bytes.erase(bytes.end() - 2, bytes.end());
+        bytes.insert(bytes.end(), pixels.begin(), pixels.end());
+        const Loaded got = load(directory.write("a", bytes), {.id = 47, .bands = bands});
+        EXPECT_EQ(got.status, loadSuccess);
+        EXPECT_EQ(got.bandStatus, expected.empty() ? loadBadData : loadSuccess) << pixels.size();
+        EXPECT_TRUE(expected.empty() || got.rows == expected);
+    }
+}
+
+TEST(Colorado, RefusesOtherHeaders)
+{
+    const int no = loadWrongFormat;
+    const Bytes good = encodeColorado(noisePicture(pictureIndexed, 5, 5, 9, 1));
+    expectStatuses({"a", 47, nullptr, ""}, good,
+                   {{0, {1}, no},
+                    {3, {1}, no},
+                    {12, {1}, no},
+                    {18, {1}, no},
+                    {20, {1}, no},
+                    {511, {1}, no},
+                    {4, {0, 0}, no},
+                    {6, {0, 0}, no},
+                    {8, {0, 0, 0, 1}, no},
+                    {8, Bytes(4, 255), no},
+                    {10, {8}, no},
+                    {19, {24}, no}});
+    expectHarmless("", Bytes(good.begin(), good.begin() + 300), 47);
+}

@@ -1,0 +1,51 @@
+#include "samples/iam_writer.h"
+
+#include <gtest/gtest.h>
+
+#include "tests/card_support.h"
+
+static const CardFormat pat = {"a.PAT", 27, encodeIamPat, "IAM PAT"};
+static const CardFormat bbi = {"a.Bbi", 28, encodeIamBbi, "IAM BBI", 1, 0, false};
+
+TEST(Iam, DeliversRows)
+{
+    for (u32 width : {1u, 37u, 3000u}) {
+        expectDelivery(pat, noisePicture(pictureIndexed, width, 25, 256, width));
+        expectDelivery(bbi, noiseCards(width, 25));
+    }
+    TestDirectory directory;
+    const Picture picture = noisePicture(pictureIndexed, 3, 3, 256, 1);
+    EXPECT_EQ(load(directory.write("b.pat", encodeIamPat(picture)), {.id = 27}).palette, picture.palette);
+    // The other three bytes of a pixel do not count.
+    Bytes odd = encodeIamBbi(blankPicture(pictureBilevel, 9, 1));
+    odd = patched(odd, 24, {0, 255, 255, 255, 1, 0, 0, 0, 128});
+    EXPECT_EQ(load(directory.write("b.bbi", odd)).rows, Bytes({0x60, 0}));
+
+    EXPECT_EQ(bandStatusOfCut(pat, noisePicture(pictureIndexed, 300, 300, 256, 1), 1), loadBadData);
+    // BBI does not notice: the pixels are light.
+    const Picture dark = flatPicture(pictureBilevel, 16, 5000, 0xFF);
+    const Bytes file = encodeIamBbi(dark);
+    const Loaded cut = load(directory.write("cut.bbi", Bytes(file.begin(), file.begin() + 24 + 64 * 4000 + 4)));
+    EXPECT_EQ(cut.bandStatus, loadSuccess);
+    EXPECT_TRUE(cut.rows == patched(patched(dark.rows, 8000, Bytes(2000)), 8000, {0x80}));
+}
+
+TEST(Iam, RefusesOtherHeaders)
+{
+    const int yes = loadSuccess, no = loadWrongFormat;
+    const Bytes patFile = encodeIamPat(noisePicture(pictureIndexed, 3, 3, 256, 1));
+    const Bytes bbiFile = encodeIamBbi(noiseCards(9, 3));
+    expectStatuses(pat, patFile,
+                   {{0, {0, 0}, no},
+                    {2, {0, 0}, no},
+                    {0, {0xF1, 0xFF}, no},
+                    {4, Bytes(4, 9), yes},
+                    {11, {1}, no},
+                    {1031, {128}, no}});
+    expectStatuses(bbi, bbiFile,
+                   {{0, {'u'}, no}, {4, {'b'}, no}, {16, {0, 0}, no}, {20, {0xF1, 255}, no}, {18, {9}, yes}});
+    EXPECT_EQ(statusOf("a.bb", bbiFile, 28), no);
+    EXPECT_EQ(load("/nowhere/a.pat", {.id = 27}).status, loadCannotRead);
+    expectHarmless(".pat", patFile, 27);
+    expectHarmless(".bbi", bbiFile, 28);
+}

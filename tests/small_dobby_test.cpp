@@ -1,0 +1,129 @@
+// Nissan, Viable, Nuovo Pignone, TongYuan and AVL.
+#include "samples/small_dobby_writer.h"
+
+#include <gtest/gtest.h>
+
+#include "tests/card_support.h"
+
+static const auto fast = [](const Picture& picture) { return encodePignone(picture); };
+static const auto backwards = [](const Picture& picture) { return encodePignone(picture, 7, true); };
+static const auto capitals = [](const Picture& picture) { return encodeNissan(picture); };
+
+static const CardFormat nissan = {"a.any", 51, capitals, "Nissan"};
+static const CardFormat viable = {"a.Pun", 24, encodeViable, "Viable card"};
+static const CardFormat pignone = {"a.ArM", 37, fast, "Nuovo Pignone .ARM", 1, 0xA5, false};
+static const CardFormat pignoneBackwards = {"a.arm", 37, backwards, "Nuovo Pignone .ARM", 1, 0xA5, false};
+static const CardFormat tongYuan = {"a.Dy", 36, encodeTongYuan, "JinagYin Tongyuan .DY", 0, 0, false};
+static const CardFormat avl = {"a.J1P", 22, encodeAvl, "AVL J1P", 1, 0xA5, false};
+constexpr int yes = loadSuccess, no = loadWrongFormat, bad = loadBadData;
+
+// Of rows that three numbers can tell.
+static Picture numbers(u32 height)
+{
+    Picture picture = noiseCards(32, height);
+    for (size_t i = 0; i < picture.rows.size(); i += 4) {
+        const bool isHigh = picture.rows[i + 3] >= 0x80;
+        picture.rows[i + 2] &= isHigh ? 0xF0 : 0xF7;
+        picture.rows[i + 3] &= isHigh || (picture.rows[i + 2] & 0xF) == 0 ? 0xF7 : 0x07;
+    }
+    return picture;
+}
+
+TEST(SmallDobbies, DeliverRows)
+{
+    for (u32 height : {2u, 33u, 9000u}) {
+        expectDelivery(nissan, noiseCards(40, height));
+        expectDelivery(pignone, noiseCards(40, height));
+        expectDelivery(pignoneBackwards, noiseCards(40, height));
+        expectDelivery(tongYuan, numbers(height));
+        expectDelivery(viable, noiseCards(height + 63, 5));
+        expectDelivery(avl, noiseCards(height - 1, 5));
+    }
+    TestDirectory directory;
+    for (const CardFormat* format : {&nissan, &viable, &avl}) { // which turn what is behind a row, too
+        const std::string file =
+            directory.write(format->name, format->encode(noiseCards(format == &nissan ? 40 : 72, 3)));
+        EXPECT_EQ(load(file, {.id = format->id, .extraStride = 1, .fill = 0x0F}).rows.back(), 0xF0);
+        EXPECT_EQ(bandStatusOfCut(*format, noiseCards(format == &nissan ? 40 : 400, 3000), 1), loadBadData);
+    }
+}
+
+TEST(SmallDobbies, ReadNissanDigits)
+{
+    const Bytes program = encodeNissan(blankPicture(pictureBilevel, 40, 2));
+    const std::pair<const char*, Bytes> lines[] = {{"1000000000", {0x80, 0, 0, 0, 0}},
+                                                   {"8 f F9a7A0", {0x10, 0xF0, 0xF9, 0x5E, 0x50}},
+                                                   {"0\n01000G@`", {0xFF, 0x08, 0, 0xFF, 0xFF}}};
+    TestDirectory directory;
+    for (const auto& [line, pixels] : lines) {
+        const std::string file = directory.write("a", patched(program, 22, Bytes(line, line + 10)));
+        EXPECT_EQ(load(file, {.id = 51}).rows, patched(Bytes(10), 0, pixels)) << line;
+    }
+    expectStatuses(nissan, encodeNissan(noiseCards(40, 3)),
+                   {{0, {'P'}, no}, {20, {'4'}, no}, {19, {'g'}, no}, {17, {' ', ' '}, yes}, {21, {'x'}, yes}});
+    EXPECT_EQ(statusOf("a", encodeNissan(noiseCards(40, 1)), 51), no);
+}
+
+TEST(SmallDobbies, ReadPignoneBlocks)
+{
+    // Picks that are never told are empty, those told twice count twice.
+    TestDirectory directory;
+    const Bytes file = patched(encodePignone(flatPicture(pictureBilevel, 40, 2, 0xFF), 1), 18 + 9 + 2, {1});
+    EXPECT_EQ(load(directory.write("a.arm", file)).rows, patched(Bytes(10), 0, Bytes(5, 0xFF)));
+    EXPECT_EQ(load(directory.write("b.arm", file), {.bands = {1, 2}}).bandStatus, loadBadData);
+    // Blocks at 18 and 122.
+    expectStatuses(pignone, encodePignone(noiseCards(40, 40), 20),
+                   {{0, {'x'}, no},
+                    {1, {5}, no},
+                    {2, {1}, no},
+                    {3, {1}, no},
+                    {4, {1}, no},
+                    {4, {41}, no},
+                    {4, {39}, no},
+                    {4, {0xF1, 0xFF}, no},
+                    {6, {9}, yes},
+                    {18, {'x'}, no},
+                    {19, {2}, no},
+                    {19, {101}, no},
+                    {20, {0}, no},
+                    {20, {21}, yes},
+                    {20, {22}, no},
+                    {20, {0, 1}, no},
+                    {124, {1}, yes}});
+    EXPECT_EQ(statusOf("a.arm", encodePignone(noiseCards(40, 40), 33), 37), no);
+}
+
+TEST(SmallDobbies, ReadTongYuanNumbers)
+{
+    const std::string blanks(90, ' ');
+    const std::pair<std::string, Bytes> good[] = {
+        {"2\n1048575,16,3\n0,5,8\n", {0xFF, 0xFF, 0xF1, 3, 0, 0, 0, 0x58}},
+        {"2 picks\r1048576,128,0\r 1, +2,\t3 and more\r", {0, 0, 8, 0, 0, 0, 0x10, 0x23}},
+        {"002\r\n4660,0,1\r\n0,31,0" + blanks, {1, 0x23, 0x40, 1, 0, 0, 0, 0xF0}}};
+    TestDirectory directory;
+    for (const auto& [text, rows] : good)
+        EXPECT_EQ(load(directory.write("a.dy", text), {.id = 36}).rows, rows) << text;
+    const std::string overlong = "0,0,1" + blanks + blanks;
+    for (const std::string pick : {"1048577,0,0", "0,129,0", "0,0,9", "0,0,-1", "4294967296,0,0", "1 ,0,0", "1,0,",
+                                   "\n\n0,0,0", overlong.c_str()})
+        EXPECT_EQ(load(directory.write("a.dy", "2\n" + pick + "\n0,0,0\n"), {.id = 36}).bandStatus, bad) << pick;
+    for (const char* start : {"1", "x2", " 2", "65521", "18446744073709551618", ""})
+        EXPECT_EQ(statusOf("a.dy", Bytes(start, start + strlen(start)), 36), no) << start;
+}
+
+TEST(SmallDobbies, TellHeadersThatAreNone)
+{
+    const Bytes pun = encodeViable(noiseCards(72, 3)), j1p = encodeAvl(noiseCards(10, 3));
+    expectStatuses(viable, pun,
+                   {{16, {0, 0}, no}, {16, {0xF1, 0xFF}, no}, {18, {0xB0, 0xFF}, yes}, {18, {0xB1, 0xFF}, no}});
+    expectStatuses(avl, j1p, {{0, {'-'}, bad}, {9, {0, 0}, bad}, {9, {0xFF, 0xF1}, bad}, {11, {0, 0}, bad}});
+    EXPECT_EQ(statusOf("a.j1p", Bytes(j1p.begin(), j1p.begin() + 255), 22), loadCannotRead);
+    EXPECT_EQ(statusOf("a.jlp", j1p, 22), no);
+    for (const CardFormat* format : {&viable, &tongYuan, &avl})
+        EXPECT_EQ(load(std::string("/nowhere/") + format->name, {.id = format->id}).status, loadCannotRead);
+    for (const CardFormat* format : {&nissan, &pignone, &avl})
+        expectHarmless(std::string(format->name).substr(1), format->encode(noiseCards(format == &avl ? 10 : 40, 3)),
+                       format->id);
+    expectHarmless(".pun", pun, 24);
+    expectHarmless(".dy", encodeTongYuan(numbers(4)), 36);
+}
