@@ -317,39 +317,46 @@ struct Lightness {
     float luminance;
 };
 
-constexpr float darkLuminance = 0.008856F; // up to here the curve is a straight line
-constexpr float darkRoot = 0.206893F;
-constexpr float lineSlope = 7.787F;
-constexpr float lineStart = 16.0F / 116.0F;
+constexpr double darkLuminance = 0.008856; // up to here the curve is a straight line
+constexpr double darkRoot = 0.206893;
+constexpr double lineSlope = 7.787;
+constexpr double lineStart = 16.0 / 116;
+
+static double cube(double value)
+{
+    return value * value * value;
+}
 
 static Lightness lightnessOf(u32 sample)
 {
-    const auto percent = static_cast<float>(sample * 100 >> 8);
-    const float root = (16.0F + percent) / 116.0F;
-    float luminance = root * root * root;
+    const u32 percent = sample * 100 >> 8;
+    auto luminance = static_cast<float>(cube((16 + percent) / 116.0));
     if (luminance < darkLuminance)
-        luminance = percent / 903.3F;
-    return {luminance > darkLuminance ? cbrtf(luminance) : lineSlope * luminance + lineStart, luminance};
+        luminance = static_cast<float>(percent / 903.3);
+    const double root =
+        luminance > darkLuminance ? std::cbrt(static_cast<double>(luminance)) : lineSlope * luminance + lineStart;
+    return {static_cast<float>(root), luminance};
 }
 
-static float cubeOf(float root)
+static float fromRoot(float root)
 {
-    return root > darkRoot ? root * root * root : (root - lineStart) / lineSlope;
+    return static_cast<float>(root > darkRoot ? cube(root) : (root - lineStart) / lineSlope);
 }
 
-static u8 roundedLevel(float level)
+static u8 roundedLevel(double level)
 {
-    return static_cast<u8>(std::clamp(static_cast<i32>(level + 0.5F), 0, 255));
+    return static_cast<u8>(std::clamp(static_cast<i32>(level + 0.5), 0, 255));
 }
 
+// Every step is kept in single precision, as colours in hundredths are.
 static void writeLab(Lightness lightness, int8_t a, int8_t b, u8* rgb)
 {
-    const float x = cubeOf(lightness.root + static_cast<float>(a) / 500.0F) * 242.36629F;
-    const float y = lightness.luminance * 255.0F;
-    const float z = cubeOf(lightness.root - static_cast<float>(b) / 200.0F) * 277.63226F;
-    rgb[0] = roundedLevel(3.240479F * x - 1.53715F * y - 0.498535F * z);
-    rgb[1] = roundedLevel(-0.969256F * x + 1.875992F * y + 0.041556F * z);
-    rgb[2] = roundedLevel(0.055648F * x - 0.204043F * y + 1.057311F * z);
+    const double x = fromRoot(static_cast<float>(lightness.root + a / 500.0)) * 242.36629F;
+    const double y = lightness.luminance * 255.0F;
+    const double z = fromRoot(static_cast<float>(lightness.root - b / 200.0)) * 277.63226F;
+    rgb[0] = roundedLevel(3.240479 * x - 1.53715 * y - 0.498535 * z);
+    rgb[1] = roundedLevel(-0.969256 * x + 1.875992 * y + 0.041556 * z);
+    rgb[2] = roundedLevel(0.055648 * x - 0.204043 * y + 1.057311 * z);
 }
 
 // Reads rows in order and turns them into pixels.
@@ -409,14 +416,15 @@ static bool readPlanes(RowReader& reader, u32 row, u32 height)
 {
     if (row >= height)
         return false;
+    bool isHeld = false;
     for (u16 plane = 0; plane < 3; plane++) {
         const u32 strip = TIFFComputeStrip(reader.file, row, plane);
-        if (plane == 0 && strip == reader.heldStrip)
-            return true;
-        if (plane == 0)
+        if (plane == 0) {
+            isHeld = strip == reader.heldStrip;
             reader.heldStrip = strip;
+        }
         u8* target = reader.work.bytes + (reader.planes[plane] - reader.planes[0]);
-        if (TIFFReadEncodedStrip(reader.file, strip, target, static_cast<tmsize_t>(reader.storedBytes)) < 0)
+        if (!isHeld && TIFFReadEncodedStrip(reader.file, strip, target, static_cast<tmsize_t>(reader.storedBytes)) < 0)
             return false;
     }
     return true;

@@ -31,9 +31,12 @@ void printFailure(const Failure& failure)
 
 void printComplaint(const Picture& picture)
 {
-    if (!picture.complaint.empty())
-        printSentence(picture.file,
-                      "the file is damaged, parts of the picture may be missing (" + picture.complaint + ")");
+    if (picture.complaint.empty())
+        return;
+    printSentence(picture.file,
+                  picture.complaintIsAboutRows
+                      ? "the file may be damaged, parts of the picture may be missing (" + picture.complaint + ")"
+                      : "the file was opened, its decoder remarked: " + picture.complaint);
 }
 
 std::string systemReason(int errorNumber)
@@ -352,8 +355,10 @@ Pixels loadPixels(Picture& picture)
     {
         LibraryOutput output;
         status = getLoadBand()(pixels.get(), picture.height, static_cast<u32>(bytesPerRow));
-        if (picture.complaint.empty())
-            picture.complaint = output.firstLine();
+        const std::string complaint = output.firstLine();
+        picture.complaintIsAboutRows = !complaint.empty();
+        if (picture.complaintIsAboutRows)
+            picture.complaint = complaint;
     }
     if (status == loadCannotRead)
         throw Failure{exitCannotRead, picture.file, "the file is damaged, its data end early"};

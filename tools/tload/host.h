@@ -72,7 +72,8 @@ struct Picture {
     u8 orientationFlag = 0;
     u32 firstPart = 1;
     std::string firstPartFile; // where the loader began, when that is another part of the design than file; else empty
-    std::string complaint;     // what a decoder found wrong with the file, though it went on; else empty
+    std::string complaint;     // what a decoder remarked on the file, though it went on; else empty
+    bool complaintIsAboutRows = false; // more than an unusual header, then
 
     // Throws Failure. forcedFormat 0 detects the format.
     Picture(const std::string& path, u32 forcedFormat);
