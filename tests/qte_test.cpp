@@ -156,16 +156,16 @@ TEST_F(Qtz, RunsNothingWithoutNeed)
 TEST_F(Qtz, OpensNothingButAFileOfTheArchive)
 {
     const std::string secret = archives.write("secret.qte", encodeQte(design(400, 30)));
-    const std::vector<ZipMember> members[] = {{{"ab.qte", Bytes(secret.begin(), secret.end()), 0120777}},
-                                              {{"ab.qte/", {}, 040755}},
+    const std::vector<ZipMember> members[] = {{{"ab.QTE", Bytes(secret.begin(), secret.end()), 0120777}},
+                                              {{"ab.QTE/", {}, 040755}},
                                               {{"in/ab.qte", encodeQte(design(400, 30))}},
                                               {{"ab.qte", {40, 0, 0, 0, 1}}}};
     for (const auto& member : members) {
         const std::string file = archives.write("ab.qtz", encodeZip(member));
         EXPECT_EQ(load(file, {.id = qtz}).status, loadWrongFormat) << member[0].name;
-        EXPECT_FALSE(fs::is_symlink(unpacked("ab.qte")) || fs::is_regular_file(unpacked("ab.qte")));
+        for (const char* name : {"ab.qte", "ab.QTE"})
+            EXPECT_FALSE(fs::exists(fs::symlink_status(unpacked(name)))) << name;
         EXPECT_TRUE(fs::exists(secret));
-        fs::remove(unpacked("ab.qte"));
     }
     llibSetUnzipCommand(("cp " + secret + " " + unpacked("ab.qte") + ";:").c_str());
     expectHarmless("ab.qtz", Bytes({'P', 'K', 3, 4, 0, 0, 0, 0}), qtz);

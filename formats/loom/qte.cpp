@@ -176,6 +176,8 @@ static LoadStatus tryLoadArchive(const LoadRequest& request, ImageInfo& image)
         nameMember(unpacked.name, request.path, i);
         if (isUnpacked(unpacked.name))
             break;
+        if (isOccupied(unpacked.name)) // out of the archive; it would be in the way of the next one
+            remove(unpacked.name);
     }
     if (!isUnpacked(unpacked.name))
         return loadWrongFormat;
