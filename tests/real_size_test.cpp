@@ -96,8 +96,7 @@ TEST(RealSize, ShowsEveryPixelWhenBothAreOfOneSize)
                 else if (bytesPerPixel == 3)
                     expected = static_cast<u32>(rgb[2] << 16 | rgb[1] << 8 | rgb[0]);
                 u32 pixel = 0;
-                const i32 pixelBytes = bytesPerPixel;
-                memcpy(&pixel, &drawn[i / 37 * static_cast<u32>(call.dstStride) + i % 37 * bytesPerPixel], pixelBytes);
+                memcpy(&pixel, &drawn[i / 37 * call.dstStride + i % 37 * bytesPerPixel], bytesPerPixel);
                 ASSERT_EQ(pixel, expected) << kind << " " << bytesPerPixel << " " << i;
             }
         }

@@ -1,6 +1,7 @@
 // Rows that are stored once, seams of repeats, and points that keep their distance.
 #include <gtest/gtest.h>
 
+#include <array>
 #include <cstdlib>
 #include <memory>
 
@@ -9,29 +10,26 @@
 
 TEST(Repeat, ExpandsStoredRowsInPlace)
 {
-    struct Case {
-        std::vector<i32> table;
-        std::string expanded; // from A, B, C ...
-    };
-    const Case cases[] = {
+    // From the rows A, B, C ...
+    const std::pair<std::vector<i32>, std::string> cases[] = {
         {{0, 1, 0, 3}, "AABB"},         {{0, 0, 0}, "ABC"},
         {{0, 0, 1, 2, 0}, "ABABC"},     {{2, 0, 0}, "AAB"}, // a row that has no source yet
         {{0, 1, 4, 1}, "AAAA"},                             // itself a row without a source
         {{0, 0, 4}, "unchanged: ABC"},                      // behind the last
         {{0, -1, 0}, "unchanged: ABC"},
     };
-    for (const Case& tried : cases) {
-        const i32 rows = static_cast<i32>(tried.table.size());
+    for (const auto& [table, expanded] : cases) {
+        const i32 rows = static_cast<i32>(table.size());
         std::string data;
         for (i32 y = 0; y < rows; y++)
             data += std::string(3, static_cast<char>('A' + y));
         testing::internal::CaptureStdout();
-        copyTableEqualY(reinterpret_cast<u8*>(data.data()), 3, rows, tried.table.data());
+        copyTableEqualY(reinterpret_cast<u8*>(data.data()), 3, rows, table.data());
         fflush(stdout);
-        const bool complains = tried.expanded.starts_with("unchanged: ");
+        const bool complains = expanded.starts_with("unchanged: ");
         EXPECT_EQ(testing::internal::GetCapturedStdout(), complains ? "copyTableEqualY: wrong repeat table!\n" : "");
         std::string expected;
-        for (char row : tried.expanded.substr(complains ? 11 : 0))
+        for (char row : expanded.substr(complains ? 11 : 0))
             expected += std::string(3, row);
         EXPECT_EQ(data, expected);
     }
@@ -86,18 +84,14 @@ TEST(Repeat, MeasuresTheSeamAgainstItsNeighbours)
 
 TEST(Repeat, PlacesPointsAsThePlainScanDoes)
 {
-    struct Case {
-        i32 count, width, height;
-    };
     // The last two have fewer places than points, or one row of them.
-    for (const Case& tried : {Case{1, 7, 9}, {600, 300, 200}, {300, 65536, 65535}, {90, 5, 4}, {200, 1, 1000}}) {
+    for (const auto& [count, width, height] :
+         {std::array{1, 7, 9}, {600, 300, 200}, {300, 65536, 65535}, {90, 5, 4}, {200, 1, 1000}}) {
         srand(7);
-        const std::vector<u16> expected = plainSelfAvoid(tried.count, tried.width, tried.height);
+        const std::vector<u16> expected = plainSelfAvoid(count, width, height);
         srand(7);
-        const std::unique_ptr<u16, decltype(&free)> points(selfAvoidTable(tried.count, tried.width, tried.height),
-                                                           free);
-        EXPECT_TRUE(std::equal(expected.begin(), expected.end(), points.get())) << tried.count;
+        const std::unique_ptr<u16, decltype(&free)> points(selfAvoidTable(count, width, height), free);
+        EXPECT_TRUE(std::equal(expected.begin(), expected.end(), points.get())) << count;
     }
-    EXPECT_EQ(selfAvoidTable(3, 0, 5), nullptr);
-    EXPECT_EQ(selfAvoidTable(3, 5, 0), nullptr);
+    EXPECT_TRUE(selfAvoidTable(3, 0, 5) == nullptr && selfAvoidTable(3, 5, 0) == nullptr);
 }

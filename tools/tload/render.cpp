@@ -14,6 +14,8 @@
 // Of the library's positions in the picture: 8192 are one picture pixel, 31 bits can be told apart.
 constexpr i64 positionsPerPixel = 8192;
 constexpr i64 lastPosition = INT32_MAX;
+// Jitters are 16-bit numbers: those of larger steps come round and reach so far back. Position 0 is a gap in the cloth.
+constexpr i64 jitterReach = 32768;
 
 static u32 thousandths(double dotsPerInch)
 {
@@ -34,6 +36,7 @@ struct Direction {
     i64 repeat;    // the picture
     i64 beginning; // of the drawing, within the first repeat
     i64 length;    // of the drawing
+    i64 margin;    // whole repeats that stay between the drawing and position 0
 };
 
 static Direction measure(const RenderRequest& request, i32 pictureRes, i32 screenRes, u32 pictureSize, double at,
@@ -46,13 +49,17 @@ static Direction measure(const RenderRequest& request, i32 pictureRes, i32 scree
         throw Failure{exitUsage, request.source,
                       step < 1 ? "the cloth is magnified too much, choose a smaller zoom"
                                : "the cloth is much too small to be seen, choose a larger zoom"};
-    Direction direction = {static_cast<i64>(step), i64{pictureSize} * positionsPerPixel, 0, 0};
+    Direction direction = {static_cast<i64>(step), i64{pictureSize} * positionsPerPixel, 0, 0, 0};
     direction.beginning = static_cast<i64>(at) * direction.step % direction.repeat;
     if (direction.beginning < 0)
         direction.beginning += direction.repeat;
     direction.length = static_cast<i64>(size) * direction.step;
+    if (direction.step >= jitterReach) {
+        const i64 least = jitterReach + direction.step;
+        direction.margin = (least + direction.repeat - 1) / direction.repeat * direction.repeat;
+    }
     // What is drawn, up to a repeat beside it, and room for rounding to display pixels.
-    if (direction.repeat + direction.length + 2 * direction.step > lastPosition)
+    if (direction.repeat + direction.length + direction.margin + 2 * direction.step > lastPosition)
         throw Failure{exitUsage, request.source,
                       "too much of the cloth would be shown at once, choose a larger zoom or a smaller size"};
     return direction;
@@ -88,9 +95,9 @@ static Pixels drawCloth(const RenderRequest& request, const Picture& picture, co
     // The library counts picture rows upwards from the last: the drawing hangs below so many whole repeats that it
     // ends above their last row.
     const i64 repeats = (along.beginning + along.length + along.repeat - 1) / along.repeat;
-    const i64 above = repeats * along.repeat - along.beginning;
+    const i64 above = repeats * along.repeat - along.beginning + along.margin;
     const i64 firstRow = (above + along.step - 1) / along.step - 1;
-    const i64 firstColumn = across.beginning / across.step;
+    const i64 firstColumn = (across.beginning + across.margin) / across.step;
     srand48(1); // the same cloth every time
     renderRealImg(cloth.get(), static_cast<i32>(3 * width), 3, static_cast<i32>(firstColumn), 0,
                   static_cast<i32>(width), static_cast<i32>(rows), static_cast<i32>(firstRow), screenRes, screenRes,
