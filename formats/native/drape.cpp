@@ -20,7 +20,7 @@
 constexpr char projectStart[] = "#NEW_REGION";
 constexpr i64 startBytes = sizeof projectStart - 1;
 constexpr int lineBytes = 1000;
-constexpr i64 largestLength = INT32_MAX;
+constexpr i64 largestBlock = INT32_MAX;
 constexpr char nameTemplate[] = "/tmp/TVdrapeXXXXXX";
 constexpr FormatId pictureFormats[] = {4, 2, 5, 1, 3}; // JPEG, PNG, TIFF, GIF, PCX
 
@@ -56,12 +56,12 @@ static LoadStatus findPicture(FILE* stream, Buffer& picture, size_t& pictureByte
         if (block == nullptr)
             continue;
         const i64 length = strtol(removeHead(line), nullptr, 10);
-        if (length < 0 || length > largestLength)
+        if (length < 0 || length > (largestBlock - block->more) / block->unit)
             return loadBadData;
         const i64 size = length * block->unit + block->more;
-        if (size > fileSize - ftello(stream))
-            return loadBadData;
         if (block->isPicture) {
+            if (size > fileSize - ftello(stream))
+                return loadBadData;
             pictureBytes = static_cast<size_t>(size);
             if (!picture.allocate(pictureBytes))
                 return loadOutOfMemory;

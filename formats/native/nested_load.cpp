@@ -59,11 +59,11 @@ static int readImage(NestedPicture& picture)
     if (rowBytes <= UINT32_MAX && picture.image.allocate(rowBytes * picture.info.height)) {
         picture.imageBytes = rowBytes * picture.info.height;
         status = getLoadBand()(picture.image.bytes, picture.info.height, static_cast<u32>(rowBytes));
-        // Said where it happens, and once more as the result of the whole.
-        if (status > 1)
-            printError(status);
     }
     getEndLoad()();
+    // Said where it happens, and once more as the result of the whole.
+    if (status > 1)
+        printError(status);
     return status;
 }
 
@@ -126,19 +126,18 @@ LoadStatus loadNested(const char* path, std::span<const FormatId> formats, int w
     endNested();
     state.image = picture.image.bytes;
     state.imageBytes = picture.imageBytes;
-    state.height = picture.info.height;
     picture.image.bytes = nullptr;
     return loadSuccess;
 }
 
 // Always from the first row on: the picture is there as a whole, and one band takes it. It goes out as it stands in
-// memory, whatever the stride.
+// memory, whatever the stride, with zeros behind it.
 LoadStatus loadNestedBand(u8* rows, u32 count, u32 bytesPerRow)
 {
     const NestedState& state = threadState().native.nested;
     if (state.image == nullptr)
         return loadBadData;
-    const u64 size = u64{std::min(count, state.height)} * bytesPerRow;
+    const u64 size = u64{count} * bytesPerRow;
     deliverRow(rows, state.image, state.imageBytes, size);
     if (size > state.imageBytes)
         memset(rows + state.imageBytes, 0, size - state.imageBytes);
@@ -151,6 +150,5 @@ LoadStatus endNested()
     free(state.image);
     state.image = nullptr;
     state.imageBytes = 0;
-    state.height = 0;
     return loadSuccess;
 }

@@ -28,7 +28,6 @@ struct NestedState {
     bool isBusy;
     u8* image; // owned
     u64 imageBytes;
-    u32 height;
 };
 
 struct NativeState {

@@ -2,9 +2,11 @@
 // them. The block's value is then its size when it is packed with zlib, and nothing when it is not.
 //
 //   #BINDING          the first line
-//   #DIM=W H,S        ends, picks and shafts; also W,S or W H or W, what is missing is W; a threading of end i on shaft
-//   i #XDIM=N           ends, picks and shafts, all N; the same threading #YDIM=N           picks #SHAFTSNO=N shafts;
-//   the same threading #HARNENDS=        the shaft of each end, from 0, as numbers on the lines that follow
+//   #DIM=W H,S        ends, picks and shafts; also W,S or W H or W, what is missing is W; end i is threaded on shaft i
+//   #XDIM=N           ends, picks and shafts, all N; the same threading
+//   #YDIM=N           picks
+//   #SHAFTSNO=N       shafts; the same threading
+//   #HARNENDS=        the shaft of each end, from 0, as numbers on the lines that follow
 //   #HARNANDS=112233  the shaft of each end as a character from '1' on
 //   #HARNUNDS=size    packed: the shaft of each end, a byte each
 //   #BITMAP=          shaft plan: for each shaft a bit a pick, lowest bit first, shaft after shaft without a gap
@@ -452,6 +454,7 @@ static LoadStatus deliverDraft(const Weave& weave, u64 firstPick, u8* rows, u64 
     return loadSuccess;
 }
 
+// Rows behind the last are clear.
 LoadStatus loadWeaveBand(u8* rows, u32 count, u32 bytesPerRow)
 {
     WeaveState& state = threadState().native.weave;
@@ -464,6 +467,9 @@ LoadStatus loadWeaveBand(u8* rows, u32 count, u32 bytesPerRow)
         deliverPlane(state.weave, state.nextRow, rows, wanted, bytesPerRow);
     else if (hasRoom)
         status = deliverDraft(state.weave, state.nextRow, rows, wanted, bytesPerRow);
+    const u64 behind = u64{count - wanted} * bytesPerRow;
+    if (behind > 0)
+        memset(rows + u64{wanted} * bytesPerRow, 0, behind);
     state.nextRow += wanted;
     return status;
 }
