@@ -136,12 +136,12 @@ static LoadStatus openPalette(File& file, ImageInfo& image, FormatId format, i32
                               ReadColour readColour)
 {
     memset(image.palette, 0, size_t{3} * paletteColours);
+    reportPaletteSize(image, static_cast<u32>(colours), static_cast<u32>(width));
     image.kind = colours < i32{paletteColours} ? kindIndexed : kindRGB;
     for (i32 i = 0; image.kind == kindIndexed && i < colours; i++) {
         if (!readColour(file.stream, variant, image.palette + 3 * i))
             return loadBadData;
     }
-    reportPaletteSize(image, static_cast<u32>(colours), static_cast<u32>(width));
     reportImage(image, format == swatches ? "Photoshop .ACO" : "Photoshop .ACB", pictureOrientation);
     keepPaletteFile(file, format, static_cast<u32>(colours), variant);
     return loadSuccess;

@@ -14,7 +14,7 @@
 constexpr FormatId textPalette = 63;
 constexpr i64 largestFile = 50000;
 constexpr u32 usualColumns = 16;
-constexpr i64 mostColumns = 256;
+constexpr u32 mostColumns = 256;
 constexpr size_t shortestColour = 3; // characters of a line
 
 struct Line {
@@ -82,10 +82,9 @@ static u32 readGimp(FILE* stream, u8* palette, u32& columns)
         readLine(stream, line);
     if (beginsWith(line, columnsKey)) {
         if (line.text[strlen(columnsKey)] != 0) {
-            const i64 stored = strtol(line.text + strlen(columnsKey), nullptr, 10);
-            if (stored < 1 || stored > mostColumns)
+            columns = static_cast<u32>(strtol(line.text + strlen(columnsKey), nullptr, 10));
+            if (columns < 1 || columns > mostColumns)
                 return 0;
-            columns = static_cast<u32>(stored);
         }
         readLine(stream, line); // where the first comment stands
     }
@@ -115,23 +114,23 @@ static LoadStatus tryLoad(const LoadRequest& request, ImageInfo& image)
     if (!file.open(request.path))
         return loadCannotRead;
     memset(image.palette, 0, size_t{3} * paletteColours);
+    image.width = usualColumns;
 
     Line line;
     readLine(file.stream, line);
     const bool isGimp = isGpl && beginsWith(line, "GIMP Palette");
-    u32 width = usualColumns;
     u32 colours;
     if (isPal && beginsWith(line, "JASC-PAL"))
         colours = readJasc(file.stream, image.palette);
     else if (isGimp)
-        colours = readGimp(file.stream, image.palette, width);
+        colours = readGimp(file.stream, image.palette, image.width);
     else
         colours = readPlainList(file.stream, line, image.palette);
     if (colours == 0)
         return loadWrongFormat;
 
     image.kind = kindIndexed;
-    reportPaletteSize(image, colours, width);
+    reportPaletteSize(image, colours, image.width);
     reportImage(image, isGimp ? "Gimp .GPL" : isPal ? "Jasc .PAL" : "Palette", loomOrientation);
     keepPaletteFile(file, textPalette, colours);
     return loadSuccess;
