@@ -347,7 +347,8 @@ TLOAD_API u16* selfAvoidTable(i32 count, i32 width, i32 height);
  *
  * The nearest colour is the one at the least squared distance in R, G and B, of several the first. It is looked up once
  * for each cell of colours that agree in the upper 6 bits of all channels, for the first pixel in the cell; the others
- * follow. Noise comes from rand(): srand() makes it repeatable where no other thread draws numbers.
+ * follow. Noise comes from rand(): srand() makes it repeatable where no other thread draws numbers. Mapping and
+ * dithering draw one number a row without noise too. Numbers outside their range count as the nearer end of it.
  */
 
 /* Counts the distinct colours of a picture and writes them to paletteOut (768 bytes) in the order of their first
@@ -379,8 +380,9 @@ TLOAD_API u64 colorQuantize(const u8* rgb, i32 rgbStride, u8* indexOut, i32 inde
 TLOAD_API u64 trueColorRemapToCmap(const u8* rgb, i32 rgbStride, u8* indexOut, i32 indexStride, i32 width, i32 height,
                                    const u8* palette, i32 paletteCount, i32 noise);
 /* Scales a picture to dstWidth x dstHeight, taking the nearest pixel, and maps it to paletteCount (at most 256) colours
- * with Floyd-Steinberg error diffusion: strength 0 (none) to 16 (the whole error), noise 0 to 100 on the error. Without
- * colours all indices are 0. dst is untouched when a side is below 1, src or dst is null or memory does not suffice. */
+ * with Floyd-Steinberg error diffusion: strength 0 (none) to 16 (the whole error), noise 0 to 100 on the error before
+ * it is spread. Without colours all indices are 0. dst is untouched when a side is below 1, src or dst is null or
+ * memory does not suffice. */
 TLOAD_API void colorQuantizeDitherFS(const u8* src, i32 srcStride, u8* dst, i32 dstStride, i32 srcWidth, i32 srcHeight,
                                      i32 dstWidth, i32 dstHeight, const u8* palette, i32 paletteCount, i32 strength,
                                      i32 noise);

@@ -95,8 +95,10 @@ static void checkRequest(const QuantizeRequest& request, const Picture& picture,
         throw Failure{exitUsage, "--keep " + std::to_string(request.keep),
                       palette.count == 0 ? "the picture has no palette, name a file with --palette"
                                          : "the palette has only " + std::to_string(palette.count) + " colours"};
-    if (request.noise > 0 && !request.size.empty() && request.strength < 0)
-        throw Failure{exitUsage, "--noise " + std::to_string(request.noise), "together with --size it needs --dither"};
+    const bool isDithered = request.strength >= 0 || !request.size.empty();
+    if (request.noise > 0 && isDithered && request.strength < 1)
+        throw Failure{exitUsage, "--noise " + std::to_string(request.noise),
+                      "with --size or --dither it needs a --dither of 1 to 16"};
     constexpr u32 longestRow = std::numeric_limits<i32>::max() / 3;
     if (picture.width > longestRow || picture.height > u32{std::numeric_limits<i32>::max()})
         throw Failure{exitBadData, picture.file, "the picture is too large (" + sizeText(picture) + " pixels)"};
