@@ -24,7 +24,7 @@ TEST(DoWeave, ReadsRecords)
     auto firstBytesOf = [&](const std::string& text) {
         const Loaded loaded = load(directory.write("a.DES", text), {.fill = 0});
         Bytes bytes;
-        for (size_t i = 0; loaded.status == loadSuccess && i < loaded.rows.size(); i += 8)
+        for (size_t i = 0; i < loaded.rows.size(); i += 8)
             bytes.push_back(loaded.rows[i]);
         return bytes;
     };
@@ -41,9 +41,8 @@ TEST(DoWeave, ReadsRecords)
     // The body ends with its last record, whatever follows.
     EXPECT_EQ(firstBytesOf(textOf(three, 3, {.records = 2}) + "else"), (Bytes{1, 2, 0}));
     // A last line without an end does, too.
-    std::string endless = textOf(three, 3, {.records = 9});
-    endless.resize(endless.size() - 2);
-    EXPECT_EQ(firstBytesOf(endless), (Bytes{1, 2, 4}));
+    const std::string endless = textOf(three, 3, {.records = 9});
+    EXPECT_EQ(firstBytesOf(endless.substr(0, endless.size() - 2)), (Bytes{1, 2, 4}));
 
     const std::string head = textOf({}, 2, {.records = 2});
     const std::pair<const char*, Bytes> lines[] = {
@@ -54,8 +53,7 @@ TEST(DoWeave, ReadsRecords)
         {"004300000008[1_2", {0x82, 0x41, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF}}};
     for (const auto& [line, row] : lines) {
         const Loaded loaded = load(directory.write("b.des", head + line + "\n" + line + "\n"));
-        ASSERT_EQ(loaded.status, loadSuccess) << line;
-        EXPECT_EQ(Bytes(loaded.rows.begin(), loaded.rows.begin() + 8), row) << line;
+        EXPECT_TRUE(loaded.rows.size() == 16 && std::equal(row.begin(), row.end(), loaded.rows.begin())) << line;
     }
 
     // Every band begins at the first row.
@@ -72,40 +70,28 @@ TEST(DoWeave, RefusesOthersAndTellsUnknownRecords)
     const std::string good = textOf(three, 3, {"\n"}), head = good.substr(0, 79);
     const std::string pick = good.substr(good.size() - 29), wide = textOf(three, 3, {"\n", true});
     auto with = [](std::string text, size_t at, const char* other) { return text.replace(at, strlen(other), other); };
-    const std::string refused[] = {with(good, 3, "1"),
-                                   with(good, 5, "x"),
-                                   with(good, 7, ":"),
-                                   with(good, 12, "x"),
-                                   with(good, 14, "0043"),
-                                   with(good, 18, "0001"),
-                                   with(good, 22, "0019"),
-                                   with(good, 26, "0200"),
-                                   with(good, 26, "0100"),
-                                   with(good, 26, "F1FF"),
-                                   with(good, 34, "00000000"),
-                                   with(wide, 22, "0021"),
-                                   with(wide, 22, "001F"),
-                                   with(good, 88, "9"),
-                                   head + with(pick, 26, "60") + pick,
-                                   head + with(with(pick, 26, "40"), 12, "0g00") + pick};
-    // What is said of a record that is none of the format.
-    const std::pair<std::string, std::string> unknown[] = {{with(good, 34, "xxxxxxxx"), "-1): \n"},
-                                                           {head + "\n", "-1): \n"},
-                                                           {head + pick + "0044\n" + pick, "68): 0044\n"},
-                                                           {head + pick + "\n", "-1): \n"}};
     int number = 0;
-    auto expectRefusal = [&](const std::string& text, const std::string& said) {
+    auto expectRefusal = [&](const std::string& text, const std::string& said = "") {
         const std::string name = std::to_string(number++) + ".des", path = directory.write(name, text);
         testing::internal::CaptureStdout();
         EXPECT_EQ(load(path, {.id = 49}).status, loadWrongFormat) << text;
         fflush(stdout);
         EXPECT_EQ(testing::internal::GetCapturedStdout(),
-                  said.empty() ? "" : "DoWeave " + name + " contains unknown record(" + said);
+                  said.empty() ? "" : "DoWeave " + name + " contains unknown record(" + said + "\n");
     };
-    for (const std::string& text : refused)
-        expectRefusal(text, "");
-    for (const auto& [text, said] : unknown)
-        expectRefusal(text, said);
+    const std::pair<size_t, const char*> damages[] = {{3, "1"},     {5, "x"},     {7, ":"},         {12, "x"},
+                                                      {14, "0043"}, {18, "0001"}, {22, "0019"},     {26, "0200"},
+                                                      {26, "0100"}, {26, "F1FF"}, {34, "00000000"}, {88, "9"}};
+    for (const auto& [at, other] : damages)
+        expectRefusal(with(good, at, other));
+    for (const char* length : {"001F", "0021"})
+        expectRefusal(with(wide, 22, length));
+    expectRefusal(head + with(pick, 26, "60") + pick);
+    expectRefusal(head + with(with(pick, 26, "40"), 12, "0g00") + pick);
+    // What is said of a record that is none of the format.
+    expectRefusal(with(good, 34, "xxxxxxxx"), "-1): ");
+    expectRefusal(head + pick + "\n", "-1): ");
+    expectRefusal(head + pick + "0044\n" + pick, "68): 0044");
     EXPECT_EQ(load(directory.write("good.des", with(good, 8, "???99")), {.id = 49}).status, loadSuccess);
     testing::internal::CaptureStdout();
     expectHarmless("h.des", encodeDoWeave(three, 3), 49);

@@ -91,6 +91,7 @@ TEST(RepeatProgram, WeavesWhatThePlainWayWeaves)
             const bool isGood = height >= 2 && height <= 65520 && file.size() >= 22;
             const std::string path = directory.write(std::to_string(round) + format.name, file);
             const Loaded loaded = load(path), wide = load(path, {.extraStride = 3, .fill = 0x0F});
+            const Loaded few = load(path, {.bands = {2}});
             ASSERT_EQ(loaded.status, isGood ? loadSuccess : loadWrongFormat) << path;
             if (!isGood)
                 continue;
@@ -103,21 +104,11 @@ TEST(RepeatProgram, WeavesWhatThePlainWayWeaves)
             EXPECT_TRUE(std::equal(rows.begin(), rows.end(), loaded.rows.begin())) << path;
             EXPECT_EQ(wide.pixels(), loaded.rows);
             EXPECT_EQ(wide.rows.back(), format.id == 49 ? 0x0F : 0xF0);
-            // Rows that are asked for alone, and too narrow, begin at the first.
-            const Loaded narrow = load(path, {.bands = {2}, .extraStride = -2});
-            for (u64 y = 0; y < 2; y++)
-                EXPECT_TRUE(std::equal(&narrow.rows[y * narrow.stride], &narrow.rows[(y + 1) * narrow.stride],
-                                       &loaded.rows[y * format.rowBytes]));
-            EXPECT_TRUE(height == 2 || narrow.rows[2 * narrow.stride] == 0xA5);
+            const i64 fewBytes = 2 * i64{format.rowBytes};
+            EXPECT_TRUE(std::equal(rows.begin(), rows.begin() + fewBytes, few.rows.begin()));
+            EXPECT_TRUE(height == 2 || few.rows[fewBytes] == 0xA5);
         }
     }
-}
-
-static LoomProgram repeat(u32 count, LoomProgram block)
-{
-    block.insert(block.begin(), {LoomStep::openRepeat, count});
-    block.push_back({LoomStep::closeRepeat});
-    return block;
 }
 
 static LoomProgram operator+(LoomProgram first, const LoomProgram& second)
@@ -126,43 +117,39 @@ static LoomProgram operator+(LoomProgram first, const LoomProgram& second)
     return first;
 }
 
+static LoomProgram repeat(u32 count, const LoomProgram& block, size_t depth = 1)
+{
+    return LoomProgram(depth, {LoomStep::openRepeat, count}) + block + LoomProgram(depth, {LoomStep::closeRepeat});
+}
+
 TEST(RepeatProgram, CostsNoMoreThanItsPicture)
 {
     TestDirectory directory;
     for (const ProgramFormat& format : formats) {
         Bytes row(format.rowBytes, 0x81);
         format.makeTellable(row);
-        auto nest = [](u32 depth, u32 count, LoomProgram block) {
-            for (u32 i = 0; i < depth; i++)
-                block = repeat(count, block);
-            return block;
-        };
-        const LoomProgram pick = {{LoomStep::pick, 1, row}}, two = pick + pick, six = two + two + two;
-        const LoomProgram square = nest(2, 65535, pick), full = repeat(65520, pick);
-        const u32 deep = static_cast<u32>(format.mostOpen);
+        const LoomProgram pick = {{LoomStep::pick, 1, row}}, two = pick + pick;
+        const LoomProgram square = repeat(65535, pick, 2), full = repeat(65520, pick);
         const LoomProgram gone = repeat(0, full), many = repeat(32, pick);
+        const size_t deep = format.mostOpen;
         LoomProgram removed = two, busy;
-        for (u32 i = 0; i < 1600; i++)
-            removed.insert(removed.end(), gone.begin(), gone.end());
-        for (u32 i = 0; i < 2000; i++)
-            busy.insert(busy.end(), many.begin(), many.end());
+        for (u32 i = 0; i < 2000; i++) {
+            removed = std::move(removed) + (i < 1600 ? gone : LoomProgram());
+            busy = std::move(busy) + many;
+        }
         const bool isDes = format.id == 49; // which has no room for more rows, be they removed or not
         // The rows, 0 where the program is refused.
-        const std::pair<LoomProgram, u32> cases[] = {{nest(deep, 65535, pick) + two, 0},
+        const std::pair<LoomProgram, u32> cases[] = {{repeat(65535, pick, deep) + two, 0},
                                                      {two + repeat(0, square), isDes ? 0 : 2},
                                                      {two + two + repeat(0, repeat(2, square)), 0},
-                                                     {two + repeat(0, repeat(0, square + square) + pick) + pick, 0},
-                                                     {nest(deep, 1, pick) + pick, 2},
-                                                     {nest(deep + 1, 1, pick) + pick, 0},
+                                                     {repeat(1, pick, deep) + pick, 2},
+                                                     {repeat(1, pick, deep + 1) + pick, 0},
                                                      {LoomProgram(deep, {LoomStep::openRepeat, 7}) + two, 2},
                                                      {two + LoomProgram{{LoomStep::closeRepeat}}, 0},
-                                                     {repeat(2, repeat(3, pick)), 6},
-                                                     {nest(3, 0, pick) + two, 2},
                                                      {full, 65520},
                                                      {full + pick, 0},
-                                                     {repeat(255, repeat(256, pick)) + repeat(40, six), 65520},
                                                      {removed, isDes ? 0 : 2},
-                                                     {full + repeat(0, {}) + nest(deep - 1, 65535, {}), 65520},
+                                                     {full + repeat(0, {}) + repeat(65535, {}, deep - 1), 65520},
                                                      {busy, 64000}};
         for (size_t number = 0; number < std::size(cases); number++) {
             const auto& [program, rows] = cases[number];
@@ -171,11 +158,8 @@ TEST(RepeatProgram, CostsNoMoreThanItsPicture)
             const clock_t start = clock();
             const Loaded loaded = load(path);
             EXPECT_LT(clock() - start, CLOCKS_PER_SEC / 2) << path;
-            EXPECT_EQ(loaded.status == loadSuccess ? loaded.height : 0, rows) << path;
-            if (rows == 0) {
-                EXPECT_EQ(loaded.status, loadWrongFormat) << path;
-                continue;
-            }
+            EXPECT_EQ(loaded.status, rows == 0 ? loadWrongFormat : loadSuccess) << path;
+            ASSERT_EQ(loaded.rows.size(), rows * u64{format.rowBytes}) << path;
             for (u64 y = 0; y < rows; y += rows - 1)
                 EXPECT_TRUE(std::equal(row.begin(), row.end(), &loaded.rows[y * format.rowBytes])) << path;
         }
