@@ -8,6 +8,7 @@
 #include <cstring>
 #include <filesystem>
 #include <functional>
+#include <unordered_set>
 
 #include "fuzz/load_file.h"
 #include "samples/all_samples.h"
@@ -32,7 +33,18 @@ static bool strikes(Fault call)
     return true;
 }
 
+// Those of the library that are not freed.
+static std::unordered_set<void*> blocks;
+
+static void* counted(void* block)
+{
+    if (block != nullptr)
+        blocks.insert(block);
+    return block;
+}
+
 extern "C" {
+void __real_free(void* block);
 void* __real_malloc(size_t size);
 void* __real_calloc(size_t count, size_t size);
 void* __real_realloc(void* block, size_t size);
@@ -43,22 +55,31 @@ FILE* __real_fopen(const char* path, const char* mode);
 
 void* __wrap_malloc(size_t size)
 {
-    return strikes(Fault::allocation) ? nullptr : __real_malloc(size);
+    return counted(strikes(Fault::allocation) ? nullptr : __real_malloc(size));
 }
 
 void* __wrap_calloc(size_t count, size_t size)
 {
-    return strikes(Fault::allocation) ? nullptr : __real_calloc(count, size);
+    return counted(strikes(Fault::allocation) ? nullptr : __real_calloc(count, size));
 }
 
 void* __wrap_realloc(void* block, size_t size)
 {
-    return strikes(Fault::allocation) ? nullptr : __real_realloc(block, size);
+    if (strikes(Fault::allocation))
+        return nullptr;
+    blocks.erase(block);
+    return counted(__real_realloc(block, size));
 }
 
 char* __wrap_strdup(const char* text)
 {
-    return strikes(Fault::allocation) ? nullptr : __real_strdup(text);
+    return static_cast<char*>(counted(strikes(Fault::allocation) ? nullptr : __real_strdup(text)));
+}
+
+void __wrap_free(void* block)
+{
+    blocks.erase(block);
+    __real_free(block);
 }
 
 size_t __wrap_fread(void* destination, size_t size, size_t count, FILE* stream)
@@ -126,7 +147,7 @@ static void loadWithFaults(const fs::path& folder, const Sample& sample)
             complain(sample.name, "the next load is another one", call);
         if (openDescriptors() != descriptors)
             complain(sample.name, "a descriptor is left open", call);
-        const size_t now = allocatedBytes();
+        const size_t now = blocks.size();
         if (allocated != 0 && now > allocated)
             complain(sample.name, "a block is left", call);
         allocated = allocated == 0 || now > allocated ? now : allocated;
@@ -148,7 +169,7 @@ static void runWithFaults(const char* name, const std::function<std::vector<u8>(
         isArmed = false;
         if (hasStruck && !failed && result != untouched && result != whole)
             complain(name, "half of the work is done", call);
-        const size_t now = allocatedBytes();
+        const size_t now = blocks.size();
         if (allocated != 0 && now > allocated)
             complain(name, "a block is left", call);
         allocated = now;

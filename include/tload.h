@@ -416,8 +416,8 @@ TLOAD_API int readTevrinWeave(FILE* file, char* line, i32* mode, i32* width, i32
                               i32** threading, u8** plane);
 
 /* ---------------------------------------------------------------------------------------------------------------
- * Colour spaces, contrast and transparency: stateless functions on the caller's buffers. Strides are bytes unless a comment says
- * otherwise, palettes are packed R, G, B triples.
+ * Colour spaces, contrast and transparency: stateless functions on the caller's buffers. Strides are bytes unless a
+ * comment says otherwise, palettes are packed R, G, B triples.
  */
 
 /* RGB 0..255; H in degrees 0..359, S and L in thousandths, 0..1000. A pure red has the hue 359. */

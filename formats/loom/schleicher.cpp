@@ -7,11 +7,11 @@
 // groups in a block the ends hang on the hooks N, N - 28, N - 1, N - 29 and so on.
 #include <cstring>
 
-#include "framework/turned_picks.h"
 #include "framework/bytes.h"
 #include "framework/file.h"
 #include "framework/loader.h"
 #include "framework/thread_state.h"
+#include "framework/turned_picks.h"
 
 constexpr size_t cardHeaderBytes = 56;
 constexpr u32 groupHooks = 28;

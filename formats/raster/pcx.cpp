@@ -337,10 +337,15 @@ static LoadStatus loadIndexedRows(PcxState& state, u8* rows, u32 count, u32 byte
 
     const u32 wanted = std::min(count, state.height - state.rowsDelivered);
     for (u32 i = 0; i < wanted; i++) {
-        decodeSamples(*state.reader, state.file, AtEnd::goesOn, scanline, state.scanlineBytes);
+        PcxReader& reader = *state.reader;
+        // A file of few bytes may claim rows of gigabytes: behind its end they are all the same.
+        const bool isBehindEnd = reader.isEnded && (reader.runCount == 0 || reader.runValue == byteAtEnd);
+        if (!isBehindEnd || !state.isRowOfEnd)
+            decodeSamples(reader, state.file, AtEnd::goesOn, scanline, state.scanlineBytes);
+        state.isRowOfEnd = isBehindEnd;
         memset(scanline + state.scanlineBytes, 0, longestRun);
-        if (state.reader->runCount == 0)
-            readRun(*state.reader, state.file, AtEnd::goesOn);
+        if (reader.runCount == 0)
+            readRun(reader, state.file, AtEnd::goesOn);
         if (ferror(state.file) != 0)
             return loadBadData;
         if (state.colours != paletteColours)

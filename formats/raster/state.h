@@ -68,6 +68,7 @@ struct PcxState {
     u32 colours;
     u32 scanlineBytes;
     u32 rowsDelivered;
+    bool isRowOfEnd; // rowWork holds a scanline of bytes behind the file's end
 };
 
 // Of the palettes that are shown as pictures. TongYuan programs keep their file here, too.

@@ -291,7 +291,8 @@ static ExitCode run(int argc, char** argv)
         return endParsing(app, error);
     }
     if (app.get_subcommands().empty()) {
-        fputs("tload: say what to do: info, convert, quantize, palette, render, seam or formats (see tload --help).\n", stderr);
+        fputs("tload: say what to do: info, convert, quantize, palette, render, seam or formats (see tload --help).\n",
+              stderr);
         return exitUsage;
     }
     applySettings(settings);
