@@ -1,4 +1,6 @@
 // Repeating patterns: rows that are stored once, the seam where a repeat meets itself, points that keep their distance.
+#include "color/repeat.h"
+
 #include <algorithm>
 #include <climits>
 #include <cmath>
@@ -6,22 +8,20 @@
 #include <cstdlib>
 #include <cstring>
 
-#include "tload.h"
-
-void copyTableEqualY(u8* data, i32 rowBytes, i32 rows, const i32* repeatTable)
+bool expandRepeats(u8* data, i32 rowBytes, i32 rows, const i32* repeatTable)
 {
     for (i32 y = 0; y < rows; y++) {
         if (static_cast<u32>(repeatTable[y]) > static_cast<u32>(rows)) {
             fputs("copyTableEqualY: wrong repeat table!\n", stdout);
-            return;
+            return true;
         }
     }
     if (rows <= 0 || rowBytes <= 0)
-        return;
+        return true;
     // A row that is named before it has a source of its own stands for the first.
     auto* sources = static_cast<i32*>(calloc(static_cast<size_t>(rows), sizeof(i32)));
     if (sources == nullptr)
-        return;
+        return false;
     i32 stored = 0;
     for (i32 y = 0; y < rows; y++)
         sources[y] = repeatTable[y] == 0 ? stored++ : sources[repeatTable[y] - 1];
@@ -32,6 +32,12 @@ void copyTableEqualY(u8* data, i32 rowBytes, i32 rows, const i32* repeatTable)
             memcpy(data + static_cast<size_t>(y) * size, data + static_cast<size_t>(sources[y]) * size, size);
     }
     free(sources);
+    return true;
+}
+
+void copyTableEqualY(u8* data, i32 rowBytes, i32 rows, const i32* repeatTable)
+{
+    expandRepeats(data, rowBytes, rows, repeatTable);
 }
 
 // The seam is one of ten neighbouring pairs of columns or rows, the one in the middle.

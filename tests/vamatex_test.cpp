@@ -19,12 +19,12 @@ TEST(Vamatex, ReadsRecordsAndRefusesOthers)
     TestDirectory directory;
     const Bytes pick = {9, 1, 2, 4, 8, 16, 32, 64}, row = {0x80, 0x40, 0x20, 0x10, 8, 4, 2, 0x55};
     const Bytes pid = programFile(false, {{4, 0xAA}, {1, 1}, {2, 2, 0}, pick, {3}});
-    Bytes expected = {0x80, 0, 0, 0, 0, 0, 0, 0x55};
-    for (int i = 0; i < 2; i++)
-        expected.insert(expected.end(), row.begin(), row.end());
+    Bytes expected(24);
+    expected[0] = 0x80, expected[7] = 0x55;
+    std::copy(row.begin(), row.end(), std::copy(row.begin(), row.end(), expected.begin() + 8));
     EXPECT_EQ(load(directory.write("a.pid", pid)).pixels(), expected);
     Bytes uneven = pid, tooLong = pid;
-    uneven.push_back(1);
+    uneven.resize(pid.size() + 1);
     tooLong.resize(6 + 8 * 8192, 1);
     const std::tuple<const char*, Bytes, u32> refused[] = {{"b.piw", pid, 34},
                                                            {"c.piw", pid, 33},

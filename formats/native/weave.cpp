@@ -22,6 +22,7 @@
 #include <cstring>
 #include <limits>
 
+#include "color/repeat.h"
 #include "framework/bytes.h"
 #include "framework/file.h"
 #include "framework/thread_state.h"
@@ -254,8 +255,7 @@ static ReadResult readRepeats(RecordReader& reader, const char* value)
         const u8* entry = entries.bytes + i * entryBytes;
         table[i] = static_cast<i32>(entryBytes == sizeof(u16) ? littleEndian16(entry) : littleEndian32(entry));
     }
-    copyTableEqualY(weave.plane, static_cast<i32>(reader.rowBytes), weave.height, table);
-    return readDone;
+    return expandRepeats(weave.plane, static_cast<i32>(reader.rowBytes), weave.height, table) ? readDone : readFailed;
 }
 
 struct RecordType {
