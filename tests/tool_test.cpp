@@ -269,7 +269,7 @@ TEST_F(Tool, TellsWhatFilesHold)
     ASSERT_EQ(documents.size(), 4u);
     EXPECT_EQ(documents[0], Json::parse(R"({"file": "small.bmp", "status": 0, "format": 23, "formatName": "BMP",
         "kind": "rgb", "width": 5, "height": 3, "resolutionX": 299.999, "resolutionY": 299.999, "multiplierX": 1,
-        "multiplierY": 1, "orientation": 0, "firstPart": true, "colours": null, "complaint": null,
+        "multiplierY": 1, "orientation": 0, "firstPart": true, "colours": null, "refusedBy": null, "complaint": null,
         "description": "PBM plus"})"));
     EXPECT_EQ(documents[1].at("status"), 10);
     EXPECT_TRUE(documents[2].at("error").is_string());
