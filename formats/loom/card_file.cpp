@@ -16,14 +16,18 @@ LoadStatus keepCards(File& file, RowFile& slot, const Cards& cards, ImageInfo& i
     return loadSuccess;
 }
 
-// Where nothing behind a row has to stay as it is, most rows are read into their places at once and moved together.
+// Where nothing behind a row has to stay as it is, most rows are read into their places at once and moved together, and
+// only into places of rows that the file holds: one cut short leaves the others as they were.
 LoadStatus loadRowStarts(RowFile& slot, u32 rowBytes, u32 neededBytes, u8* rows, u32 count, u32 bytesPerRow)
 {
     constexpr u64 blockBytes = 1 << 18;
-    const u64 wanted = std::min(count, slot.rowsLeft);
+    if (slot.file == nullptr)
+        return loadBadData;
+    const i64 held = std::max<i64>(0, regularFileSize(slot.file) - ftello(slot.file));
+    const u64 complete = std::min<u64>(std::min(count, slot.rowsLeft), static_cast<u64>(held) / slot.rowBytes);
     u64 done = 0;
-    while (slot.file != nullptr && bytesPerRow <= rowBytes) {
-        const u64 together = std::min(blockBytes, (wanted - done) * bytesPerRow) / slot.rowBytes;
+    while (bytesPerRow <= rowBytes) {
+        const u64 together = std::min(blockBytes, (complete - done) * bytesPerRow) / slot.rowBytes;
         if (together == 0)
             break;
         u8* first = rows + done * bytesPerRow;
