@@ -99,11 +99,11 @@ TEST(SmallDobbies, ReadTongYuanNumbers)
     const std::pair<std::string, Bytes> good[] = {
         {"2\n1048575,16,3\n0,5,8\n", {0xFF, 0xFF, 0xF1, 3, 0, 0, 0, 0x58}},
         {"2 picks\r1048576,128,0\r 1, +2,\t3 and more\r", {0, 0, 8, 0, 0, 0, 0x10, 0x23}},
-        {"002\r\n4660,0,1\r\n0,31,0" + blanks, {1, 0x23, 0x40, 1, 0, 0, 0, 0xF0}}};
+        {"002\r\n4660,0,1\r\n0,31,0   " + blanks, {1, 0x23, 0x40, 1, 0, 0, 0, 0xF0}}};
     TestDirectory directory;
     for (const auto& [text, rows] : good)
         EXPECT_EQ(load(directory.write("a.dy", text), {.id = 36}).rows, rows) << text;
-    const std::string overlong = "0,0,1" + blanks + blanks;
+    const std::string overlong = "0,0,1     " + blanks;
     for (const std::string pick : {"1048577,0,0", "0,129,0", "0,0,9", "0,0,-1", "4294967296,0,0", "1 ,0,0", "1,0,",
                                    "\n\n0,0,0", overlong.c_str()})
         EXPECT_EQ(load(directory.write("a.dy", "2\n" + pick + "\n0,0,0\n"), {.id = 36}).bandStatus, bad) << pick;

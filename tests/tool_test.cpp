@@ -306,7 +306,7 @@ TEST_F(Tool, FindsTheDesignBehindItsPartsAndPrograms)
     files.write("srose.p", encodeTisHeader(picture));
     files.write("drose.s01", encodeTisPart(picture));
     files.write("rose.eat", encodeEat(noisePicture(kindIndexed, 9, 9, 16, 1)));
-    files.write("rose.any", encodeColorado(noisePicture(kindIndexed, 9, 9, 16, 1)));
+    files.write("rose.any", encodeColorado(noisePicture(kindIndexed, 8192, 256, 1, 1))); // begins as UPT
     for (const auto& [name, format] : {std::pair("srose.p", "TIS/Actrom"),
                                        {"drose.s01", "TIS/Actrom"},
                                        {"rose.eat", "EAT"},

@@ -39,6 +39,8 @@ static LoadStatus tryLoad(const LoadRequest& request, ImageInfo& image)
     const u8* cached = loadImgCheckHeader(request.path);
     if (cached == nullptr || loadImgLastFilesize() < headerFieldsEnd)
         return loadWrongFormat;
+    image.width = bigEndian16(cached + atWidth);
+    image.height = bigEndian16(cached + atHeight);
     if (!isHeader(cached))
         return loadWrongFormat;
     File file;

@@ -18,10 +18,14 @@ constexpr u32 headerLengthRead = headerStart - 2; // of the bytes that the lengt
 constexpr u32 blockLengthRead = blockStart - 2;
 constexpr u32 mostPicksOfBlock = 32;
 
-static bool isHeader(const u8* header)
+static bool isMarked(const u8* header)
 {
-    return header[0] == 'X' && header[1] >= headerLengthRead + 2 && header[2] == 0 && header[3] == 0 &&
-           littleEndian16(header + 4) >= leastPicks && isCardSize(shafts, littleEndian16(header + 4));
+    return header[0] == 'X' && header[1] >= headerLengthRead + 2 && header[2] == 0 && header[3] == 0;
+}
+
+static bool isHeight(u32 height)
+{
+    return height >= leastPicks && isCardSize(shafts, height);
 }
 
 // Reads the block that comes next and returns the number of its picks, or 0 when there is no good one.
@@ -41,18 +45,23 @@ static u32 readBlock(FILE* stream, u8* picks, u32 height)
 static LoadStatus tryLoad(const LoadRequest& request, ImageInfo& image)
 {
     const u8* cached = loadImgCheckHeader(request.path);
-    if (!hasExtension(request.path, "arm") || cached == nullptr || loadImgLastFilesize() < leastFileSize ||
-        !isHeader(cached))
+    if (cached == nullptr || loadImgLastFilesize() < headerStart || !isMarked(cached))
         return loadWrongFormat;
+    image.height = littleEndian16(cached + 4);
+    if (!isHeight(image.height) || loadImgLastFilesize() < leastFileSize || !hasExtension(request.path, "arm"))
+        return loadWrongFormat;
+    image.width = shafts;
     File file;
     if (!file.open(request.path))
         return loadCannotRead;
     u8 header[headerStart];
     u8 rest[UINT8_MAX];
-    if (!readExactly(file.stream, header, sizeof header) || !isHeader(header) ||
+    if (!readExactly(file.stream, header, sizeof header) || !isMarked(header) ||
         !readExactly(file.stream, rest, header[1] - headerLengthRead))
         return loadWrongFormat;
     const u32 height = littleEndian16(header + 4);
+    if (!isHeight(height))
+        return loadWrongFormat;
     Buffer picks;
     if (!picks.allocate(size_t{pickBytes} * height))
         return loadOutOfMemory;

@@ -9,7 +9,8 @@
 
 constexpr u32 width = 32;
 constexpr u32 pickBytes = width / 8;
-constexpr i64 leastPicks = 2;
+constexpr u32 leastPicks = 2;
+constexpr i64 mostHeight = INT32_MAX; // that is told of a file, which is refused
 constexpr int lineBytes = 100;
 constexpr i64 mostA = 1048576;
 constexpr i64 mostB = 128;
@@ -20,17 +21,17 @@ static LoadStatus tryLoad(const LoadRequest& request, ImageInfo& image)
     if (!hasExtension(request.path, "dy", 4))
         return loadWrongFormat;
     image.width = width;
-    image.height = 0;
+    image.height = 0; // unless the file tells one
     File file;
     if (!file.open(request.path))
         return loadCannotRead;
     char line[lineBytes];
     if (fgetsDosMac(line, lineBytes, file.stream) == nullptr || line[0] < '0' || line[0] > '9')
         return loadWrongFormat;
-    const i64 height = strtol(line, nullptr, 10);
-    if (height < leastPicks || !isCardSize(width, static_cast<u64>(height)))
+    image.height = static_cast<u32>(std::min(strtol(line, nullptr, 10), mostHeight));
+    if (image.height < leastPicks || !isCardSize(width, image.height))
         return loadWrongFormat;
-    reportBilevel(image, width, static_cast<u32>(height), "JinagYin Tongyuan .DY", pictureOrientation);
+    reportBilevel(image, width, image.height, "JinagYin Tongyuan .DY", pictureOrientation);
     handOver(file, threadState().loom.tongYuan, image.height, pickBytes);
     return loadSuccess;
 }
@@ -48,8 +49,8 @@ static i64 readNumber(char*& place, i64 most)
 
 static bool readPick(FILE* stream, u8* pick)
 {
-    char line[lineBytes];
-    if (fgetsDosMac(line, lineBytes, stream) == nullptr || strlen(line) == lineBytes - 1)
+    char line[lineBytes + 1]; // one more character tells that the line is too long
+    if (fgetsDosMac(line, sizeof line, stream) == nullptr || strlen(line) == lineBytes)
         return false;
     char* place = line;
     const i64 a = readNumber(place, mostA);

@@ -313,7 +313,8 @@ Picture::Picture(const std::string& path, u32 forcedFormat) : file(path)
     if (opening.status == loadSuccess)
         return;
     const Failure failure = statusFailure(*this, opening.status, detects, opening.errorNumber);
-    const bool isRefused = opening.status == loadWrongFormat || opening.status == loadBadData;
+    const bool isRefused =
+        opening.status == loadUnsupportedVariant || opening.status == loadWrongFormat || opening.status == loadBadData;
     if (!detects || !isRefused || !openWithAnother(*this))
         throw Failure{failure};
 }

@@ -137,10 +137,14 @@ std::vector<FormatId> formatsOfName(const std::string& path)
     if (extension.size() == 3 && extension[0] == 's' && isNumber(extension.substr(1)))
         extension = "s01";
     std::vector<FormatId> formats;
+    bool isKnown = false;
     for (FormatId id = 1; id <= formatCount; id++) {
         const KnownFormat& known = knownFormat(id);
-        if (known.loads && (isAmong(extension, known.extensions) || (isNumbered && id == jc4Network)))
+        if (!isAmong(extension, known.extensions) && !(isNumbered && id == jc4Network))
+            continue;
+        isKnown = true;
+        if (known.loads)
             formats.push_back(id);
     }
-    return formats.empty() ? std::vector<FormatId>{eatImage, colorado} : formats;
+    return isKnown ? formats : std::vector<FormatId>{eatImage, colorado};
 }
