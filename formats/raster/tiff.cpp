@@ -28,7 +28,8 @@ constexpr double centimetresPerInch = 2.54;
 // Where the most significant byte of a 16-bit sample lies: libtiff turns samples into the machine's order.
 constexpr u32 highByte = std::endian::native == std::endian::little ? 1 : 0;
 
-static int printMessage(TIFF*, void*, const char*, const char* format, va_list arguments)
+__attribute__((format(printf, 4, 0))) static int printMessage(TIFF*, void*, const char*, const char* format,
+                                                              va_list arguments)
 {
     flockfile(stderr);
     vfprintf(stderr, format, arguments);
