@@ -11,6 +11,13 @@ constexpr u64 largestPicture = 1 << 26; // bytes; a damaged header may promise m
 
 extern "C" size_t __sanitizer_get_current_allocated_bytes() __attribute__((weak));
 
+// The rows of these are written to their place in the whole picture, whose first row every call is given.
+static bool goesToItsPlace(int format, u32 kind)
+{
+    constexpr int pcx = 3, bmp = 23;
+    return format == bmp || (format == pcx && kind == kindRGB);
+}
+
 LoadedFile loadFile(const std::string& path, u32 format, u32 bandRows)
 {
     LoadedFile loaded;
@@ -29,9 +36,11 @@ LoadedFile loadFile(const std::string& path, u32 format, u32 bandRows)
     if (rowBytes * loaded.height <= largestPicture) {
         loaded.rows.resize(rowBytes * loaded.height);
         const u32 most = bandRows == 0 ? std::max(loaded.height, 1U) : bandRows;
+        const bool toTheirPlace =
+            goesToItsPlace(format != formatDetect ? static_cast<int>(format) : loaded.format, loaded.kind);
         for (u32 row = 0; row < loaded.height && loaded.bandStatus == loadSuccess; row += most)
-            loaded.bandStatus = getLoadBand()(loaded.rows.data() + row * rowBytes, std::min(most, loaded.height - row),
-                                              static_cast<u32>(rowBytes));
+            loaded.bandStatus = getLoadBand()(loaded.rows.data() + (toTheirPlace ? 0 : row * rowBytes),
+                                              std::min(most, loaded.height - row), static_cast<u32>(rowBytes));
     }
     getEndLoad()();
     return loaded;
