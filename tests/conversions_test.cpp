@@ -9,26 +9,22 @@
 
 TEST(Conversions, BetweenRgbAndHsl)
 {
-    struct Case {
-        i32 rgb[3];
-        u32 hsl[3];
-    };
+    using Case = std::pair<std::array<i32, 3>, std::array<u32, 3>>;
     const Case cases[] = {{{255, 0, 0}, {359, 1000, 500}},   {{255, 255, 0}, {60, 1000, 500}},
                           {{0, 0, 255}, {239, 1000, 500}},   {{127, 127, 127}, {0, 0, 498}},
                           {{64, 128, 128}, {180, 333, 376}}, {{200, 100, 220}, {289, 632, 627}}};
-    for (const Case& one : cases) {
-        u32 hsl[3];
-        RGBtoHSL(one.rgb, hsl);
-        EXPECT_TRUE(std::equal(hsl, hsl + 3, one.hsl)) << hsl[0] << ", " << hsl[1] << ", " << hsl[2];
+    std::array<u32, 3> got;
+    for (const auto& [rgb, hsl] : cases) {
+        RGBtoHSL(rgb.data(), got.data());
+        EXPECT_EQ(got, hsl);
     }
     const Case back[] = {{{360, 1000, 500}, {0, 0, 0}},    {{-1, 1000, 500}, {0, 0, 0}},
                          {{60, 1000, 500}, {255, 255, 0}}, {{150, 1000, 500}, {0, 255, 128}},
                          {{210, 500, 250}, {32, 64, 96}},  {{299, 1000, 500}, {251, 0, 255}},
                          {{330, 0, 700}, {179, 179, 179}}, {{180, 0x7FFFFFFF, 0x7FFFFFFF}, {0, 0, 0}}};
-    for (const Case& one : back) {
-        u32 rgb[3];
-        HSLtoRGB(one.rgb, rgb);
-        EXPECT_TRUE(std::equal(rgb, rgb + 3, one.hsl)) << rgb[0] << ", " << rgb[1] << ", " << rgb[2];
+    for (const auto& [hsl, rgb] : back) {
+        HSLtoRGB(hsl.data(), got.data());
+        EXPECT_EQ(got, rgb);
     }
 }
 
@@ -85,9 +81,8 @@ TEST(Tone, StretchesEveryRangeOfLevels)
 TEST(Tone, StretchesPalettesAndLeavesFlatChannelsAlone)
 {
     Bytes pixels = {1, 2, 1, 2};
-    Bytes palette(768, 0);
-    const u8 colours[] = {90, 10, 0, 100, 10, 20, 200, 60, 24};
-    std::copy(std::begin(colours), std::end(colours), palette.begin());
+    Bytes palette = {90, 10, 0, 100, 10, 20, 200, 60, 24};
+    palette.resize(768);
     contrastStretch(pixels.data(), 99, kindIndexed, 2, 2, palette.data());
     // Colours that no pixel has go below 0 and come back from above; 254.99... loses its fraction.
     const Bytes expected = {static_cast<u8>(-25), 0, static_cast<u8>(-1275), 0, 0, 0, 255, 255, 255};

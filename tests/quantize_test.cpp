@@ -54,15 +54,6 @@ TEST(Quantize, CutsBetweenTheMeans)
     colorQuantize(rgb.data(), 12, indices.data(), 4, 4, 1, palette.data(), 0, &count);
     EXPECT_EQ(indices, (Bytes{0, 1, 2, 3}));
     EXPECT_TRUE(std::equal(rgb.begin(), rgb.end(), palette.begin()));
-
-    // The palette alone never holds exact colours: 25, 37 and 50 of 63.
-    const Bytes uniform(60, 100);
-    for (i32 wanted : {1, 256, 300}) {
-        count = wanted;
-        colorQuantize(uniform.data(), 12, nullptr, 0, 4, 5, palette.data(), 0, &count);
-        EXPECT_EQ(count, 1);
-        EXPECT_EQ(palette[0], 101);
-    }
 }
 
 TEST(Quantize, LeavesEverythingAloneWhenThereIsNothingToDo)
@@ -93,27 +84,21 @@ TEST(Quantize, EqualsThePlainImplementation)
         const i32 wanted = i32(nextRandom(random) % 270),
                   fixed = round % 2 != 0 ? 0 : i32(nextRandom(random) % 270) - 5;
         const u8* rgb = round % 5 == 0 ? nullptr : picture.rgb.data();
-        Bytes palette = randomBytes(768, random), expectedPalette = palette;
-        Bytes indices = randomBytes(size_t(indexStride) * size_t(height), random), expected = indices;
-        const bool wantsIndices = round % 7 != 1;
-        i32 count = wanted, expectedCount = wanted;
-        colorQuantize(rgb, picture.stride, wantsIndices ? indices.data() : nullptr, indexStride, width, height,
-                      palette.data(), fixed, &count);
-        reference::colorQuantize(rgb, picture.stride, wantsIndices ? expected.data() : nullptr, indexStride, width,
-                                 height, expectedPalette.data(), fixed, &expectedCount);
-        EXPECT_EQ(count, expectedCount);
-        EXPECT_TRUE(palette == expectedPalette);
-        EXPECT_TRUE(indices == expected);
-
         const i32 noise = round % 2 == 0 ? 0 : i32(nextRandom(random) % 160) - 20;
-        srand(round);
-        trueColorRemapToCmap(picture.rgb.data(), picture.stride, indices.data(), indexStride, width, height,
-                             palette.data(), wanted - 5, noise);
-        const int next = rand();
-        srand(round);
-        reference::trueColorRemapToCmap(picture.rgb.data(), picture.stride, expected.data(), indexStride, width, height,
-                                        palette.data(), wanted - 5, noise);
-        EXPECT_EQ(next, rand());
-        EXPECT_TRUE(indices == expected);
+        const Bytes firstPalette = randomBytes(768, random);
+        const Bytes firstIndices = randomBytes(size_t(indexStride) * size_t(height), random);
+        auto run = [&](auto quantize, auto remap) {
+            Bytes palette = firstPalette, indices = firstIndices;
+            i32 count = wanted;
+            quantize(rgb, picture.stride, round % 7 != 1 ? indices.data() : nullptr, indexStride, width, height,
+                     palette.data(), fixed, &count);
+            const Bytes quantized = indices;
+            srand(round);
+            remap(picture.rgb.data(), picture.stride, indices.data(), indexStride, width, height, palette.data(),
+                  wanted - 5, noise);
+            return std::tuple{count, palette, quantized, indices, rand()};
+        };
+        EXPECT_TRUE(run(colorQuantize, trueColorRemapToCmap) ==
+                    run(reference::colorQuantize, reference::trueColorRemapToCmap));
     }
 }

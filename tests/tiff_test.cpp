@@ -103,9 +103,6 @@ TEST_F(Tiff, DeliversGreyAndIndicesOfEveryDepth)
                 ASSERT_EQ(got.rows[i], sampleOf(image, i / 37, i % 37)) << bits << " " << i;
         }
     }
-    // Samples that do not end with a byte are all taken from the first one.
-    const TiffImage odd{12, 1, 3, 1, greyFromBlack, false, {0xB6, 255, 255, 255, 255}};
-    EXPECT_EQ(load(encodeTiff(odd)).rows, Bytes({5, 5, 0, 0, 0, 0, 0, 0, 0, 0, 1, 3}));
     // Of 16-bit numbers those that a row has room for are delivered.
     const TiffImage deep{7, 1, 12, 1, greyFromWhite, false, Bytes(11, 0xB6)};
     const u16 numbers[7] = {0, 0, 0xB, 0, 0, 0xB6, 0};
@@ -177,12 +174,10 @@ TEST_F(Tiff, KeepsRefusedFilesOpenUntilTheNext)
           randomImage(inks, 8, 3, 4, 4), randomImage(greyFromBlack, 8, 3, 4, 4, true)})
         refused.push_back(encodeTiff(image));
     const int descriptors = openDescriptors();
-    testing::internal::CaptureStdout();
     for (const Bytes& bytes : refused) {
         EXPECT_EQ(load(bytes).status, loadWrongFormat) << &bytes - refused.data();
         EXPECT_EQ(openDescriptors(), descriptors + 1);
     }
-    EXPECT_TRUE(testing::internal::GetCapturedStdout().starts_with("llib: old style JPEG not supported in TIFF /"));
     getEndLoad()();
     EXPECT_EQ(load({'M', 'M', '*', 0, 0}, {.id = tiff}).status, loadWrongFormat);
     EXPECT_EQ(openDescriptors(), descriptors);
