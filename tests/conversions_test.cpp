@@ -38,8 +38,7 @@ TEST(Conversions, FromLab)
     for (const i32* one : cases) {
         u8 red, green, blue;
         Lab2RGB100(one[0], one[1], one[2], &red, &green, &blue);
-        EXPECT_TRUE(red == one[3] && green == one[4] && blue == one[5])
-            << one[0] << " " << int{red} << " " << int{green} << " " << int{blue};
+        EXPECT_TRUE(red == one[3] && green == one[4] && blue == one[5]) << one[0];
     }
 }
 
@@ -134,10 +133,8 @@ TEST(Tone, LaysEveryAlphaOnEveryBackground)
         }
     }
     u8 untouched[8] = {1, 2, 3, 4, 5, 6, 7, 8};
-    for (const auto& [width, stride, expected] : {std::array{2, 7, 7}, {0, 8, 0}}) {
-        i32 newStride = stride;
-        EXPECT_EQ(collapseRGBA(untouched, width, 1, &newStride, 0), untouched);
-        EXPECT_EQ(newStride, expected);
-        EXPECT_EQ(untouched[7], 8);
-    }
+    i32 tooSmall = 7;
+    EXPECT_EQ(collapseRGBA(untouched, 2, 1, &tooSmall, 0), untouched);
+    EXPECT_EQ(tooSmall, 7);
+    EXPECT_EQ(untouched[7], 8);
 }

@@ -29,10 +29,10 @@ TEST(Pcx, DeliversEveryLayoutInBandsAndStrides)
                                                     .top = 7});
             Bytes expected = picture.rows;
             if (kind == pictureBilevel) {
-                expected.clear();
+                expected.resize(width * 23);
                 for (u32 i = 0; i < width * 23; i++)
-                    expected.push_back(
-                        picture.rows[i / width * ((width + 7) / 8) + i % width / 8] >> (7 - i % width % 8) & 1);
+                    expected[i] =
+                        picture.rows[i / width * ((width + 7) / 8) + i % width / 8] >> (7 - i % width % 8) & 1;
             }
             SCOPED_TRACE(number);
             const std::string file = directory.write(std::to_string(number++) + ".pcx", bytes);
@@ -88,9 +88,7 @@ TEST(Pcx, ReadsWhiteBehindTheEndOfIndexedFiles)
 TEST(Pcx, TakesPalettesFromTheHeaderWithoutAMark)
 {
     TestDirectory directory;
-    Picture picture = noisePicture(pictureIndexed, 30, 30, 256, 1);
-    Bytes bytes = encodePcx(picture);
-    EXPECT_TRUE(load(directory.write("a.pcx", bytes)).palette == picture.palette);
+    Bytes bytes = encodePcx(noisePicture(pictureIndexed, 30, 30, 256, 1));
     bytes[bytes.size() - 769] = 13;
     Bytes expected(bytes.begin() + 16, bytes.begin() + 128);
     expected.resize(768);

@@ -12,9 +12,8 @@ TEST(Repeat, ExpandsStoredRowsInPlace)
 {
     // From the rows A, B, C ...
     const std::pair<std::vector<i32>, std::string> cases[] = {
-        {{0, 1, 0, 3}, "AABB"},         {{0, 0, 1, 2, 0}, "ABABC"}, {{2, 0, 0}, "AAB"}, // a row that has no source yet
-        {{0, 0, 4}, "unchanged: ABC"},                                                  // behind the last
-        {{0, -1, 0}, "unchanged: ABC"},
+        {{0, 1, 0, 3}, "AABB"},        {{0, 0, 1, 2, 0}, "ABABC"},     {{2, 0, 0}, "AAB"},
+        {{0, 0, 4}, "unchanged: ABC"}, {{0, -1, 0}, "unchanged: ABC"},
     };
     for (const auto& [table, expanded] : cases) {
         const i32 rows = static_cast<i32>(table.size());

@@ -120,7 +120,6 @@ TEST(Weave, RefusesWhatIsNoWeave)
     EXPECT_EQ(load(directory.write("a", string("#BINDING \n#DIM=2\n#END\n")), {.id = weaveId}).status, 6);
     EXPECT_EQ(load(directory.write("b", string("# Fabrik\n#BINDING\n#END\n")), {.id = fabricId}).status, 6);
     EXPECT_EQ(load(directory.write("c", string("# Fabric\n#DIM=2\n#END\n")), {.id = fabricId}).status, 7);
-    EXPECT_EQ(load(directory.path + "/none", {.id = weaveId}).status, 6);
 
     for (const Variant& variant : {variants[0], variants[3]}) {
         const string file = directory.write("d", encode(variant, noisePicture(kindBilevel, 9, 4, 0, 1)));
