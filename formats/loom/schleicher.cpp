@@ -111,11 +111,12 @@ static bool makeMap(HookMap& map, u32 rowBytes, u32 block)
     return true;
 }
 
-// What the file lacks stays as it was in the record before.
-static void readRecords(FILE* stream, u8* records, u64 size, u64 recordBytes)
+// What the file lacks stays as it was in the record before, which the first one lies behind.
+static void readRecords(FILE* stream, u8* before, u64 size, u64 recordBytes)
 {
+    u8* records = before + recordBytes;
     for (u64 i = fread(records, 1, size, stream); i < size; i++)
-        records[i] = records[i - recordBytes];
+        records[i] = before[i];
 }
 
 static LoadStatus loadBand(u8* rows, u32 count, u32 bytesPerRow)
@@ -139,7 +140,7 @@ static LoadStatus loadBand(u8* rows, u32 count, u32 bytesPerRow)
         turned.picks = static_cast<u32>(std::min<u64>(picksOfBlock, wanted - row));
         for (u32 pick = 0; pick < turned.picks; pick += picksAtOnce) {
             const u32 picks = std::min(picksAtOnce, turned.picks - pick);
-            readRecords(state.file, records, u64{picks} * recordBytes, recordBytes);
+            readRecords(state.file, before, u64{picks} * recordBytes, recordBytes);
             turnPicks(turned, pick, records, picks);
             memcpy(before, records + u64{picks - 1} * recordBytes, recordBytes);
         }
