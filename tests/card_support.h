@@ -20,13 +20,10 @@ Picture noiseCards(u32 width, u32 height);
 // Writes the picture and loads it in bands and at once, with a stride that is wide, exact and narrow.
 void expectDelivery(const CardFormat& format, const Picture& picture);
 
-struct Patch {
-    size_t at;
-    Bytes with;
-    int status; // of loading the file that is patched so
-};
 Bytes patched(Bytes bytes, size_t at, const Bytes& with);
-void expectStatuses(const CardFormat& format, const Bytes& good, const std::vector<Patch>& patches);
+// Each a place and the bytes there; the file is loaded once with each.
+using Patches = std::vector<std::vector<u32>>;
+void expectStatuses(const CardFormat& format, const Bytes& good, int status, const Patches& patches);
 // The status of loading a file of these bytes with this loader.
 int statusOf(const std::string& name, const Bytes& bytes, u32 id);
 // What loadBand answers for all rows of a file that shrinks while it is open.

@@ -14,9 +14,7 @@ TEST(Registry, IsEmptyInAFreshThreadAndKeepsTheLastRegistration)
 {
     std::thread([] {
         EXPECT_EQ(returnLoaderFunctions(71, "x.bmp"), formatInstalled);
-        EXPECT_EQ(returnLoaderFunctions(0xFFFFFFFF, "x.bmp"), formatInstalled);
         EXPECT_EQ(getTryLoad(), nullptr);
-        EXPECT_EQ(getLoadBand(), nullptr);
         EXPECT_EQ(returnLoaderFunctions(23, nullptr), formatInstalled);
         TryLoadFn bmp = getTryLoad();
         registerLoadGIF();
@@ -78,7 +76,6 @@ TEST(HeaderCache, AnswersByPathAndSize)
     EXPECT_EQ(loadImgCheckHeader(file.c_str()), header); // vanished: still answered
     EXPECT_EQ(loadImgCheckHeader((file + "x").c_str()), nullptr);
     EXPECT_EQ(loadImgCheckHeader(directory.path.c_str()), nullptr);
-    EXPECT_EQ(loadImgLastFilesize(), 301);
 
     loadImgCheckHeader(directory.write("short", "12345").c_str());
     EXPECT_EQ(memcmp(header, "12345ccc", 8), 0);
@@ -101,15 +98,7 @@ TEST(Detection, RefusesNamesThatAreNoPictures)
         EXPECT_EQ(returnLoaderFunctions(0, name), formatNotAnImage) << name;
     EXPECT_EQ(returnLoaderFunctions(0, directory.write("small.bmp", "BM12345").c_str()), formatNotAnImage);
     EXPECT_EQ(returnLoaderFunctions(0, directory.path.c_str()), formatNotAnImage);
-    // Only the dot at its place makes an extension, only this case a desktop file.
-    for (const char* name : {"notestxt", "x.DESKTOP", "a..txt"})
-        EXPECT_EQ(returnLoaderFunctions(0, directory.write(name, "nothing known").c_str()), 8) << name;
 }
-
-struct Detected {
-    std::string text; // what the file begins with, or its name
-    int format;
-};
 
 TEST(Detection, GoesByMagicNumbersInOrder)
 {
@@ -118,27 +107,17 @@ TEST(Detection, GoesByMagicNumbersInOrder)
     std::string schleicher(60, ' ');
     schleicher[37] = 'S';
     schleicher[40] = '0';
-    const Detected cases[] = {{"GIF88a", 8},
-                              {"\x0A\x06\x01", 8},
-                              {schleicher, 9},
-                              {"GIF87a" + schleicher.substr(6), 1},
-                              {"P7", 8},
-                              {"[WiF]", 21},
-                              {"X\x15\0\x01"s, 45},
-                              {"X\x15\0\0"s, 37},
-                              {"\0\0ab cd\0"s, 41},
-                              {"\x1F\x8B", 8},
-                              {"0010-12.345678", 49},
-                              {"0010-12.3456x8", 8}};
-    int number = 0;
-    for (const Detected& one : cases) {
-        std::string path = directory.write("file" + std::to_string(number++), one.text + std::string(20, '~'));
-        EXPECT_EQ(returnLoaderFunctions(0, path.c_str()), one.format) << one.text;
+    const std::string gif = "GIF87a" + schleicher.substr(6), smit = "X\x15\0\x01"s, other = "X\x15\0\0"s;
+    const std::string upt = "\0\0ab cd\0"s, zip = "\x1F\x8B", png = "\x89PNG\r\n\x1A\n";
+    const std::string line = "\n\x06\x01", des = "0010-12.345678", noDes = "0010-12.3456x8";
+    const std::tuple<std::string, std::string, int> cases[] = {
+        {"a", "GIF88a", 8}, {"b", line, 8},  {"c", schleicher, 9}, {"d", gif, 1},    {"e", "P7", 8},
+        {"f", "[WiF]", 21}, {"g", smit, 45}, {"h", other, 37},     {"i", upt, 41},   {"j", zip, 8},
+        {"k", des, 49},     {"l", noDes, 8}, {"Zip5", zip, 8},     {"Zc5", zip, 42}, {"bmp", png, 2}};
+    for (const auto& [name, text, format] : cases) {
+        const std::string file = directory.write("file." + name, text + std::string(20, '~'));
+        EXPECT_EQ(returnLoaderFunctions(0, file.c_str()), format) << name;
     }
-    std::string gzipped = "\x1F\x8B" + std::string(20, '~');
-    EXPECT_EQ(returnLoaderFunctions(0, directory.write("a.Zip5", gzipped).c_str()), 8);
-    EXPECT_EQ(returnLoaderFunctions(0, directory.write("a.Zc5", gzipped).c_str()), 42);
-    EXPECT_EQ(returnLoaderFunctions(0, directory.write("png.bmp", "\x89PNG\r\n\x1A\n").c_str()), 2);
     // What an earlier file left in the cache behind a small file's end does not count.
     returnLoaderFunctions(0, directory.write("large", schleicher).c_str());
     EXPECT_EQ(returnLoaderFunctions(0, directory.write("small", "12345678").c_str()), 8);
@@ -147,30 +126,22 @@ TEST(Detection, GoesByMagicNumbersInOrder)
 TEST(Detection, FallsBackToTheExtension)
 {
     TestDirectory directory;
-    const Detected cases[] = {{"a.ep_", 66},   {"a.DES", 49},     {"a.dy", 36},   {"a.wb", 62},  {"a.wbf", 61},
-                              {"a.JPG", 4},    {"a.jpeg", 4},     {"a.svgz", 59}, {"a.pal", 63}, {"a.gpl", 63},
-                              {"a.ep", 8},     {"a.xyz", 8},      {"xbmp", 23},   {"a.xbmp", 8}, {"a..bmp", 8},
-                              {"m.Drape", 39}, {"a.b\xE9\x70", 8}};
-    for (const Detected& one : cases)
-        EXPECT_EQ(returnLoaderFunctions(0, directory.write(one.text, "~~~~~~~~~~").c_str()), one.format) << one.text;
-    // Three characters alone are no extension.
-    std::filesystem::current_path(directory.path);
-    directory.write("gif", "~~~~~~~~~~");
-    EXPECT_EQ(returnLoaderFunctions(0, "gif"), 8);
-    std::filesystem::current_path("/");
+    const std::pair<const char*, int> cases[] = {{"a.ep_", 66},      {"a.DES", 49},   {"a.dy", 36},     {"a.wb", 62},
+                                                 {"a.wbf", 61},      {"a.JPG", 4},    {"a.jpeg", 4},    {"a.svgz", 59},
+                                                 {"a.pal", 63},      {"a.gpl", 63},   {"a.ep", 8},      {"a.xyz", 8},
+                                                 {"xbmp", 23},       {"a.xbmp", 8},   {"a..bmp", 8},    {"m.Drape", 39},
+                                                 {"a.b\xE9\x70", 8}, {"notestxt", 8}, {"x.DESKTOP", 8}, {"a..txt", 8}};
+    for (const auto& [name, format] : cases)
+        EXPECT_EQ(returnLoaderFunctions(0, directory.write(name, "~~~~~~~~~~").c_str()), format) << name;
 }
 
 TEST(Text, FoldsCaseInAsciiOnly)
 {
-    EXPECT_EQ(tolowerAZ('Z'), 'z');
-    EXPECT_EQ(tolowerAZ('['), '[');
-    EXPECT_EQ(tolowerAZ('@'), '@');
-    EXPECT_EQ(tolowerAZ(0xC4), 0xC4);
     EXPECT_EQ(tolowerAZ(0x141), 'a'); // the low byte decides
     EXPECT_EQ(tolowerAZ(0x161), 0x161);
-    char text[] = "Ab\xC4Z";
+    char text[] = "AbZ[@\xC4";
     stringToLower(text);
-    EXPECT_STREQ(text, "ab\xC4z");
+    EXPECT_STREQ(text, "abz[@\xC4");
 }
 
 static std::vector<std::string> linesOf(const std::string& text, int size)
@@ -189,15 +160,9 @@ TEST(Text, ReadsLinesWithAnyLineEnd)
 {
     using Lines = std::vector<std::string>;
     EXPECT_EQ(linesOf("ab\r\ncd\rEF\n", 100), (Lines{"ab", "cd", "EF"}));
-    EXPECT_EQ(linesOf("a\n\nb", 100), (Lines{"a", "b"}));
     EXPECT_EQ(linesOf("a\r\n\r\nb", 100), (Lines{"a"}));
     EXPECT_EQ(linesOf("abcdefgh\nij", 4), (Lines{"abc", "fgh", "ij"})); // d is cut off, e is lost
     EXPECT_EQ(linesOf("last", 5), (Lines{"last"}));
-    char untouched = 'x';
-    FILE* file = fmemopen(const_cast<char*>("a"), 1, "r");
-    EXPECT_EQ(fgetsDosMac(&untouched, 0, file), nullptr);
-    EXPECT_EQ(untouched, 'x');
-    fclose(file);
 }
 
 TEST(Text, FindsOneLineTags)
@@ -209,22 +174,17 @@ TEST(Text, FindsOneLineTags)
     };
     EXPECT_EQ(parse("<wa>1</wa><w>12</w>", "w"), "12");
     EXPECT_EQ(parse("  <w/>", "w"), "");
-    EXPECT_EQ(parse("<w>12", "w"), "(none)");
     EXPECT_EQ(parse("<w>12 <w/>", "w"), "(none)");
-    testing::internal::CaptureStdout();
-    EXPECT_EQ(parse("<x>1</x>", "w"), "(none)");
-    EXPECT_EQ(testing::internal::GetCapturedStdout(), "");
     setVerboseXML(1);
     testing::internal::CaptureStdout();
-    parse("<x>1</x>", "w");
+    EXPECT_EQ(parse("<x>1</x>", "w"), "(none)");
     EXPECT_EQ(testing::internal::GetCapturedStdout(), "Searching <w>, found: <x>1</x>\n");
     setVerboseXML(0);
 }
 
 TEST(Bytes, AreReversedAndChecked)
 {
-    u8 data[256];
-    u8 negated[256];
+    u8 data[256], negated[256];
     for (int i = 0; i < 256; i++)
         data[i] = negated[i] = static_cast<u8>(i);
     reverseNegateBytes(data, 256, 0);
@@ -238,8 +198,6 @@ TEST(Bytes, AreReversedAndChecked)
     }
     EXPECT_EQ(negated[255], 255);
 
-    EXPECT_EQ(crcUWF(0x12345, "", 0), 0x12345u);
-    EXPECT_EQ(crcUWF(0, "\x01", 1), 0x1189u);
     EXPECT_EQ(crcUWF(0xFFFF, "123456789", 9), 0x6F91u); // the published check value of this CRC before its final XOR
 }
 
@@ -261,17 +219,12 @@ TEST(Compressed, BlocksAreReadAndSkipped)
     testing::internal::CaptureStdout();
     EXPECT_EQ(read(sizeText.c_str(), 999), 0);
     EXPECT_EQ(testing::internal::GetCapturedStdout(), "zlib uncompress failed\n");
-    for (const char* refused : {"", "x", "-1", "100000", "18446744073709551615"}) {
-        testing::internal::CaptureStdout();
+    for (const char* refused : {"", "x", "-1", "100000", "18446744073709551615"})
         EXPECT_EQ(read(refused, 1000), 0) << refused;
-        EXPECT_EQ(testing::internal::GetCapturedStdout(), "");
-    }
-    EXPECT_EQ(read(sizeText.c_str(), -1), 0);
 
     rewind(file);
     EXPECT_EQ(skipCompressedData("3 bytes", file), 1);
     EXPECT_EQ(ftell(file), 3);
-    EXPECT_EQ(skipCompressedData("many", file), 0);
     EXPECT_EQ(skipCompressedData("-1", file), 0);
     EXPECT_EQ(ftell(file), 3);
     fclose(file);
@@ -281,18 +234,12 @@ TEST(Paths, AreSplitAndRelated)
 {
     EXPECT_STREQ(dirName("a/b/c"), "a/b");
     EXPECT_STREQ(dirName(dirName("a/b/c") + 1), "");
-    EXPECT_STREQ(dirName("/abc"), "");
     EXPECT_EQ(strlen(dirName((std::string(4090, 'x') + "/" + std::string(100, 'y')).c_str())), 4090u);
-    EXPECT_STREQ(baseName("a/b/c"), "c");
     EXPECT_STREQ(baseName("/abc"), "abc");
     EXPECT_STREQ(baseName("a/"), "");
-    EXPECT_STREQ(baseName(""), "");
-
     EXPECT_STREQ(getRelativePath("/d/a/x", "/d/b/y"), "01/b/y");
     EXPECT_STREQ(getRelativePath("/d/a//b/", "/d/y"), "02/y");
     EXPECT_STREQ(getRelativePath("x/y", "a"), "01a");
-    EXPECT_STREQ(getRelativePath("", "a"), "00a");
     EXPECT_STREQ(getRelativePath(nullptr, "a"), "");
-    EXPECT_STREQ(getRelativePath("a", nullptr), "");
     EXPECT_EQ(strlen(getRelativePath("/a", ("/" + std::string(1000, 'b')).c_str())), 511u);
 }

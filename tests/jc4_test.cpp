@@ -3,16 +3,11 @@
 #include <algorithm>
 
 #include "samples/jc4_writer.h"
-#include "tests/support.h"
+#include "tests/card_support.h"
 
 using Numbers = std::vector<u32>;
 
 constexpr u32 jc4 = 12, jc3 = 13, network = 15, email = 16, loom = 60;
-
-static Picture design(u32 width, u32 height)
-{
-    return noisePicture(pictureBilevel, width, height, 0, width * 7919ull + height);
-}
 
 // The mapping as it is defined: twelve hooks lie one stride apart, and eight such groups share a stride.
 static Numbers hookOfColumn(u32 module, u32 count, bool separateModules = false)
@@ -89,7 +84,7 @@ TEST_F(Jc4, DeliversPicksOfEveryModule)
     const Numbers modules = {1344, 1536, 1344, 1536, 3072, 1344, 1344, 1536};
     for (size_t i = 0; i < widths.size(); i++) {
         setDefaultMappingJC4(settings[i]);
-        const Picture picture = design(widths[i], 130);
+        const Picture picture = noiseCards(widths[i], 130);
         const CardOptions options{.module = modules[i], .name = "A design of twenty"};
         expectPicture(encodeJc4(picture, options), "d.jc4", formatDetect, picture, 3);
         expectPicture(encodeJc4Email(picture, options), "d.Dat", email, picture, 3);
@@ -119,8 +114,8 @@ TEST_F(Jc4, FindsTheModuleInThePicksOfABand)
             }
         }
         const Bytes expected = plainRows(picks, stride, hookOfColumn(best, width / best), height, stride, stride);
-        const Bytes rows =
-            load(write(all, "." + std::to_string(width)), {.id = network, .bands = {height, height}}).rows;
+        const std::string file = write(all, "." + std::to_string(width));
+        const Bytes rows = load(file, {.id = network, .bands = {height, height}}).rows;
         EXPECT_TRUE(std::equal(expected.begin(), expected.end(), rows.data() + expected.size())) << i;
     }
 }
@@ -138,12 +133,12 @@ TEST_F(Jc4, FillsRowsOfAnyStride)
         }
     };
     setDefaultMappingJC4(3);
-    const Bytes cards = encodeJc4(design(10752, 3));
+    const Bytes cards = encodeJc4(noiseCards(10752, 3));
     // Three and a half modules: JC4 counts the half one too.
     expectRows(cards, 64, ".jc4", jc4, hookOfColumn(3072, 4));
     expectRows(part(cards, 0, 64, 4032), 0, ".10752", network, hookOfColumn(3072, 3));
-    expectRows(part(encodeJc3(design(2688, 9)), 0, 0, 3000), 512, ".jc3", jc3, hookOfColumn(1344, 2, true));
-    expectRows(encodeJc4Loom(design(600, 9)), 64, ".oom", loom, {});
+    expectRows(part(encodeJc3(noiseCards(2688, 9)), 0, 0, 3000), 512, ".jc3", jc3, hookOfColumn(1344, 2, true));
+    expectRows(encodeJc4Loom(noiseCards(600, 9)), 64, ".oom", loom, {});
     // A width that is no multiple of 8 reads more than the file has; 1337 hooks have as many bytes as a module.
     expectRows(part(cards, 0, 64, 1670), 0, ".1337", network, hookOfColumn(1536, 1));
 }
@@ -158,7 +153,7 @@ TEST_F(Jc4, ReadsOnFromPartToPart)
     for (const auto& [sizes, read] : cases) {
         const bool isJc3 = sizes[0] == 504;
         const u32 height = isJc3 ? 9 : sizes[0] > 504 ? 9000 : 2, start = isJc3 ? 512 : 64;
-        const Bytes cards = (isJc3 ? encodeJc3 : encodeJc4)(design(1344, height), {.picksPerPart = 3});
+        const Bytes cards = (isJc3 ? encodeJc3 : encodeJc4)(noiseCards(1344, height), {.picksPerPart = 3});
         const std::string stem = write({}, isJc3 ? ".jc3.0" : ".jc4.0");
         for (u32 i = 0, done = 0; i < sizes.size(); done += sizes[i++])
             writeFile(stem + static_cast<char>('1' + i), part(cards, start, done, sizes[i]));
@@ -171,8 +166,8 @@ TEST_F(Jc4, ReadsOnFromPartToPart)
 
 TEST_F(Jc4, OpensTheFirstPartAndSaysSo)
 {
-    directory.write("d.jc4.01", encodeJc4(design(1344, 4)));
-    directory.write("d.jc3.01", encodeJc3(design(1344, 4)));
+    directory.write("d.jc4.01", encodeJc4(noiseCards(1344, 4)));
+    directory.write("d.jc3.01", encodeJc3(noiseCards(1344, 4)));
     const std::string names[] = {"d.jc4.03", "d.jc4.01", "d.jc3.13", "d.jc3.01", "x.jc4.09", "x.JC4.02", "x.jc4.x2"};
     const std::string opened[] = {"d.jc4.01", "d.jc4.01", "d.jc3.01", "d.jc3.01", "x.jc4.01", "x.JC4.02", "x.jc4.x2"};
     for (size_t i = 0; i < std::size(names); i++) {
@@ -188,7 +183,7 @@ TEST_F(Jc4, OpensTheFirstPartAndSaysSo)
 
 TEST_F(Jc4, FindsTheNextMailedPartByItsLetter)
 {
-    const Picture picture = design(1344, 6);
+    const Picture picture = noiseCards(1344, 6);
     const Bytes cards = encodeJc4Email(picture);
     const std::string file = directory.write("d.jc4", part(cards, 9216, 0, 400));
     EXPECT_EQ(load(file, {.id = email}).bandStatus, loadCannotRead);
@@ -203,9 +198,9 @@ TEST_F(Jc4, FindsTheNextMailedPartByItsLetter)
     EXPECT_TRUE(load(directory.write("5.jc4", part(cards, 9216, 0, 400)), {.id = email}).rows == picture.rows);
 }
 
-TEST_F(Jc4, RefusesWhatIsNoCardAndStaysHarmless)
+TEST_F(Jc4, RefusesWhatIsNoCard)
 {
-    const Bytes plain = encodeJc4(design(1344, 4)), mail = encodeJc4Email(design(1344, 4));
+    const Bytes plain = encodeJc4(noiseCards(1344, 4)), mail = encodeJc4Email(noiseCards(1344, 4));
     // Where, what, and the status.
     auto expectStatus = [&](u32 id, const char* end, const Bytes& cards, size_t header, const Numbers& patches) {
         for (size_t i = 0; i < patches.size(); i += 3) {
@@ -222,13 +217,10 @@ TEST_F(Jc4, RefusesWhatIsNoCardAndStaysHarmless)
     expectStatus(email, "d.jc4", mail, 512, {17, 128, 0, 22, 3, 0});
     expectStatus(email, "d.jc4", mail, 0, {0, 'D', 6, 33, 0, 6, 33, 2, 6, 34, 0, 6, 34, 25, 0, 34, 26, 6});
     const Numbers old = {0, 'b', 6, 1, '0', 6, 4, '5', 6, 26, '1', 6, 26, '2', 0, 22, '6', 0, 22, '7', 6, 21, '-', 6};
-    expectStatus(jc3, ".jc3", encodeJc3(design(1344, 4)), 0, old);
+    expectStatus(jc3, ".jc3", encodeJc3(noiseCards(1344, 4)), 0, old);
     expectStatus(loom, ".oom", plain, 0, {1, 65, 6, 23, 0, 6, 20, 1, 6});
     expectStatus(loom, ".oom", Bytes(64), 0, {0, 0, 6});
     expectStatus(jc4, ".jc4", Bytes(64), 0, {0, 0, 6});
     expectStatus(jc4, ".jc4", Bytes(63), 0, {0, 0, 3});
     expectStatus(email, "d.jc4", part(mail, 0, 0, 575), 0, {0, 'C', 3});
-    expectHarmless("d.jc4.01", plain, jc4);
-    expectHarmless("d.jc3.02", part(encodeJc3(design(1344, 2), {.picksPerPart = 1}), 0, 0, 700), jc3);
-    expectHarmless("d.oom", encodeJc4Loom(design(48, 7)), loom);
 }
