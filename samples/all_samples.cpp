@@ -253,7 +253,7 @@ static const Sample samples[] = {
     {"motif.uwf", 38,
      [] {
          return encodeUwf(motifPicture(pictureBilevel, weaveSize, weaveSize),
-                          {.widths = {weaveSize / 5 * 4, weaveSize / 5}});
+                          {.widths = {weaveSize / 4 * 3, weaveSize / 4}});
      }},
     {"motif.s01", 9, [] { return encodeSchleicher(motifPicture(pictureBilevel, 448, 448), {.block = 4}); }},
     {"motif-smit.arm", 45, [] { return encodeSmit(motifShadow(48, 66)); }},
@@ -296,5 +296,5 @@ std::span<const Sample> allSamples()
 void drawSmallSamples()
 {
     size = 24;
-    weaveSize = 40;
+    weaveSize = 144; // the header of a WB file is a row
 }
