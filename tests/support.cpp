@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <filesystem>
 #include <fstream>
+#include <numeric>
 
 namespace fs = std::filesystem;
 
@@ -54,6 +55,8 @@ Loaded load(const std::string& path, const LoadOptions& options)
     std::vector<u32> bands = options.bands;
     if (bands.empty())
         bands.push_back(static_cast<u32>(rowCount));
+    // Bands may ask for more rows than there are.
+    loaded.rows.resize(std::max(rowCount, std::accumulate(bands.begin(), bands.end(), u64{0})) * loaded.stride);
     u64 row = 0;
     for (u32 count : bands) {
         u8* start = loaded.rows.data() + (options.bandsFromFirstRow ? 0 : row * loaded.stride);
@@ -63,6 +66,7 @@ Loaded load(const std::string& path, const LoadOptions& options)
             break;
     }
     EXPECT_EQ(getEndLoad()(), 0);
+    loaded.rows.resize(rowCount * loaded.stride);
     return loaded;
 }
 

@@ -528,7 +528,8 @@ void renderRealImg(u8* dst, i32 dstStride, i32 bytesPerPixel, i32 x0, i32 firstR
     drawJitter(drawing.jitter.x, drawing.stepX, 0, drawing.firstReachedX, drawing.lastReachedX);
     // A sample's vertical jitter is the one behind that of its number.
     drawJitter(drawing.jitter.y, drawing.stepY, 1, drawing.firstReachedY, drawing.lastReachedY);
-    setColours(drawing);
+    if (bytesPerPixel != 1)
+        setColours(drawing);
 
     ExpandedRows expanded;
     drawing.rowForm = RowForm::asStored;

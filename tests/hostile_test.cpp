@@ -1,0 +1,193 @@
+// Names, folders, disks and threads that mean no good.
+#include <gtest/gtest.h>
+#include <sys/resource.h>
+#include <unistd.h>
+
+#include <csignal>
+#include <filesystem>
+#include <fstream>
+#include <thread>
+
+#include "samples/all_samples.h"
+#include "samples/bonas_writer.h"
+#include "samples/jc5_writer.h"
+#include "tests/support.h"
+
+namespace fs = std::filesystem;
+
+extern "C" void __lsan_disable() __attribute__((weak));
+
+static const Picture cards = noisePicture(kindBilevel, 40, 9, 0, 1);
+static const Jc5Options oneGroup = {.groups = {{40, "ground"}}};
+
+struct Hostile : testing::Test {
+    TestDirectory directory, temporary;
+    int descriptors = openDescriptors();
+
+    Hostile()
+    {
+        llibSetTmpDir(temporary.path.c_str());
+        llibSetGzipCommand("gzip");
+        llibSetUnzipCommand("unzip -o -qq");
+        llibSetMsExpandCommand("msexpand");
+    }
+
+    void TearDown() override
+    {
+        EXPECT_TRUE(fs::is_empty(temporary.path));
+        EXPECT_EQ(openDescriptors(), descriptors);
+        for (auto* unset : {llibSetTmpDir, llibSetGzipCommand, llibSetUnzipCommand, llibSetMsExpandCommand})
+            unset(nullptr);
+    }
+};
+
+TEST_F(Hostile, NamesReachCommandsAsTheyAre)
+{
+    const fs::path before = fs::current_path();
+    fs::current_path(directory.path);
+    const Bytes zc5 = encodeZc5(cards, oneGroup), packed = compressForExpand(encodeBonas(cards));
+    for (const std::string name : {"a\"$(touch x)\".zc5", "`touch x`.zc5", "a\\\".zc5", "two\nlines; touch x.zc5",
+                                   "-rf.zc5", "-rf.ep_", "$HOME.ep_"}) {
+        directory.write(name, name.ends_with("5") ? zc5 : packed);
+        const Loaded loaded = load(name);
+        EXPECT_EQ(loaded.bandStatus, loadSuccess) << name;
+        EXPECT_TRUE(loaded.height == cards.height && !loaded.rows.empty());
+    }
+    EXPECT_FALSE(fs::exists("x"));
+    fs::current_path(before);
+
+    const std::string farAway = directory.path + "/" + std::string(5000, 'a') + ".zc5";
+    const std::string inFile = directory.write("file", "x") + "/a.zc5";
+    for (const std::string& path : {farAway, inFile})
+        for (u32 id = 1; id <= formatCount; id++) {
+            const int status = load(path, {.id = id}).status;
+            EXPECT_TRUE(status >= 2 && status <= 7) << id << " " << status;
+        }
+}
+
+TEST_F(Hostile, TemporaryFoldersFailInEveryWay)
+{
+    const std::string zc5 = directory.write("a.zc5", encodeZc5(cards, oneGroup));
+    const std::string victim = directory.write("victim", "untouched");
+    const std::string link = directory.path + "/link";
+    fs::create_symlink("nowhere", link);
+    for (const std::string& folder : {directory.path + "/gone", victim, link, std::string(3000, 'a')}) {
+        llibSetTmpDir(folder.c_str());
+        EXPECT_NE(load(zc5).status, loadSuccess) << folder;
+    }
+    llibSetTmpDir(temporary.path.c_str());
+    for (const char* command : {"false", "/no/such/command", "exit 1;", "kill -9 $$;"}) {
+        llibSetGzipCommand(command);
+        EXPECT_NE(load(zc5).status, loadSuccess) << command;
+    }
+    llibSetGzipCommand("gzip");
+
+    // A disk that is full after a few bytes; the command inherits it.
+    rlimit limit;
+    getrlimit(RLIMIT_FSIZE, &limit);
+    const rlimit small = {20, limit.rlim_max};
+    const auto handler = signal(SIGXFSZ, SIG_IGN);
+    setrlimit(RLIMIT_FSIZE, &small);
+    const Loaded cut = load(zc5);
+    setrlimit(RLIMIT_FSIZE, &limit);
+    signal(SIGXFSZ, handler);
+    EXPECT_TRUE(cut.status != loadSuccess || cut.bandStatus != loadSuccess);
+    EXPECT_EQ(load(zc5).bandStatus, loadSuccess);
+    EXPECT_EQ(fs::file_size(victim), 9u);
+}
+
+// Samples that need no command and are small.
+static std::vector<std::pair<std::string, u32>> writeSamples(const TestDirectory& directory, bool withCommands)
+{
+    drawSmallSamples();
+    std::vector<std::pair<std::string, u32>> files;
+    for (const Sample& sample : allSamples()) {
+        const bool usesCommand =
+            sample.format == 42 || sample.format == 43 || sample.format == 64 || sample.format == 66;
+        if (sample.format == 59 || (usesCommand && !withCommands))
+            continue;
+        const Bytes bytes = sample.encode();
+        if (bytes.size() < 100000 || sample.partner != nullptr)
+            files.emplace_back(directory.write(sample.name, bytes), sample.format);
+    }
+    return files;
+}
+
+TEST(Threads, LoadEverythingAtOnce)
+{
+    TestDirectory directory;
+    const auto files = writeSamples(directory, true);
+    testing::internal::CaptureStdout(); // the Bonas loader tells what it finds
+    auto loadAs = [&](size_t number, size_t file) {
+        const std::string own = directory.path + "/" + std::to_string(number);
+        fs::create_directory(own);
+        llibSetTmpDir(own.c_str());
+        llibSetGzipCommand("gzip");
+        llibSetUnzipCommand("unzip -o -qq");
+        llibSetMsExpandCommand("msexpand");
+        return load(files[file].first, {.id = files[file].second});
+    };
+    std::vector<Loaded> alone;
+    for (size_t file = 0; file < files.size(); file++)
+        alone.push_back(loadAs(99, file));
+    std::vector<std::thread> threads;
+    for (size_t number = 0; number < 16; number++)
+        threads.emplace_back([&, number] {
+            for (size_t i = 0; i < files.size(); i++) {
+                const size_t file = (i + 7 * number) % files.size();
+                const Loaded loaded = loadAs(number, file);
+                EXPECT_TRUE(std::string(llibGetTmpDir()).ends_with("/" + std::to_string(number)));
+                EXPECT_EQ(loaded.status, alone[file].status) << files[file].first;
+                EXPECT_TRUE(loaded.rows == alone[file].rows) << files[file].first;
+                EXPECT_EQ(loaded.description, alone[file].description);
+            }
+        });
+    for (std::thread& thread : threads)
+        thread.join();
+    testing::internal::GetCapturedStdout();
+}
+
+TEST(Threads, MayEndInTheMiddleOfALoad)
+{
+    TestDirectory directory;
+    const std::string path = directory.write("a.jc5", encodeJc5(cards, oneGroup));
+    const Loaded expected = load(path);
+    for (int i = 0; i < 20; i++)
+        std::thread([&] {
+            if (__lsan_disable != nullptr)
+                __lsan_disable(); // what such a thread held is lost
+            OpenPicture open(path, 14);
+            open.isEnded = false;
+        }).join();
+    EXPECT_TRUE(load(path).rows == expected.rows);
+}
+
+static long residentPages()
+{
+    long whole = 0, resident = 0;
+    std::ifstream("/proc/self/statm") >> whole >> resident;
+    return resident;
+}
+
+TEST(Reliability, TenThousandLoadsLeaveNothing)
+{
+    TestDirectory directory;
+    const auto files = writeSamples(directory, false);
+    testing::internal::CaptureStdout();
+    auto loadMany = [&](int count) {
+        for (int i = 0; i < count; i++)
+            load(files[static_cast<size_t>(i) % files.size()].first,
+                 {.id = files[static_cast<size_t>(i) % files.size()].second});
+    };
+    loadMany(1000);
+    const int descriptors = openDescriptors();
+    const long pages = residentPages();
+    loadMany(10000);
+    EXPECT_EQ(openDescriptors(), descriptors);
+#if !defined(__SANITIZE_ADDRESS__) && !defined(__SANITIZE_THREAD__) // they keep what is freed
+    EXPECT_LT(residentPages() - pages, 2048);
+#else
+    static_cast<void>(pages);
+#endif
+    testing::internal::GetCapturedStdout();
+}
