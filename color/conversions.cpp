@@ -72,7 +72,7 @@ void HSLtoRGB(const i32* hsl, u32* rgb)
     const double down = value - step;
     const double colours[6][3] = {{value, up, middle},   {down, value, middle}, {middle, value, up},
                                   {middle, down, value}, {up, middle, value},   {value, middle, down}};
-    if (sextant > 5)
+    if (sextant < 0 || sextant > 5)
         return;
     for (int channel = 0; channel < 3; channel++)
         rgb[channel] = rounded(colours[sextant][channel] * 255);

@@ -31,6 +31,11 @@ inline u32 bigEndian32(const u8* bytes)
 // A number in up to 15 characters of text, as far as it goes; 0 without any.
 i32 decimalNumber(const u8* text, size_t length);
 
+inline bool isDigit(int c)
+{
+    return c >= '0' && c <= '9';
+}
+
 // Reverses the bits of every byte, and complements them if asked.
 void reverseBits(u8* data, size_t size, bool negate);
 

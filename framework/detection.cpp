@@ -5,6 +5,7 @@
 #include <cstring>
 #include <string_view>
 
+#include "framework/bytes.h"
 #include "framework/catalogue.h"
 #include "framework/thread_state.h"
 
@@ -20,11 +21,6 @@ static constexpr u32 packed(string_view text)
     for (char c : text)
         extension = extension << 8 | static_cast<u8>(c);
     return extension;
-}
-
-static bool isDigit(u8 c)
-{
-    return c >= '0' && c <= '9';
 }
 
 // What the tests look at. Bytes behind the file's end match nothing.

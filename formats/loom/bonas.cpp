@@ -91,11 +91,6 @@ static bool isCompressedCard(const char* path)
            tolowerAZ(path[length - 2]) == 'p' && path[length - 1] == '_';
 }
 
-static bool isDigit(char c)
-{
-    return c >= '0' && c <= '9';
-}
-
 // "design.001.ep" and the like.
 static bool isContinuation(const char* name, size_t length)
 {

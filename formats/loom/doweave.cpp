@@ -43,16 +43,11 @@ constexpr i64 endMark = 0x60;
 
 constexpr i64 noNumber = -1;
 
-static bool isDigit(int c)
-{
-    return c >= '0' && c <= '9';
-}
-
 // A character that is no digit has the value of its place before or behind "a", which is 10; some that are no letters
 // count too.
 static int digitAt(const char* text)
 {
-    const int c = *text;
+    const int c = static_cast<u8>(*text);
     return isDigit(c) ? c - '0' : tolowerAZ(c) - 'a' + 10;
 }
 

@@ -9,11 +9,6 @@
 constexpr size_t partNumberDigits = 2;
 constexpr u32 smallestMappedRow = smallModule / 8; // bytes; narrower picks have their hooks in order
 
-static bool isDigit(char c)
-{
-    return c >= '0' && c <= '9';
-}
-
 bool turnToFirstPart(char* path, const char* extension, u32& firstPart)
 {
     const size_t length = strlen(path);

@@ -18,11 +18,6 @@ constexpr u32 dp5RowBytes = 16;
 constexpr i64 wjlHeaderBytes = 28;
 constexpr u32 wjlEnds = 40;
 
-static bool isDigit(char c)
-{
-    return c >= '0' && c <= '9';
-}
-
 // "prog0001.dat" and the like are programs of the machine.
 static bool isProgram(const char* path)
 {

@@ -28,11 +28,6 @@ static bool isLetter(char c, char letter)
     return tolowerAZ(c) == letter;
 }
 
-static bool isDigit(char c)
-{
-    return c >= '0' && c <= '9';
-}
-
 struct Names {
     char header[partNameBytes]; // empty = there is none
     char part[partNameBytes];
