@@ -47,9 +47,8 @@ static size_t bytesOfRow(u32 kind, u32 width)
     }
 }
 
-static void writeColour(const struct Picture* picture, const u8* pixel)
+static void convertPixel(const struct Picture* picture, const u8* pixel, u8* rgb)
 {
-    u8 rgb[3];
     for (int i = 0; i < 3; ++i) {
         if (picture->kind == kindIndexed)
             rgb[i] = picture->palette[3 * pixel[0] + i];
@@ -58,22 +57,29 @@ static void writeColour(const struct Picture* picture, const u8* pixel)
         else /* transparent pixels show white paper */
             rgb[i] = (u8)((pixel[i] * pixel[3] + 255 * (255 - pixel[3]) + 127) / 255);
     }
-    fwrite(rgb, 1, sizeof rgb, stdout);
 }
 
-static void writePicture(const struct Picture* picture, const u8* rows, size_t rowBytes)
+/* 0 when memory does not suffice. */
+static int writePicture(const struct Picture* picture, const u8* rows, size_t rowBytes)
 {
     if (picture->kind == kindBilevel) {
         /* A set bit is dark here as it is in a PBM file. */
         printf("P4\n%u %u\n", picture->width, picture->height);
         fwrite(rows, rowBytes, picture->height, stdout);
-        return;
+        return 1;
     }
-    size_t pixels = (size_t)picture->width * picture->height;
     size_t pixelBytes = bytesOfRow(picture->kind, 1);
+    u8* line = malloc(3 * (size_t)picture->width);
+    if (line == NULL)
+        return 0;
     printf("P6\n%u %u\n255\n", picture->width, picture->height);
-    for (size_t i = 0; i < pixels; ++i)
-        writeColour(picture, rows + i * pixelBytes);
+    for (u32 y = 0; y < picture->height; ++y) {
+        for (size_t x = 0; x < picture->width; ++x)
+            convertPixel(picture, rows + y * rowBytes + x * pixelBytes, line + 3 * x);
+        fwrite(line, 3, picture->width, stdout);
+    }
+    free(line);
+    return 1;
 }
 
 static int fail(const char* path, int status)
@@ -116,8 +122,10 @@ int main(int argc, char** argv)
         return fail(path, status);
     }
 
-    writePicture(&picture, rows, rowBytes);
+    int isWritten = writePicture(&picture, rows, rowBytes);
     free(rows);
+    if (!isWritten)
+        return fail(path, loadOutOfMemory);
     if (fflush(stdout) != 0 || ferror(stdout)) {
         fprintf(stderr, "%s: the picture cannot be written\n", path);
         return 1;
