@@ -1,7 +1,5 @@
 #include "fuzz/load_file.h"
 
-#include <malloc.h>
-
 #include <algorithm>
 #include <filesystem>
 
@@ -59,6 +57,5 @@ int openDescriptors()
 
 size_t allocatedBytes()
 {
-    return __sanitizer_get_current_allocated_bytes != nullptr ? __sanitizer_get_current_allocated_bytes()
-                                                              : mallinfo2().uordblks;
+    return __sanitizer_get_current_allocated_bytes != nullptr ? __sanitizer_get_current_allocated_bytes() : 0;
 }

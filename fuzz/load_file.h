@@ -24,5 +24,5 @@ LoadedFile loadFile(const std::string& path, u32 format, u32 bandRows = 0);
 // 0 or 2 to 7: what the entries of a loader may answer.
 bool isStatus(int status);
 int openDescriptors();
-// Of the whole process; 0 where nobody counts them.
+// Of the whole process; 0 where no sanitizer counts them.
 size_t allocatedBytes();
