@@ -133,7 +133,7 @@ static LoomProgram motifProgram(uint32_t shaftBytes, uint32_t settingBytes, uint
     for (uint32_t y = 0; y < height; ++y) {
         auto row = cloth.rows.begin() + static_cast<ptrdiff_t>(y * rowBytes);
         std::copy_n(motif.rows.begin() + y * shaftBytes, shaftBytes, row);
-        row[static_cast<ptrdiff_t>(shaftBytes + y / 6 % settingBytes)] = 0x80;
+        row[static_cast<ptrdiff_t>(shaftBytes) + y / 6 % settingBytes] = 0x80;
     }
     return hemmedProgram(cloth, shaftBytes);
 }
