@@ -107,7 +107,7 @@ static std::vector<std::pair<std::string, u32>> writeSamples(const TestDirectory
         if (sample.format == 59 || (usesCommand && !withCommands))
             continue;
         const Bytes bytes = sample.encode();
-        if (bytes.size() < 100000 || sample.partner != nullptr)
+        if (bytes.size() < 100000)
             files.emplace_back(directory.write(sample.name, bytes), sample.format);
     }
     return files;
