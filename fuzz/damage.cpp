@@ -101,13 +101,8 @@ int main(int argc, char** argv)
 {
     char name[] = "/tmp/tload-damage-XXXXXX";
     const fs::path folder = mkdtemp(name);
-    answers = fdopen(dup(STDOUT_FILENO), "w");
-    if (answers == nullptr || freopen("/dev/null", "w", stdout) == nullptr ||
-        freopen("/dev/null", "w", stderr) == nullptr)
-        return 2;
-    drawSmallSamples();
-    for (const Sample& sample : allSamples()) // designs of several files need all of them
-        store(folder / sample.name, sample.encode());
+    answers = silenceLibraries();
+    storeSamples(folder);
     const bool isQuick = argc > 1 && strcmp(argv[1], "--quick") == 0;
     const char* beginning = argc > 1 + isQuick ? argv[1 + isQuick] : "";
     Tally tally;

@@ -264,15 +264,8 @@ int main(int argc, char** argv)
 {
     char name[] = "/tmp/tload-faults-XXXXXX";
     const fs::path folder = mkdtemp(name);
-    answers = fdopen(dup(STDOUT_FILENO), "w");
-    if (answers == nullptr || freopen("/dev/null", "w", stdout) == nullptr ||
-        freopen("/dev/null", "w", stderr) == nullptr)
-        return 2;
-    drawSmallSamples();
-    for (const Sample& sample : allSamples()) { // designs of several files need all of them
-        if (!writeFile(folder / sample.name, sample.encode()))
-            return 2;
-    }
+    answers = silenceLibraries();
+    storeSamples(folder);
     for (const Sample& sample : allSamples()) {
         if (argc < 2 || strncmp(sample.name, argv[1], strlen(argv[1])) == 0)
             loadWithFaults(folder, sample);

@@ -1,8 +1,12 @@
 #include "fuzz/load_file.h"
 
+#include <unistd.h>
+
 #include <algorithm>
+#include <cstdlib>
 #include <filesystem>
 
+#include "samples/all_samples.h"
 #include "samples/picture.h"
 
 constexpr u64 largestPicture = 1 << 26; // bytes; a damaged header may promise more than a test can wait for
@@ -47,6 +51,24 @@ LoadedFile loadFile(const std::string& path, u32 format, u32 bandRows)
 bool isStatus(int status)
 {
     return status == loadSuccess || (status >= 2 && status <= 7);
+}
+
+void storeSamples(const std::string& folder)
+{
+    drawSmallSamples();
+    for (const Sample& sample : allSamples()) {
+        if (!writeFile(folder + "/" + sample.name, sample.encode()))
+            exit(2);
+    }
+}
+
+FILE* silenceLibraries()
+{
+    FILE* answers = fdopen(dup(STDOUT_FILENO), "w");
+    if (answers == nullptr || freopen("/dev/null", "w", stdout) == nullptr ||
+        freopen("/dev/null", "w", stderr) == nullptr)
+        exit(2);
+    return answers;
 }
 
 int openDescriptors()

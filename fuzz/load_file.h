@@ -1,6 +1,7 @@
 // Loads a file the way a careful host does: with buffers of exactly the size that is reported.
 #pragma once
 
+#include <cstdio>
 #include <string>
 #include <vector>
 
@@ -23,6 +24,10 @@ LoadedFile loadFile(const std::string& path, u32 format, u32 bandRows = 0);
 
 // 0 or 2 to 7: what the entries of a loader may answer.
 bool isStatus(int status);
+// Draws the samples small and writes all of them, since designs of several files need each other.
+void storeSamples(const std::string& folder);
+// Sends what the libraries say about damaged files nowhere; answers go to the stream that is returned.
+FILE* silenceLibraries();
 int openDescriptors();
 // Of the whole process; 0 where no sanitizer counts them.
 size_t allocatedBytes();

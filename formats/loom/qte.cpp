@@ -87,8 +87,8 @@ static LoadStatus tryLoad(const LoadRequest& request, ImageInfo& image)
     File file;
     if (!file.open(request.path))
         return loadCannotRead;
-    if (request.wantPalette != 0)
-        fseeko(file.stream, rowBytes, SEEK_SET);
+    if (request.wantPalette != 0 && fseeko(file.stream, rowBytes, SEEK_SET) != 0)
+        return loadWrongFormat;
     succeed(image, "QTE", width, height, file, rowBytes, 0);
     return loadSuccess;
 }

@@ -77,8 +77,8 @@ static LoadStatus tryLoad(const LoadRequest& request, ImageInfo& image)
         return loadWrongFormat;
     const u32 rowBytes = (static_cast<u32>(width) + 7) / 8;
     const i64 recordBytes = i64{rowBytes} + extraBytes;
-    if (recordBytes > i64{cardHeaderBytes})
-        fseeko(file.stream, recordBytes, SEEK_SET);
+    if (recordBytes > i64{cardHeaderBytes} && fseeko(file.stream, recordBytes, SEEK_SET) != 0)
+        return loadWrongFormat;
 
     report(image, header, block);
     image.kind = kindBilevel;

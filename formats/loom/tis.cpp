@@ -140,9 +140,8 @@ static bool openNextPart(TisState& state)
     if (*ones == '0')
         ones[-1] = static_cast<char>(ones[-1] + 1);
     File file;
-    if (!file.open(state.partName))
+    if (!file.open(state.partName) || fseeko(file.stream, state.rowBytes, SEEK_SET) != 0)
         return false;
-    fseeko(file.stream, state.rowBytes, SEEK_SET);
     handOver(file, state.file);
     return true;
 }

@@ -342,19 +342,26 @@ LoadStatus loadWeave(FILE* stream, char* line, const char* description, ImageInf
     return loadSuccess;
 }
 
+LoadStatus openLines(const char* path, const char* start, File& file, Buffer& line)
+{
+    const size_t startBytes = strlen(start);
+    const u8* header = loadImgCheckHeader(path);
+    if (header == nullptr || loadImgLastFilesize() < static_cast<i64>(startBytes) ||
+        memcmp(header, start, startBytes) != 0)
+        return loadWrongFormat;
+    if (!file.open(path))
+        return loadCannotRead;
+    return line.allocate(weaveLineBytes) ? loadSuccess : loadOutOfMemory;
+}
+
 static LoadStatus tryLoad(const LoadRequest& request, ImageInfo& image)
 {
-    constexpr i64 startBytes = sizeof weaveStart - 1;
-    const u8* header = loadImgCheckHeader(request.path);
-    if (header == nullptr || loadImgLastFilesize() < startBytes || memcmp(header, weaveStart, startBytes) != 0 ||
-        !threadState().native.weave.isWeaveReady)
+    if (!threadState().native.weave.isWeaveReady)
         return loadWrongFormat;
     File file;
-    if (!file.open(request.path))
-        return loadCannotRead;
     Buffer lineMemory;
-    if (!lineMemory.allocate(weaveLineBytes))
-        return loadOutOfMemory;
+    if (LoadStatus status = openLines(request.path, weaveStart, file, lineMemory); status != loadSuccess)
+        return status;
     char* line = reinterpret_cast<char*>(lineMemory.bytes);
     if (fgets(line, firstLineBytes, file.stream) == nullptr || strlen(line) < shortestFirstLine ||
         !startsWith(line, weaveStart))

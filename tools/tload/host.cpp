@@ -368,6 +368,13 @@ Pixels loadPixels(Picture& picture)
     return pixels;
 }
 
+void layOnWhite(const u8* rgba, u8* rgb)
+{
+    const int alpha = rgba[3];
+    for (int channel = 0; channel < 3; channel++)
+        rgb[channel] = static_cast<u8>((rgba[channel] * alpha + 255 * (255 - alpha) + 127) / 255);
+}
+
 std::string sizeText(const Picture& picture)
 {
     return std::to_string(picture.width) + " x " + std::to_string(picture.height);

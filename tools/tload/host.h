@@ -90,6 +90,8 @@ using Pixels = std::unique_ptr<u8, FreeMemory>;
 // Throw Failure.
 u64 rowBytes(const Picture& picture);
 Pixels loadPixels(Picture& picture);
+// One pixel; rgb may begin where rgba does or before it.
+void layOnWhite(const u8* rgba, u8* rgb);
 
 // "640 x 480"
 std::string sizeText(const Picture& picture);

@@ -54,13 +54,6 @@ static Palette loadPalette(const std::string& file)
     return palette;
 }
 
-static void layOnWhite(const u8* rgba, u8* rgb)
-{
-    const int alpha = rgba[3];
-    for (int channel = 0; channel < 3; channel++)
-        rgb[channel] = static_cast<u8>((rgba[channel] * alpha + 255 * (255 - alpha) + 127) / 255);
-}
-
 static Bytes trueColours(const Picture& picture, const u8* pixels)
 {
     Bytes colours(size_t{3} * picture.width * picture.height);

@@ -66,16 +66,11 @@ static Direction measure(const RenderRequest& request, i32 pictureRes, i32 scree
 }
 
 // RGBA becomes RGB, in place.
-static void layOnWhite(Picture& picture, u8* pixels)
+static void dropTransparency(Picture& picture, u8* pixels)
 {
-    constexpr u32 opaque = 255;
-    u8* target = pixels;
-    const u8* end = pixels + rowBytes(picture) * picture.height;
-    for (const u8* source = pixels; source != end; source += 4) {
-        const u32 alpha = source[3];
-        for (int channel = 0; channel < 3; channel++)
-            *target++ = static_cast<u8>((source[channel] * alpha + opaque * (opaque - alpha) + opaque / 2) / opaque);
-    }
+    const u64 count = u64{picture.width} * picture.height;
+    for (u64 i = 0; i < count; i++)
+        layOnWhite(pixels + 4 * i, pixels + 3 * i);
     picture.kind = kindRGB;
 }
 
@@ -126,7 +121,7 @@ ExitCode renderCloth(const RenderRequest& request)
     if (rowBytes(picture) > INT32_MAX || picture.height > INT32_MAX)
         throw Failure{exitBadData, picture.file, "the picture is too large (" + sizeText(picture) + " pixels)"};
     if (picture.kind == kindRGBA)
-        layOnWhite(picture, pixels.get());
+        dropTransparency(picture, pixels.get());
     Pixels cloth = drawCloth(request, picture, pixels.get());
     const std::string line = summary(request, picture);
 
