@@ -12,6 +12,7 @@
 constexpr u64 largestPicture = 1 << 26; // bytes; a damaged header may promise more than a test can wait for
 
 extern "C" size_t __sanitizer_get_current_allocated_bytes() __attribute__((weak));
+extern "C" void __sanitizer_set_report_fd(void* descriptor) __attribute__((weak));
 
 // The rows of these are written to their place in the whole picture, whose first row every call is given.
 static bool goesToItsPlace(int format, u32 kind)
@@ -68,6 +69,11 @@ FILE* silenceLibraries()
     if (answers == nullptr || freopen("/dev/null", "w", stdout) == nullptr ||
         freopen("/dev/null", "w", stderr) == nullptr)
         exit(2);
+    // Buffers that they would allocate in the middle of a load are not to be counted.
+    for (FILE* stream : {stdout, stderr, answers})
+        setvbuf(stream, nullptr, _IONBF, 0);
+    if (__sanitizer_set_report_fd != nullptr)
+        __sanitizer_set_report_fd(reinterpret_cast<void*>(static_cast<intptr_t>(fileno(answers))));
     return answers;
 }
 
