@@ -1,7 +1,9 @@
-/* A complete host: reads any file that libTload opens and writes its picture to standard output, bilevel pictures as
- * PBM, all others as PPM.
+/* A complete host: reads any file that libTload opens and writes its picture, bilevel pictures as PBM, all others as
+ * PPM.
  *
- *     example_host design.gif > design.ppm
+ *     example_host design.gif design.ppm
+ *
+ * Some loaders remark on what they find on standard output, so the picture does not go there.
  */
 #include <stdio.h>
 #include <stdlib.h>
@@ -60,23 +62,23 @@ static void convertPixel(const struct Picture* picture, const u8* pixel, u8* rgb
 }
 
 /* 0 when memory does not suffice. */
-static int writePicture(const struct Picture* picture, const u8* rows, size_t rowBytes)
+static int writePicture(FILE* file, const struct Picture* picture, const u8* rows, size_t rowBytes)
 {
     if (picture->kind == kindBilevel) {
         /* A set bit is dark here as it is in a PBM file. */
-        printf("P4\n%u %u\n", picture->width, picture->height);
-        fwrite(rows, rowBytes, picture->height, stdout);
+        fprintf(file, "P4\n%u %u\n", picture->width, picture->height);
+        fwrite(rows, rowBytes, picture->height, file);
         return 1;
     }
     size_t pixelBytes = bytesOfRow(picture->kind, 1);
     u8* line = malloc(3 * (size_t)picture->width);
     if (line == NULL)
         return 0;
-    printf("P6\n%u %u\n255\n", picture->width, picture->height);
+    fprintf(file, "P6\n%u %u\n255\n", picture->width, picture->height);
     for (u32 y = 0; y < picture->height; ++y) {
         for (size_t x = 0; x < picture->width; ++x)
             convertPixel(picture, rows + y * rowBytes + x * pixelBytes, line + 3 * x);
-        fwrite(line, 3, picture->width, stdout);
+        fwrite(line, 3, picture->width, file);
     }
     free(line);
     return 1;
@@ -91,8 +93,8 @@ static int fail(const char* path, int status)
 int main(int argc, char** argv)
 {
     static struct Picture picture; /* kind is 0 on entry: no wish for a reduced palette */
-    if (argc != 2) {
-        fprintf(stderr, "usage: example_host FILE > PICTURE\n");
+    if (argc != 3) {
+        fprintf(stderr, "usage: example_host FILE PICTURE\n");
         return 2;
     }
     char* path = argv[1];
@@ -122,12 +124,14 @@ int main(int argc, char** argv)
         return fail(path, status);
     }
 
-    int isWritten = writePicture(&picture, rows, rowBytes);
+    FILE* file = fopen(argv[2], "wb");
+    int isComplete = file != NULL && writePicture(file, &picture, rows, rowBytes) && !ferror(file);
     free(rows);
-    if (!isWritten)
-        return fail(path, loadOutOfMemory);
-    if (fflush(stdout) != 0 || ferror(stdout)) {
-        fprintf(stderr, "%s: the picture cannot be written\n", path);
+    if (file != NULL && fclose(file) != 0)
+        isComplete = 0;
+    if (!isComplete) {
+        remove(argv[2]);
+        fprintf(stderr, "%s: the picture cannot be written\n", argv[2]);
         return 1;
     }
     return 0;

@@ -10,7 +10,7 @@
 #include "samples/picture.h"
 
 // A damaged header may promise more than a test can wait for.
-constexpr u64 largestPicture = 1 << 26; // bytes
+constexpr u64 largestPicture = 1 << 24; // bytes
 constexpr u64 partOfHugePicture = 1 << 20;
 
 extern "C" size_t __sanitizer_get_current_allocated_bytes() __attribute__((weak));

@@ -23,8 +23,10 @@
 #include "samples/jc5_writer.h"
 #include "samples/palette_writer.h"
 #include "samples/png_writer.h"
+#include "samples/qte_writer.h"
 #include "samples/tis_writer.h"
 #include "samples/vector_writer.h"
+#include "samples/zip_writer.h"
 #include "tests/support.h"
 
 namespace fs = std::filesystem;
@@ -135,6 +137,8 @@ TEST_F(Tool, SaysWhatIsWrongInOneSentenceAndLeavesTheTargetAlone)
     files.write("x", bmp);
     files.write("-small.bmp", bmp);
     files.write("cut.bmp", Bytes(bmp.begin(), bmp.end() - 1));
+    const Bytes zc5 = encodeZc5(noisePicture(kindBilevel, 40, 900, 0, 1));
+    files.write("cut.zc5", Bytes(zc5.begin(), zc5.end() - 900));
     files.write("header.png", "\x89PNG\r\n\x1A\nIHDR");
     files.write("interlaced.gif", encodeGif(motifPicture(kindIndexed, 9, 9), {.interlaced = true}));
     files.write("loom.apf", "no known format");
@@ -162,10 +166,14 @@ TEST_F(Tool, SaysWhatIsWrongInOneSentenceAndLeavesTheTargetAlone)
         {{"info", strange}, 10, "tload: escape?[31m???.txt: "},
         {{"convert", "x", "old.png"}, 11, "./x"},
         {{"convert", "./x", "directory.gif"}, 12, "directory"},
+        {{"convert", "-small.bmp", "-small.bmp"}, 64, "--help"},
+        {{"convert", "./-small.bmp", "./-small.bmp"}, 12, "this is the file that is read"},
+        {{"convert", "cut.zc5", "old.png"}, 7, "the program that opens such files failed"},
+        {{"render", "good.png", "old.png", "--zoom", "nan"}, 64, "a number from 0.001 to 1000"},
         {{"render", "good.png", "old.png", "--zoom", "1e-3", "--size", "9999x9"}, 64, "larger zoom"},
         {{"render", "good.png", "old.png", "--sett", "20x0"}, 64, "--sett"},
         {{"seam", "cut.bmp"}, 7, "data end early"},
-        {{"quantize", "x", "old.png", "--palette", "good.png"}, 7, "good.png: this file has no palette"},
+        {{"quantize", "x", "old.png", "--palette", "good.png"}, 5, "good.png: this file has no palette"},
         {{"quantize", "good.png", "old.png", "--keep", "3"}, 64, "--palette"},
         {{"quantize", "good.png", "old.png", "--size", "3x0"}, 64, "300x200"},
         {{"quantize", "good.png", "old.png", "--colours", "0"}, 64, "--colours"},
@@ -233,6 +241,29 @@ TEST_F(Tool, LeavesNothingWhenInterrupted)
     EXPECT_EQ(result.exitCode, -SIGTERM);
     EXPECT_EQ(names(), (std::set<string>{"large.bmp", "old.png"}));
     EXPECT_EQ(get(path("old.png")), "old");
+}
+
+// Designs of the same name meet no others, and nothing stays behind, whatever ends the program.
+TEST_F(Tool, HasAFolderOfItsOwnForHelpers)
+{
+    fs::create_directories(path("tmp"));
+    fs::create_directories(path("other"));
+    const Picture pictures[] = {noisePicture(kindBilevel, 400, 30, 0, 1), noisePicture(kindBilevel, 400, 30, 0, 2)};
+    files.write("rose.qtz", encodeZip({{"rose.qte", encodeQte(pictures[0])}, {"readme", {1}}}));
+    files.write("other/rose.qtz", encodeQtz(pictures[1], "rose.qte"));
+    files.write("tmp/rose.qte", "somebody's");
+    for (const char* name : {"rose.qtz", "other/rose.qtz"}) {
+        EXPECT_EQ(run({"--tmp-dir", "tmp", "convert", name, "a.png"}).exitCode, 0) << name;
+        EXPECT_TRUE(load(path("a.png")).pixels() == pictures[name[0] == 'o'].rows);
+    }
+    files.write("a.svg", encodeSvg(motifPicture(kindIndexed, 30, 20)));
+    const pid_t process = start({"--tmp-dir", "tmp", "--vector-preview", "touch started; sleep 2; :", "info", "a.svg"});
+    while (!fs::exists(path("started")))
+        std::this_thread::sleep_for(std::chrono::milliseconds(1));
+    kill(process, SIGTERM);
+    EXPECT_EQ(finish(process).exitCode, -SIGTERM);
+    EXPECT_EQ(get(path("tmp/rose.qte")), "somebody's");
+    EXPECT_EQ(std::distance(fs::directory_iterator(path("tmp")), {}), 1);
 }
 
 TEST_F(Tool, TellsWhatFilesHold)
@@ -402,9 +433,8 @@ TEST_F(Tool, ChangesTheToneAsTheLibraryDoes)
 TEST_F(Tool, HasExamplesThatWork)
 {
     files.write("small.bmp", encodeBmp(small));
-    Result host = finish(start({"small.bmp"}, TLOAD_EXAMPLES "/example_host"));
-    EXPECT_EQ(host.exitCode, 0);
-    EXPECT_EQ(host.output, "P6\n5 3\n255\n" + string(small.rows.begin(), small.rows.end()));
+    EXPECT_EQ(finish(start({"small.bmp", "a.ppm"}, TLOAD_EXAMPLES "/example_host")).exitCode, 0);
+    EXPECT_EQ(get(path("a.ppm")), "P6\n5 3\n255\n" + string(small.rows.begin(), small.rows.end()));
 
     files.write("bits.bmp", encodeBmp({pictureBilevel, 3, 1, {0xA0}, {}}));
     EXPECT_EQ(finish(start({"bits.bmp"}, TLOAD_EXAMPLES "/example_minimal")).output,

@@ -50,6 +50,7 @@ ExitCode convertPicture(const ConvertRequest& request)
     resolveTarget(request.target); // a target that cannot be one is told before the picture is read
     auto progress = std::make_unique<Progress>(baseNameOf(request.source), baseNameOf(request.target));
     Picture picture(request.source, request.format);
+    keepSource(picture, request.target);
     Pixels pixels = loadPixels(picture);
     changeTone(request, picture, pixels);
 

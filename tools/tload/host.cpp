@@ -59,16 +59,10 @@ static bool isInstalled(const std::string& command)
     return false;
 }
 
-// ImageMagick is mostly set up not to open PDF and EPS, and draws some SVG wrongly: it is asked when GraphicsMagick
-// fails. When both fail, GraphicsMagick has to say why.
+// ImageMagick is mostly set up not to open PDF and EPS, and draws some SVG wrongly.
 static const char* installedPreviewCommand()
 {
-    const bool hasImageMagick = isInstalled("convert");
-    if (isInstalled("gm"))
-        return hasImageMagick ? "preview() { gm convert \"$@\" 2>/dev/null || convert \"$@\" 2>/dev/null || "
-                                "gm convert \"$@\"; }; preview"
-                              : "gm convert";
-    return hasImageMagick ? "convert" : "";
+    return isInstalled("gm") ? "gm convert" : isInstalled("convert") ? "convert" : "";
 }
 
 LoaderSettings installedSettings()
@@ -96,10 +90,11 @@ void applySettings(const LoaderSettings& settings)
     while (tmpDir.size() > 1 && tmpDir.ends_with('/'))
         tmpDir.pop_back();
     apply(llibSetTmpDir, tmpDir);
-    apply(llibSetGzipCommand, settings.gzipCommand);
-    apply(llibSetUnzipCommand, settings.unzipCommand);
-    apply(llibSetMsExpandCommand, settings.msExpandCommand);
-    apply(llibSetVectorPreviewCommand, settings.vectorPreviewCommand);
+    constexpr int gzipWarning = 2, unzipWarning = 1;
+    apply(llibSetGzipCommand, guardedCommand(settings.gzipCommand, gzipWarning));
+    apply(llibSetUnzipCommand, guardedCommand(settings.unzipCommand, unzipWarning));
+    apply(llibSetMsExpandCommand, guardedCommand(settings.msExpandCommand, 0));
+    apply(llibSetVectorPreviewCommand, guardedCommand(settings.vectorPreviewCommand, 0));
     llibSetBonasLinePadding(settings.bonasLinePadding);
     setDefaultMappingJC4(settings.mappingJC4);
 }
@@ -170,8 +165,8 @@ static std::string previewRefusal(const Picture& picture)
 {
     const std::string extension = extensionOf(picture.file);
     const char* command = llibGetVectorPreviewCommand();
-    if (picture.format != vectorPreview || command == nullptr || command != std::string(installedPreviewCommand()) ||
-        (extension != ".pdf" && extension != ".eps"))
+    if (picture.format != vectorPreview || command == nullptr ||
+        command != guardedCommand(installedPreviewCommand(), 0) || (extension != ".pdf" && extension != ".eps"))
         return "";
     if (!isInstalled("gs"))
         return "PDF and EPS files are drawn by Ghostscript, which is not installed (Debian package ghostscript)";
@@ -179,6 +174,17 @@ static std::string previewRefusal(const Picture& picture)
         return "ImageMagick is set up on this computer not to open PDF and EPS files, install GraphicsMagick, which "
                "opens them (Debian package graphicsmagick)";
     return "";
+}
+
+// Some loaders insist on the name. " (.jpg .jpeg)", or nothing when the name is as it should be.
+static std::string expectedName(const Picture& picture)
+{
+    if (hasNameOf(picture.file, picture.format))
+        return "";
+    std::string endings = knownFormat(picture.format).extensions;
+    for (size_t blank = endings.find(' '); blank != std::string::npos; blank = endings.find(' ', blank + 1))
+        endings.insert(blank + 1, ".");
+    return " (." + endings + ")";
 }
 
 static std::string refusal(const Picture& picture, int status, bool detected)
@@ -193,9 +199,9 @@ static std::string refusal(const Picture& picture, int status, bool detected)
     if (helper != nullptr && helper->setting() == nullptr)
         return "files of the format " + name + " are opened with a program that is not installed (Debian " +
                helper->packages + ")";
-    return status == loadUnsupportedVariant
-               ? "this " + name + " file is of a variant that cannot be loaded"
-               : "this is not a " + name + " file, or a damaged or unusual one that cannot be loaded";
+    return status == loadUnsupportedVariant ? "this " + name + " file is of a variant that cannot be loaded"
+                                            : "this is not a " + name + " file" + expectedName(picture) +
+                                                  ", or a damaged or unusual one that cannot be loaded";
 }
 
 static Failure statusFailure(const Picture& picture, int status, bool detected, int errorNumber)
@@ -205,6 +211,9 @@ static Failure statusFailure(const Picture& picture, int status, bool detected, 
                                                  : "";
     if (const std::string reason = previewRefusal(picture); status == loadWrongFormat && !reason.empty())
         return {exitWrongFormat, picture.file, reason};
+    if (picture.work.helperFailed())
+        return {status == loadWrongFormat ? exitWrongFormat : exitBadData, picture.file,
+                "the program that opens such files failed" + why};
     switch (status) {
     case loadOutOfMemory:
         return {exitOutOfMemory, picture.file, "there is not enough memory to load the file"};
@@ -267,14 +276,21 @@ static Opening openPicture(Picture& picture)
         picture.palette[i] = picture.format == eatImage ? u8{0} : untouchedByte(i); // EAT files leave out the white
     picture.kind = kindBilevel;
     std::vector<char> text(descriptionBytes, 0);
+    if (helperOf(picture.format) != nullptr)
+        picture.work.make();
 
     LibraryOutput output;
     errno = 0;
-    const int status = getTryLoad()(picture.loaderPath.data(), &picture.kind, &picture.width, &picture.height,
-                                    &picture.resX, &picture.resY, &picture.mulX, &picture.mulY, picture.palette,
-                                    text.data(), &picture.orientationFlag, &picture.firstPart, 1);
+    int status = getTryLoad()(picture.loaderPath.data(), &picture.kind, &picture.width, &picture.height, &picture.resX,
+                              &picture.resY, &picture.mulX, &picture.mulY, picture.palette, text.data(),
+                              &picture.orientationFlag, &picture.firstPart, 1);
     const int errorNumber = status == loadCannotRead ? errno : 0;
     picture.complaint = output.firstLine();
+    // What it has unpacked or drawn may lack something, which the library cannot know.
+    if (status == loadSuccess && picture.work.helperFailed()) {
+        getEndLoad()();
+        status = loadBadData;
+    }
     if (status == loadSuccess) {
         picture.paletteColours = countColours(picture.palette);
         if (picture.kind == kindIndexed && isPalette(picture))
@@ -316,7 +332,7 @@ Picture::Picture(const std::string& path, u32 forcedFormat) : file(path)
     const bool isRefused =
         opening.status == loadUnsupportedVariant || opening.status == loadWrongFormat || opening.status == loadBadData;
     if (!detects || !isRefused || !openWithAnother(*this))
-        throw Failure{failure};
+        throw work.helperFailed() ? statusFailure(*this, opening.status, detects, 0) : failure;
 }
 
 Picture::~Picture()

@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "tload.h"
+#include "work_folder.h"
 
 // The first six are the library's own status numbers.
 enum ExitCode {
@@ -56,6 +57,7 @@ void applySettings(const LoaderSettings& settings);
 // A picture that is open in the library from construction to destruction; a thread has one at a time.
 struct Picture {
     std::string file;
+    WorkFolder work;              // made when another program is needed
     std::vector<char> loaderPath; // the loader's to write into
     FormatId format = 0;
     FormatId refusedBy = 0; // that the file was detected as, when another took it; else 0

@@ -123,6 +123,13 @@ static std::string takeExtension(std::string& name)
     return extension;
 }
 
+bool hasNameOf(const std::string& path, FormatId id)
+{
+    std::string name = baseNameOf(path);
+    const char* extensions = knownFormat(id).extensions;
+    return extensions[0] == 0 || isAmong(takeExtension(name), extensions);
+}
+
 std::vector<FormatId> formatsOfName(const std::string& path)
 {
     constexpr FormatId jc4Network = 15; // its extension is the width

@@ -6,6 +6,7 @@
 
 #include "tload.h"
 
+constexpr FormatId pngImage = 2;
 constexpr FormatId tisDesign = 17;
 constexpr FormatId eatImage = 19;
 
@@ -23,6 +24,9 @@ struct Helper {
 
 // Null when the format needs none.
 const Helper* helperOf(FormatId id);
+
+// Whether the name ends as those of the format's files do, or the format's files have no such ending.
+bool hasNameOf(const std::string& path, FormatId id);
 
 // The formats that a file's name speaks for and, where it speaks for none, those that detection never finds: in the
 // order of the catalogue, as far as they load.

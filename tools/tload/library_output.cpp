@@ -47,5 +47,6 @@ std::string LibraryOutput::firstLine() const
     char text[200];
     ssize_t length = collected < 0 ? 0 : pread(collected, text, sizeof text, 0);
     std::string line(text, length > 0 ? static_cast<size_t>(length) : 0);
+    line.erase(0, line.find_first_not_of('\n'));
     return line.substr(0, line.find('\n'));
 }

@@ -1,7 +1,12 @@
 // The command line of tload.
+#include <fcntl.h>
+#include <unistd.h>
+
 #include <CLI/CLI.hpp>
 #include <cmath>
+#include <csignal>
 #include <cstdio>
+#include <cstdlib>
 #include <new>
 #include <system_error>
 
@@ -108,10 +113,12 @@ static void addSettings(CLI::App& app, LoaderSettings& settings)
     add("--vector-preview", settings.vectorPreviewCommand, "CMD", "Command that turns PDF, EPS or SVG into a PNG");
     app.add_option("--bonas-line-padding", settings.bonasLinePadding, "Whether Bonas files pad their rows: 1 or 0")
         ->type_name("N")
+        ->check(CLI::Range(0, 1).description(""))
         ->group("Settings");
     app.add_option("--jc4-mapping", settings.mappingJC4,
                    "Hooks of a module where a JC4 file leaves it open: 0 finds out, 1 = 1344, 2 = 1536, 3 = 3072")
         ->type_name("N")
+        ->check(CLI::Range(0, 3).description(""))
         ->group("Settings");
 }
 
@@ -153,6 +160,21 @@ static CLI::Option* addPairOption(CLI::App& command, const char* name, NumberPai
     return command.add_option_function<std::string>(name, parse, help);
 }
 
+// Other than CLI::Range, this refuses what is no number.
+static CLI::Validator numberBetween(double least, double most)
+{
+    auto check = [least, most](const std::string& text) {
+        char* end = nullptr;
+        const double number = strtod(text.c_str(), &end);
+        if (end != text.c_str() && *end == 0 && number >= least && number <= most)
+            return std::string();
+        char problem[100];
+        snprintf(problem, sizeof problem, "a number from %.10g to %.10g is wanted", least, most);
+        return std::string(problem);
+    };
+    return {check, ""};
+}
+
 static void addRenderOptions(CLI::App& render, RenderRequest& request)
 {
     constexpr PairRule sizes = {'x', 1, 20000, true};
@@ -162,10 +184,10 @@ static void addRenderOptions(CLI::App& render, RenderRequest& request)
     render.add_option("OUT.png", request.target, "The PNG file to write")->type_name("")->required();
     render.add_option("--dpi", request.dotsPerInch, "Resolution of the screen or printer, 96 if not given")
         ->type_name("N")
-        ->check(CLI::Range(1.0, 10000.0).description(""));
+        ->check(numberBetween(1, 10000));
     render.add_option("--zoom", request.zoom, "Magnification, 1 = as large as life")
         ->type_name("Z")
-        ->check(CLI::Range(0.001, 1000.0).description(""));
+        ->check(numberBetween(0.001, 1000));
     addPairOption(render, "--size", request.size, sizes, "Size of the PNG in pixels, 800x600 if not given")
         ->type_name("WxH");
     addPairOption(render, "--at", request.at, places, "Pixel of the cloth to begin with, from a repeat's corner")
@@ -307,8 +329,22 @@ static ExitCode run(int argc, char** argv)
     return exitCode;
 }
 
+// A file that is opened in place of one of these would take what is printed.
+static void openStandardStreams()
+{
+    int descriptor;
+    do
+        descriptor = open("/dev/null", O_RDWR);
+    while (descriptor >= 0 && descriptor <= STDERR_FILENO);
+    if (descriptor >= 0)
+        close(descriptor);
+}
+
 int main(int argc, char** argv)
 {
+    openStandardStreams();
+    // A limit on the size of files is to be an error of the write, here and in the programs that are run.
+    signal(SIGXFSZ, SIG_IGN);
     try {
         return run(argc, argv);
     } catch (const Failure& failure) {

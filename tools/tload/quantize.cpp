@@ -50,7 +50,7 @@ static Palette loadPalette(const std::string& file)
     const Picture picture(file, 0);
     const Palette palette = paletteOf(picture);
     if (palette.count == 0)
-        throw Failure{exitBadData, file, "this file has no palette"};
+        throw Failure{exitUnsupportedVariant, file, "this file has no palette"};
     return palette;
 }
 
@@ -131,6 +131,7 @@ ExitCode quantizePicture(const QuantizeRequest& request)
         palette = loadPalette(request.paletteFile);
     auto progress = std::make_unique<Progress>(baseNameOf(request.source), baseNameOf(request.target));
     Picture picture(request.source, request.format);
+    keepSource(picture, request.target);
     if (request.paletteFile.empty())
         palette = paletteOf(picture);
     const Size asked = request.size.empty() ? Size{} : parseSize(request.size);

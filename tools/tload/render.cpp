@@ -117,6 +117,7 @@ ExitCode renderCloth(const RenderRequest& request)
     resolveTarget(request.target);
     auto progress = std::make_unique<Progress>(baseNameOf(request.source), baseNameOf(request.target));
     Picture picture(request.source, request.format);
+    keepSource(picture, request.target);
     Pixels pixels = loadPixels(picture);
     if (rowBytes(picture) > INT32_MAX || picture.height > INT32_MAX)
         throw Failure{exitBadData, picture.file, "the picture is too large (" + sizeText(picture) + " pixels)"};

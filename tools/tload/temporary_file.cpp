@@ -6,16 +6,12 @@
 
 #include <cerrno>
 #include <climits>
-#include <csignal>
 #include <cstdlib>
 #include <cstring>
 
+#include "cleanup.h"
 #include "host.h"
-
-static constexpr int endingSignals[] = {SIGINT, SIGTERM, SIGHUP, SIGQUIT};
-
-// What the signal handler removes; empty when there is nothing.
-static char nameToRemove[2 * PATH_MAX];
+#include "known_formats.h"
 
 void failToWrite(const std::string& target, int errorNumber)
 {
@@ -58,70 +54,54 @@ std::string resolveTarget(const std::string& target)
     return resolved;
 }
 
-static void removeAndEnd(int signalNumber)
-{
-    if (nameToRemove[0] != 0)
-        unlink(nameToRemove);
-    raise(signalNumber); // its default disposition is back, and it is delivered when this handler returns
-}
-
-static void catchEndingSignals()
-{
-    struct sigaction action = {};
-    action.sa_handler = removeAndEnd;
-    action.sa_flags = static_cast<int>(SA_RESETHAND);
-    sigemptyset(&action.sa_mask);
-    for (int signalNumber : endingSignals)
-        sigaddset(&action.sa_mask, signalNumber);
-    for (int signalNumber : endingSignals) {
-        struct sigaction present;
-        // What started this program may want it to outlive a signal.
-        if (sigaction(signalNumber, nullptr, &present) == 0 && present.sa_handler != SIG_IGN)
-            sigaction(signalNumber, &action, nullptr);
-    }
-    // A limit on the size of files is to be an error of the write.
-    signal(SIGXFSZ, SIG_IGN);
-}
-
-// Creates the file from the template in nameToRemove, while no signal can find a name without its file or the other
-// way round.
+// Creates the file from the template in leftovers.file.
 static int createUninterrupted(const std::string& nameTemplate)
 {
-    sigset_t blocked;
-    sigset_t before;
-    sigemptyset(&blocked);
-    for (int signalNumber : endingSignals)
-        sigaddset(&blocked, signalNumber);
-    pthread_sigmask(SIG_BLOCK, &blocked, &before);
-    memcpy(nameToRemove, nameTemplate.c_str(), nameTemplate.size() + 1);
-    int descriptor = mkostemp(nameToRemove, O_CLOEXEC);
-    int errorNumber = errno;
+    const SignalsBlocked blocked;
+    memcpy(leftovers.file, nameTemplate.c_str(), nameTemplate.size() + 1);
+    const int descriptor = mkostemp(leftovers.file, O_CLOEXEC);
     if (descriptor < 0)
-        nameToRemove[0] = 0;
-    pthread_sigmask(SIG_SETMASK, &before, nullptr);
-    errno = errorNumber;
+        leftovers.file[0] = 0;
     return descriptor;
+}
+
+// Who may read the file that is replaced may read the new one.
+static mode_t modeFor(const std::string& target)
+{
+    struct stat info;
+    if (stat(target.c_str(), &info) == 0)
+        return info.st_mode & 0777;
+    const mode_t mask = umask(0);
+    umask(mask);
+    return 0666 & ~mask;
+}
+
+void keepSource(const Picture& picture, const std::string& target)
+{
+    struct stat source;
+    struct stat present;
+    if (picture.format != pngImage && stat(picture.file.c_str(), &source) == 0 && stat(target.c_str(), &present) == 0 &&
+        source.st_dev == present.st_dev && source.st_ino == present.st_ino)
+        throw Failure{exitCannotWrite, target, "this is the file that is read, the PNG needs another name"};
 }
 
 TemporaryFile::TemporaryFile(const std::string& targetName)
     : target(targetName), resolvedTarget(resolveTarget(targetName))
 {
     std::string nameTemplate = directoryOf(resolvedTarget) + ".tload-XXXXXX";
-    if (nameTemplate.size() >= sizeof nameToRemove)
+    if (nameTemplate.size() >= sizeof leftovers.file)
         failToWrite(target, ENAMETOOLONG);
     catchEndingSignals();
     int descriptor = createUninterrupted(nameTemplate);
     if (descriptor < 0)
         failToWrite(target, errno);
-    mode_t mask = umask(0);
-    umask(mask);
-    fchmod(descriptor, 0666 & ~mask);
+    fchmod(descriptor, modeFor(resolvedTarget));
     stream = fdopen(descriptor, "wb");
     if (stream == nullptr) {
         int errorNumber = errno;
         close(descriptor);
-        unlink(nameToRemove);
-        nameToRemove[0] = 0;
+        unlink(leftovers.file);
+        leftovers.file[0] = 0;
         failToWrite(target, errorNumber);
     }
 }
@@ -133,16 +113,16 @@ void TemporaryFile::moveToTarget()
         failToWrite(target, errno);
     FILE* closing = stream;
     stream = nullptr;
-    if (fclose(closing) != 0 || rename(nameToRemove, resolvedTarget.c_str()) != 0)
+    if (fclose(closing) != 0 || rename(leftovers.file, resolvedTarget.c_str()) != 0)
         failToWrite(target, errno);
-    nameToRemove[0] = 0;
+    leftovers.file[0] = 0;
 }
 
 TemporaryFile::~TemporaryFile()
 {
     if (stream != nullptr)
         fclose(stream);
-    if (nameToRemove[0] != 0)
-        unlink(nameToRemove);
-    nameToRemove[0] = 0;
+    if (leftovers.file[0] != 0)
+        unlink(leftovers.file);
+    leftovers.file[0] = 0;
 }

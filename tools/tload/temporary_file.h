@@ -7,6 +7,9 @@
 // The file that a target names, through links. Throws Failure when it cannot be replaced by a picture.
 std::string resolveTarget(const std::string& target);
 
+// Throws Failure when the target is the file that the picture is read from, unless that is a PNG already.
+void keepSource(const struct Picture& picture, const std::string& target);
+
 // Stands beside its target and is removed at destruction and on the signals that end a program, unless it was moved.
 struct TemporaryFile {
     std::string target;

@@ -1,0 +1,23 @@
+// A folder of a picture's own for what other programs unpack or draw: its files meet no others of the same name, and
+// nothing of it stays behind.
+#pragma once
+
+#include <string>
+
+struct WorkFolder {
+    std::string path; // empty while there is none
+    std::string tmpDirBefore;
+
+    WorkFolder() = default;
+    WorkFolder(const WorkFolder&) = delete;
+    WorkFolder& operator=(const WorkFolder&) = delete;
+    ~WorkFolder();
+
+    // Makes it below the library's temporary directory and gives it to the library instead. Throws Failure.
+    void make();
+    bool helperFailed() const;
+};
+
+// The command in a shell function that notes its failure in the work folder, and that ends when it takes too long or
+// writes too much, as a file may make it do. warning is an exit code that is no failure.
+std::string guardedCommand(const std::string& command, int warning);
