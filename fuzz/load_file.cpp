@@ -16,8 +16,7 @@ constexpr u64 partOfHugePicture = 1 << 20;
 extern "C" size_t __sanitizer_get_current_allocated_bytes() __attribute__((weak));
 extern "C" void __sanitizer_set_report_fd(void* descriptor) __attribute__((weak));
 
-// The rows of these are written to their place in the whole picture, whose first row every call is given.
-static bool goesToItsPlace(int format, u32 kind)
+bool goesToItsPlace(int format, u32 kind)
 {
     constexpr int pcx = 3, bmp = 23;
     return format == bmp || (format == pcx && kind == kindRGB);

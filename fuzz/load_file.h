@@ -23,6 +23,8 @@ struct LoadedFile {
 // extraBytes further apart, or nearer, than they are long. Of a huge picture some rows are taken.
 LoadedFile loadFile(const std::string& path, u32 format, u32 bandRows = 0, i64 extraBytes = 0);
 
+// Whether the rows are written to their place in the whole picture, whose first row every call is given.
+bool goesToItsPlace(int format, u32 kind);
 // 0 or 2 to 7: what the entries of a loader may answer.
 bool isStatus(int status);
 // Draws the samples small and writes all of them, since designs of several files need each other.

@@ -298,3 +298,9 @@ void drawSmallSamples()
     size = 24;
     weaveSize = 144; // the header of a WB file is a row
 }
+
+bool needsCommand(const Sample& sample)
+{
+    constexpr uint32_t formats[] = {42, 43, 59, 64, 66}; // ZC5, QTZ, vector graphics, DIS, EP_
+    return std::find(std::begin(formats), std::end(formats), sample.format) != std::end(formats);
+}

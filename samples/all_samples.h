@@ -13,6 +13,8 @@ struct Sample {
 };
 
 std::span<const Sample> allSamples();
+// Whether another program has to unpack or draw it.
+bool needsCommand(const Sample& sample);
 
 // From here on pictures whose size is free are drawn as small as possible: for tests that load each of them often.
 void drawSmallSamples();

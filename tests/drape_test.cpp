@@ -5,6 +5,7 @@
 #include <array>
 #include <filesystem>
 #include <fstream>
+#include <set>
 
 #include "samples/drape_writer.h"
 #include "samples/gif_writer.h"
@@ -23,13 +24,27 @@ static Bytes contentsOf(const string& path)
     return {std::istreambuf_iterator<char>(stream), {}};
 }
 
-// Tests that run at the same time have temporary files of their own, which go soon.
+static std::set<string> temporaries()
+{
+    std::set<string> names;
+    for (const auto& entry : fs::directory_iterator("/tmp"))
+        if (entry.path().filename().string().starts_with("TVdrape"))
+            names.insert(entry.path());
+    return names;
+}
+
+static const std::set<string> temporariesBefore = temporaries();
+
+// Programs that run at the same time have temporary files of their own, which go soon.
 static bool isTemporaryLeft()
 {
-    const char* pattern = "! ls /tmp/TVdrape* >/dev/null 2>&1";
-    for (int i = 0; i < 100 && system(pattern) != 0; i++)
-        usleep(50000);
-    return system(pattern) != 0;
+    for (const string& name : temporaries()) {
+        for (int i = 0; i < 100 && fs::exists(name) && !temporariesBefore.contains(name); i++)
+            usleep(50000);
+        if (fs::exists(name) && !temporariesBefore.contains(name))
+            return true;
+    }
+    return false;
 }
 
 TEST(Drape, ShowsThePreviewInIt)

@@ -36,15 +36,6 @@ static void setRealCommands()
 
 constexpr u32 bonasPacked = 66;
 
-static bool runsCommand(const Sample& sample)
-{
-    constexpr u32 zc5 = 42, qtz = 43, vectorPreview = 59, dis = 64;
-    for (u32 format : {zc5, qtz, vectorPreview, dis, bonasPacked})
-        if (sample.format == format)
-            return true;
-    return false;
-}
-
 struct Hostile : testing::Test {
     TestDirectory directory, temporary;
     int descriptors = openDescriptors();
@@ -99,7 +90,7 @@ TEST_F(Hostile, TemporaryFoldersAndCommandsFailInEveryWay)
         return loaded.status == loadSuccess && loaded.bandStatus == loadSuccess;
     };
     for (const Sample& sample : allSamples()) {
-        if (!runsCommand(sample))
+        if (!needsCommand(sample))
             continue;
         const std::string path = directory.write(sample.name, sample.encode());
         // Packed Bonas files are expanded beside themselves, and picks that are missing in them are clear.
@@ -136,19 +127,50 @@ TEST_F(Hostile, TemporaryFoldersAndCommandsFailInEveryWay)
     }
 }
 
-// Samples that need no command and are small.
+static bool isLoadStatus(int status)
+{
+    return status == loadSuccess || (status >= 2 && status <= 7);
+}
+
+// Small samples, without or with those that need another program.
 static std::vector<std::pair<std::string, u32>> writeSamples(const TestDirectory& directory, bool withCommands)
 {
     drawSmallSamples();
     std::vector<std::pair<std::string, u32>> files;
     for (const Sample& sample : allSamples()) {
-        if (runsCommand(sample) && !withCommands)
+        if (needsCommand(sample) && !withCommands)
             continue;
         const Bytes bytes = sample.encode();
         if (bytes.size() < 100000)
             files.emplace_back(directory.write(sample.name, bytes), sample.format);
     }
     return files;
+}
+
+// The entries of a loader of the same family may be called while a picture is open, also when all of its rows were
+// delivered.
+TEST(Hosts, MayMixUpTheEntriesOfLoaders)
+{
+    const std::vector<u32> families[] = {
+        {26, 53, 54, 61, 62, 65}, {29, 50, 69, 70}, {27, 28}, {30, 31, 52}, {12, 13, 14, 15, 16, 60},
+        {63, 67, 68, 36},         {44, 56, 57},     {33, 34}, {25, 35}};
+    constexpr u32 rowCount = 9, stride = 5;
+    TestDirectory directory;
+    const auto files = writeSamples(directory, false);
+    for (const std::vector<u32>& family : families)
+        for (const auto& [path, format] : files)
+            for (u32 other : family) {
+                if (std::find(family.begin(), family.end(), format) == family.end())
+                    continue;
+                const OpenPicture open(path, format);
+                const auto loadOwn = getLoadBand();
+                returnLoaderFunctions(other, nullptr);
+                Bytes band(rowCount * stride);
+                EXPECT_TRUE(isLoadStatus(getLoadBand()(band.data(), rowCount, stride))) << path << " " << other;
+                Bytes whole(size_t{open.height} * stride);
+                loadOwn(whole.data(), open.height, stride);
+                EXPECT_TRUE(isLoadStatus(getLoadBand()(nullptr, 0, stride))) << path << " " << other;
+            }
 }
 
 TEST(Threads, LoadEverythingAtOnce)

@@ -21,7 +21,7 @@ LoadStatus keepCards(File& file, RowFile& slot, const Cards& cards, ImageInfo& i
 LoadStatus loadRowStarts(RowFile& slot, u32 rowBytes, u32 neededBytes, u8* rows, u32 count, u32 bytesPerRow)
 {
     constexpr u64 blockBytes = 1 << 18;
-    if (slot.file == nullptr)
+    if (slot.file == nullptr || slot.rowBytes < std::max({rowBytes, neededBytes, 1U}))
         return loadBadData;
     const i64 held = std::max<i64>(0, regularFileSize(slot.file) - ftello(slot.file));
     const u64 complete = std::min<u64>(std::min(count, slot.rowsLeft), static_cast<u64>(held) / slot.rowBytes);

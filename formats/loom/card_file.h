@@ -37,13 +37,13 @@ struct Cards {
 LoadStatus keepCards(File& file, RowFile& slot, const Cards& cards, ImageInfo& image);
 
 // Reads up to count rows, many at once, and calls deliver(stored row, its number) for each of which neededBytes have
-// arrived; what is missing of it behind them is zeros. 7 without a file, when data end early, or when the picture has
-// no more rows; 2 when there is no memory for a block.
+// arrived; what is missing of it behind them is zeros. 7 without a file or with one of another loader, whose rows are
+// shorter, when data end early, or when the picture has no more rows; 2 when there is no memory for a block.
 template <typename Deliver>
 LoadStatus convertRows(RowFile& slot, u32 count, u32 neededBytes, Deliver deliver)
 {
     constexpr u64 blockBytes = 1 << 16;
-    if (slot.file == nullptr)
+    if (slot.file == nullptr || slot.rowBytes < std::max(neededBytes, 1U))
         return loadBadData;
     const u64 rowBytes = slot.rowBytes;
     const u64 wanted = std::min(count, slot.rowsLeft);

@@ -230,6 +230,8 @@ static LoadStatus loadOrg(u8* rows, u32 count, u32 bytesPerRow)
     const u64 height = state.rows.rowsLeft;
     if (count != height)
         return loadDecoderError;
+    if (height == 0) // all rows of another loader's file were delivered
+        return loadSuccess;
     // As many columns at once as stay in the cache; those behind the last one stay clear.
     const u64 tiles = (u64{state.columns} + tileColumns - 1) / tileColumns;
     const u64 columnsAtOnce = std::clamp<u64>(blockBytes / (height * tileColumns), 1, tiles) * tileColumns;

@@ -143,7 +143,7 @@ static LoadStatus loadWjl(u8* rows, u32 count, u32 bytesPerRow)
     if (slot.file == nullptr)
         return loadBadData;
     clearRows(rows, count, bytesPerRow);
-    return tooFewIsUnreadable(convertRows(slot, count, slot.rowBytes, [&](const u8* stored, u64 row) {
+    return tooFewIsUnreadable(convertRows(slot, count, wjlEnds, [&](const u8* stored, u64 row) {
         u8 lifts[wjlEnds / 8];
         for (u32 i = 0; i < sizeof lifts; i++)
             lifts[i] = liftsOf(stored + 8 * (sizeof lifts - 1 - i));

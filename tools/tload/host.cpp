@@ -378,7 +378,10 @@ Pixels loadPixels(Picture& picture)
             picture.complaint = complaint;
     }
     if (status == loadCannotRead)
-        throw Failure{exitCannotRead, picture.file, "the file is damaged, its data end early"};
+        throw Failure{exitCannotRead, picture.file,
+                      picture.kind == kindBilevel
+                          ? "the file is damaged, its data end early, or a further file of the design is missing"
+                          : "the file is damaged, its data end early"};
     if (status != loadSuccess)
         throw statusFailure(picture, status, true, 0);
     return pixels;
