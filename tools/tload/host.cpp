@@ -89,7 +89,7 @@ void applySettings(const LoaderSettings& settings)
     std::string tmpDir = settings.tmpDir;
     while (tmpDir.size() > 1 && tmpDir.ends_with('/'))
         tmpDir.pop_back();
-    apply(llibSetTmpDir, tmpDir);
+    setTemporaryDirectory(tmpDir);
     constexpr int gzipWarning = 2, unzipWarning = 1;
     apply(llibSetGzipCommand, guardedCommand(settings.gzipCommand, gzipWarning));
     apply(llibSetUnzipCommand, guardedCommand(settings.unzipCommand, unzipWarning));

@@ -11,7 +11,26 @@
 #include "cleanup.h"
 #include "host.h"
 
-constexpr char workFolderVariable[] = "TLOAD_WORK_FOLDER";
+// Exists from the first picture that needs it until the program ends.
+struct ProcessFolder {
+    std::string place = "/tmp";
+    std::string path;
+
+    ~ProcessFolder()
+    {
+        std::error_code ignored;
+        if (!path.empty())
+            std::filesystem::remove_all(path, ignored);
+        leftovers.folder[0] = 0;
+    }
+};
+
+static ProcessFolder process;
+
+void setTemporaryDirectory(const std::string& directory)
+{
+    process.place = directory;
+}
 
 std::string guardedCommand(const std::string& command, int warning)
 {
@@ -23,43 +42,49 @@ std::string guardedCommand(const std::string& command, int warning)
            " ] || : >\"$TLOAD_WORK_FOLDER/failed\"; }; guarded";
 }
 
-void WorkFolder::make()
+[[noreturn]] static void failToMake(const std::string& why)
 {
-    const char* before = llibGetTmpDir();
-    if (before == nullptr || !path.empty())
-        return;
-    std::string folder = std::string(before) + "/tload-XXXXXX";
+    throw Failure{exitCannotWrite, process.place, "no temporary folder can be made here " + why};
+}
+
+static void makeProcessFolder()
+{
+    std::string folder = process.place + "/tload-XXXXXX";
     if (folder.size() >= sizeof leftovers.folder)
-        throw Failure{exitCannotWrite, before, "no temporary folder can be made here, its name is too long"};
+        failToMake("(its name is too long)");
     catchEndingSignals();
     {
         const SignalsBlocked blocked;
         if (mkdtemp(folder.data()) == nullptr)
-            throw Failure{exitCannotWrite, before, "no temporary folder can be made here " + systemReason(errno)};
+            failToMake(systemReason(errno));
         strcpy(leftovers.folder, folder.c_str());
     }
-    path = folder;
-    tmpDirBefore = before;
-    const std::string files = path + "/files";
-    if (mkdir(files.c_str(), S_IRWXU) != 0)
-        throw Failure{exitCannotWrite, before, "no temporary folder can be made here " + systemReason(errno)};
+    process.path = folder;
+    const std::string files = folder + "/files";
     llibSetTmpDir(files.c_str());
     setenv("TMPDIR", files.c_str(), 1);
-    setenv(workFolderVariable, path.c_str(), 1);
+    setenv("TLOAD_WORK_FOLDER", folder.c_str(), 1);
+}
+
+void WorkFolder::make()
+{
+    if (process.path.empty())
+        makeProcessFolder();
+    if (!isMade && mkdir((process.path + "/files").c_str(), S_IRWXU) != 0)
+        failToMake(systemReason(errno));
+    isMade = true;
 }
 
 bool WorkFolder::helperFailed() const
 {
-    return !path.empty() && access((path + "/failed").c_str(), F_OK) == 0;
+    return isMade && access((process.path + "/failed").c_str(), F_OK) == 0;
 }
 
 WorkFolder::~WorkFolder()
 {
-    if (path.empty())
+    if (!isMade)
         return;
     std::error_code ignored;
-    std::filesystem::remove_all(path, ignored);
-    leftovers.folder[0] = 0;
-    llibSetTmpDir(tmpDirBefore.c_str());
-    setenv("TMPDIR", tmpDirBefore.c_str(), 1);
+    std::filesystem::remove_all(process.path + "/files", ignored);
+    std::filesystem::remove(process.path + "/failed", ignored);
 }

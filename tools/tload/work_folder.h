@@ -1,19 +1,22 @@
-// A folder of a picture's own for what other programs unpack or draw: its files meet no others of the same name, and
+// A folder of this program's own for what other programs unpack or draw: its files meet no others of the same name, and
 // nothing of it stays behind.
 #pragma once
 
 #include <string>
 
+// The folder in which it will be made.
+void setTemporaryDirectory(const std::string& directory);
+
+// What stands in it belongs to one picture.
 struct WorkFolder {
-    std::string path; // empty while there is none
-    std::string tmpDirBefore;
+    bool isMade = false;
 
     WorkFolder() = default;
     WorkFolder(const WorkFolder&) = delete;
     WorkFolder& operator=(const WorkFolder&) = delete;
     ~WorkFolder();
 
-    // Makes it below the library's temporary directory and gives it to the library instead. Throws Failure.
+    // Makes it, empty, and gives it to the library. Throws Failure.
     void make();
     bool helperFailed() const;
 };
