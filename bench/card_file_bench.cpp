@@ -28,13 +28,13 @@ static Picture colours(uint32_t count)
 
 constexpr uint32_t side = 4000;
 
-struct CardFile {
+struct LoomCard {
     const char* name;
     u32 format;
     Bytes (*encode)();
 };
 
-static const CardFile rowFiles[] = {
+static const LoomCard rowFiles[] = {
     {"varitex.pat", 26, [] { return encodeVaritex(bits(side, side)); }},
     {"zhu.pat", 53, [] { return encodeZhuPat(bits(side, side)); }},
     {"odd.pat", 53, [] { return encodeZhuPat(bits(side - 8, side)); }},
@@ -54,11 +54,11 @@ static const CardFile rowFiles[] = {
     {"100.eat", 19, [] { return encodeEat(colours(100)); }},
     {"noise.colorado", 47, [] { return encodeColorado(colours(256)); }},
 };
-static const CardFile orgFile = {"most.org", 65, [] { return encodeOrg(bits(side, side)); }};
-static const CardFile wjlFile = {"act.wjl", 70, [] { return encodeActWjl(bits(40, 60000)); }};
-static const CardFile naxFile = {"nissan.nax", 51, [] { return encodeNissan(bits(40, 60000)); }};
+static const LoomCard orgFile = {"most.org", 65, [] { return encodeOrg(bits(side, side)); }};
+static const LoomCard wjlFile = {"act.wjl", 70, [] { return encodeActWjl(bits(40, 60000)); }};
+static const LoomCard naxFile = {"nissan.nax", 51, [] { return encodeNissan(bits(40, 60000)); }};
 
-static std::string pathOf(const CardFile& card)
+static std::string pathOf(const LoomCard& card)
 {
     static const std::string folder = [] {
         std::string path = std::filesystem::temp_directory_path() / "tload-bench-XXXXXX";
@@ -79,7 +79,7 @@ static std::string pathOf(const CardFile& card)
 // Both sides write into memory that is there.
 static Bytes rows(1 << 24);
 
-static void loadFile(benchmark::State& state, const CardFile& card)
+static void loadFile(benchmark::State& state, const LoomCard& card)
 {
     const std::string path = pathOf(card);
     u32 kind = 0, width = 0, height = 0, ignored = 0;
@@ -97,7 +97,7 @@ static void loadFile(benchmark::State& state, const CardFile& card)
     }
 }
 
-static FILE* openFile(const CardFile& card, long start)
+static FILE* openFile(const LoomCard& card, long start)
 {
     FILE* file = fopen(pathOf(card).c_str(), "rb");
     if (file == nullptr || fseek(file, start, SEEK_SET) != 0)
@@ -105,7 +105,7 @@ static FILE* openFile(const CardFile& card, long start)
     return file;
 }
 
-static void readFile(benchmark::State& state, const CardFile& card)
+static void readFile(benchmark::State& state, const LoomCard& card)
 {
     for (auto _ : state) {
         FILE* file = openFile(card, 0);
@@ -180,7 +180,7 @@ static void readDigitsPlainly(benchmark::State& state)
 }
 
 static const bool registered = [] {
-    for (const CardFile& card : rowFiles) {
+    for (const LoomCard& card : rowFiles) {
         benchmark::RegisterBenchmark((std::string("load/") + card.name).c_str(), loadFile, card);
         benchmark::RegisterBenchmark((std::string("fread/") + card.name).c_str(), readFile, card);
     }

@@ -10,12 +10,12 @@
 
 using Bytes = std::vector<uint8_t>;
 
-struct Case {
+struct PcxCase {
     const char* name;
     Bytes (*encode)();
 };
 
-static const Case cases[] = {
+static const PcxCase cases[] = {
     {"photo", [] { return encodePcx(photoPicture(2000, 2000, 1)); }},
     {"motif", [] { return encodePcx(motifPicture(pictureIndexed, 2000, 2000, 64)); }},
     {"noise", [] { return encodePcx(noisePicture(pictureIndexed, 2000, 2000, 256, 1)); }},
@@ -59,7 +59,7 @@ static void byPlainLoop(const char* path)
     fclose(file);
 }
 
-static void decode(benchmark::State& state, void (*decoder)(const char*), const Case& one)
+static void decode(benchmark::State& state, void (*decoder)(const char*), const PcxCase& one)
 {
     std::string path = std::filesystem::temp_directory_path() / "tload-bench-XXXXXX.pcx";
     const int descriptor = mkstemps(path.data(), 4);
@@ -72,7 +72,7 @@ static void decode(benchmark::State& state, void (*decoder)(const char*), const 
 }
 
 static const int registered = [] {
-    for (const Case& one : cases) {
+    for (const PcxCase& one : cases) {
         const std::string name = std::string(one.name) + ".pcx";
         benchmark::RegisterBenchmark((name + "/tload").c_str(), decode, byTload, one);
         benchmark::RegisterBenchmark((name + "/plain loop").c_str(), decode, byPlainLoop, one);

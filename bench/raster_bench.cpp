@@ -34,13 +34,13 @@ static Picture indexedPhoto(uint32_t width, uint32_t height)
     return picture;
 }
 
-struct Case {
+struct RasterCase {
     const char* name;
     Bytes (*encode)();
 };
 
 // 1 megapixel, for PNG, JPEG and BMP 4 megapixels.
-static const Case cases[] = {
+static const RasterCase cases[] = {
     {"photo.gif", [] { return encodeGif(indexedPhoto(1000, 1000)); }},
     {"noise.gif", [] { return encodeGif(noisePicture(pictureIndexed, 1000, 1000, 256, 1)); }},
     {"motif.gif", [] { return encodeGif(motifPicture(pictureIndexed, 1000, 1000)); }},
@@ -57,7 +57,7 @@ static std::string pathOf(const std::string& name)
         std::string made = std::filesystem::temp_directory_path() / "tload-bench-XXXXXX";
         if (mkdtemp(made.data()) == nullptr)
             abort();
-        for (const Case& one : cases) {
+        for (const RasterCase& one : cases) {
             if (!writeFile(made + "/" + one.name, one.encode()))
                 abort();
         }

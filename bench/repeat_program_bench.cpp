@@ -31,10 +31,10 @@ static LoomProgram benchProgram(uint32_t width)
     return program;
 }
 
-struct Folder {
+struct ProgramFolder {
     std::string path = std::filesystem::temp_directory_path() / "tload-bench-XXXXXX";
 
-    Folder()
+    ProgramFolder()
     {
         if (mkdtemp(path.data()) == nullptr)
             abort();
@@ -44,12 +44,12 @@ struct Folder {
             !writeFile(path + "/cards.arm", encodeSometArm(noisePicture(pictureBilevel, 40, largest, 0, 1))))
             abort();
     }
-    ~Folder() { std::filesystem::remove_all(path); }
+    ~ProgramFolder() { std::filesystem::remove_all(path); }
 };
 
 static std::string pathOf(const char* name)
 {
-    static const Folder folder;
+    static const ProgramFolder folder;
     return folder.path + "/" + name;
 }
 

@@ -41,10 +41,10 @@ static WifDraft benchLiftplan()
     return draft;
 }
 
-struct Folder {
+struct DraftFolder {
     std::string path = std::filesystem::temp_directory_path() / "tload-bench-XXXXXX";
 
-    Folder()
+    DraftFolder()
     {
         if (mkdtemp(path.data()) == nullptr)
             abort();
@@ -53,12 +53,12 @@ struct Folder {
             !writeFile(path + "/cards.db1", encodeDobby1858(noisePicture(pictureBilevel, 40, 20000, 0, 1))))
             abort();
     }
-    ~Folder() { std::filesystem::remove_all(path); }
+    ~DraftFolder() { std::filesystem::remove_all(path); }
 };
 
 static std::string pathOf(const char* name)
 {
-    static const Folder folder;
+    static const DraftFolder folder;
     return folder.path + "/" + name;
 }
 

@@ -79,7 +79,7 @@ struct Spot {
     double shade; // -1 dark .. 1 light
 };
 
-struct Drawing {
+struct MotifDrawing {
     std::vector<Shape> shapes;
     uint32_t edge = ink;
     int group = 0;
@@ -129,9 +129,9 @@ struct Drawing {
     }
 };
 
-static Drawing drawMotif()
+static MotifDrawing drawMotif()
 {
-    Drawing d;
+    MotifDrawing d;
 
     // Branch, from the lower left to the flower at the upper right.
     const double bends[][3] = {{0.085, 0.900, 0.026}, {0.27, 0.775, 0.020}, {0.44, 0.735, 0.017}, {0.60, 0.715, 0.014},
@@ -257,7 +257,7 @@ static Spot spotOfBorder(double along, double depth)
 
 static Spot spotAt(double x, double y)
 {
-    static const Drawing drawing = drawMotif();
+    static const MotifDrawing drawing = drawMotif();
     static const double borderWidth = 0.11;
 
     double depthX = std::min(x, 1 - x), depthY = std::min(y, 1 - y);

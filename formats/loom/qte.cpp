@@ -48,13 +48,13 @@ static void release(QteState& state)
 }
 
 // The file that an archive was unpacked to, until the load has succeeded.
-struct Unpacked {
+struct UnpackedMember {
     char name[partNameBytes] = "";
 
-    Unpacked() = default;
-    Unpacked(const Unpacked&) = delete;
-    Unpacked& operator=(const Unpacked&) = delete;
-    ~Unpacked() { removeUnpacked(name); }
+    UnpackedMember() = default;
+    UnpackedMember(const UnpackedMember&) = delete;
+    UnpackedMember& operator=(const UnpackedMember&) = delete;
+    ~UnpackedMember() { removeUnpacked(name); }
 };
 
 static void succeed(ImageInfo& image, const char* description, u32 width, u32 height, File& file, u32 rowBytes,
@@ -170,7 +170,7 @@ static LoadStatus tryLoadArchive(const LoadRequest& request, ImageInfo& image)
 
     runCommand(
         {commandText(unzip), commandText(" "), commandPath(request.path), commandText(" -d "), commandPath(folder)});
-    Unpacked unpacked;
+    UnpackedMember unpacked;
     snprintf(unpacked.name, sizeof unpacked.name, "%s/%s", folder, baseName(request.path));
     for (u32 i = 0; i < nameCount; i++) {
         nameMember(unpacked.name, request.path, i);

@@ -102,15 +102,15 @@ static ProgramRecord readCop(const u8* record, u8* row)
 static constexpr ProgramFormat dopFormat = {5, dopPickBytes + 9, readDop};
 static constexpr ProgramFormat copFormat = {3, copPickBytes + 4, readCop};
 
-struct ProgramFile {
+struct SometProgramFile {
     const char* extension;
     i64 smallest;
     i64 largest;
     const char* description;
 };
 
-static constexpr ProgramFile dopFile = {"dop", 15, 65541, "Somet .DOP"};
-static constexpr ProgramFile copFile = {"cop", 8, 196566, "Somet .COP"};
+static constexpr SometProgramFile dopFile = {"dop", 15, 65541, "Somet .DOP"};
+static constexpr SometProgramFile copFile = {"cop", 8, 196566, "Somet .COP"};
 
 static bool isHeaderType(u8 type)
 {
@@ -125,7 +125,7 @@ static u32 sumOf(const u8* bytes, size_t size)
     return sum;
 }
 
-template <const ProgramFormat& format, const ProgramFile& known>
+template <const ProgramFormat& format, const SometProgramFile& known>
 static LoadStatus tryProgram(const LoadRequest& request, ImageInfo& image)
 {
     if (!hasExtension(request.path, known.extension))

@@ -51,16 +51,16 @@ static ProgramRecord readPiw(const u8* record, u8* row)
 static constexpr ProgramFormat pidFormat = {recordBytes, rowBytes, readPid};
 static constexpr ProgramFormat piwFormat = {recordBytes, rowBytes, readPiw};
 
-struct ProgramFile {
+struct VamatexProgramFile {
     const char* extension;
     u8 magic[magicBytes];
     const char* description;
 };
 
-static constexpr ProgramFile pidFile = {"pid", {1, 0, 0, 0x1C, 0x0C, 0x05}, "Vamatex .PID"};
-static constexpr ProgramFile piwFile = {"piw", {2, 0, 0, 0x1C, 0x0C, 0x05}, "Vamatex .PIW"};
+static constexpr VamatexProgramFile pidFile = {"pid", {1, 0, 0, 0x1C, 0x0C, 0x05}, "Vamatex .PID"};
+static constexpr VamatexProgramFile piwFile = {"piw", {2, 0, 0, 0x1C, 0x0C, 0x05}, "Vamatex .PIW"};
 
-template <const ProgramFormat& format, const ProgramFile& known>
+template <const ProgramFormat& format, const VamatexProgramFile& known>
 static LoadStatus tryLoad(const LoadRequest& request, ImageInfo& image)
 {
     if (!hasExtension(request.path, known.extension))

@@ -17,13 +17,13 @@ constexpr u8 archiveMark[] = {'P', 'K', 3, 4};
 constexpr u32 deepestFolder = 16;
 
 // The unpacked archive, until the picture in it is open.
-struct Unpacked {
+struct UnpackedArchive {
     char folder[folderNameBytes] = "";
 
-    Unpacked() = default;
-    Unpacked(const Unpacked&) = delete;
-    Unpacked& operator=(const Unpacked&) = delete;
-    ~Unpacked()
+    UnpackedArchive() = default;
+    UnpackedArchive(const UnpackedArchive&) = delete;
+    UnpackedArchive& operator=(const UnpackedArchive&) = delete;
+    ~UnpackedArchive()
     {
         if (folder[0] != 0)
             removeFolder(folder);
@@ -39,7 +39,7 @@ static bool isArchive(const char* path)
     return hasExtension(path, "dis", 4);
 }
 
-static bool unpack(const char* path, Unpacked& unpacked)
+static bool unpack(const char* path, UnpackedArchive& unpacked)
 {
     LoaderThreadState& thread = threadState();
     const int length = snprintf(unpacked.folder, folderNameBytes, "%s/tload-XXXXXX", thread.tmpDir);
@@ -104,7 +104,7 @@ static LoadStatus tryLoad(const LoadRequest& request, ImageInfo& image)
     LoaderThreadState& thread = threadState();
     if (thread.tmpDir == nullptr || thread.unzipCommand == nullptr || !isArchive(request.path))
         return loadWrongFormat;
-    Unpacked unpacked;
+    UnpackedArchive unpacked;
     if (!unpack(request.path, unpacked))
         return loadWrongFormat;
     char picture[folderNameBytes];
