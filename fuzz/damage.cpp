@@ -9,6 +9,7 @@
 #include <unistd.h>
 
 #include <atomic>
+#include <cerrno>
 
 #include <cstdio>
 #include <cstdlib>
@@ -124,7 +125,7 @@ static void awaitOne(Tally& tally)
 {
     int result = 0;
     const pid_t child = wait(&result);
-    if (result != 0)
+    if (child < 0 || result != 0)
         report(tally, std::to_string(child), "this process fell over", result);
 }
 
@@ -148,9 +149,13 @@ int main(int argc, char** argv)
             awaitOne(tally);
             running--;
         }
-        if (fork() == 0)
+        const pid_t child = fork();
+        if (child == 0)
             return damageCopy(tally, folder, sample, isQuick);
-        running++;
+        if (child > 0)
+            running++;
+        else
+            report(tally, sample.name, "no process can be started", errno);
     }
     for (; running > 0; running--)
         awaitOne(tally);
