@@ -243,7 +243,7 @@ TEST_F(Tool, LeavesNothingWhenInterrupted)
     EXPECT_EQ(get(path("old.png")), "old");
 }
 
-// Designs of the same name meet no others, and nothing stays behind, whatever ends the program.
+// Designs of the same name meet no others, and nothing stays behind, also when a signal ends the program.
 TEST_F(Tool, HasAFolderOfItsOwnForHelpers)
 {
     fs::create_directories(path("tmp"));
