@@ -1,9 +1,8 @@
-// Numbers in bytes, bit order, and the delivery of rows.
+// Numbers and words in bytes, and the delivery of a row.
 #pragma once
 
 #include <algorithm>
 #include <cstddef>
-#include <cstdio>
 #include <cstring>
 
 #include "tload.h"
@@ -36,17 +35,16 @@ inline bool isDigit(int c)
     return c >= '0' && c <= '9';
 }
 
-// Reverses the bits of every byte, and complements them if asked.
-void reverseBits(u8* data, size_t size, bool negate);
+// As the C library has it everywhere.
+inline bool isBlank(int c)
+{
+    return c == ' ' || (c >= '\t' && c <= '\r');
+}
 
-// Loom files keep the leftmost end in a byte's lowest bit, card files a lift as a clear bit.
-enum class BitOrder { asStored, reversed, reversedAndNegated };
-
-// Reads count rows, as far as rowsLeft goes, as they are stored and turns the bits of rows x bytesPerRow, what lies
-// behind a row included. 7 when the data end early or the picture has no more rows, 2 when a row that is longer than
-// bytesPerRow finds no memory.
-LoadStatus readStoredRows(FILE* stream, u32& rowsLeft, u8* rows, u32 count, u64 rowBytes, u64 bytesPerRow,
-                          BitOrder order);
+inline bool startsWith(const char* text, const char* beginning)
+{
+    return strncmp(text, beginning, strlen(beginning)) == 0;
+}
 
 // Copies as much of a row as the caller's stride has room for.
 inline void deliverRow(u8* destination, const u8* row, u64 rowBytes, u64 bytesPerRow)

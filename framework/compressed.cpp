@@ -4,6 +4,7 @@
 #include <limits>
 
 #include "framework/file.h"
+#include "framework/reason.h"
 
 // How many bytes follow the current position; false when the stream cannot tell.
 static bool bytesLeft(FILE* file, u64& left)
@@ -40,7 +41,7 @@ int readCompressedData(const char* sizeText, u8* dest, int destCapacity, FILE* f
 
     uLongf inflated = static_cast<uLongf>(destCapacity);
     if (uncompress(dest, &inflated, compressed.bytes, size) != Z_OK) {
-        printf("zlib uncompress failed\n");
+        tell(stdout, "zlib uncompress failed\n");
         return 0;
     }
     return inflated > 0 ? static_cast<int>(inflated) : 1;

@@ -15,10 +15,19 @@ void reportImage(ImageInfo& image, const char* description, u8 orientationFlag)
     strcpy(image.description, description);
 }
 
+void reportBilevel(ImageInfo& image, u32 width, u32 height, const char* description, u8 orientationFlag)
+{
+    image.kind = kindBilevel;
+    image.width = width;
+    image.height = height;
+    reportImage(image, description, orientationFlag);
+}
+
 int runTryLoad(LoaderTryLoad tryLoad, const char* path, u32* kind, u32* width, u32* height, u32* resX, u32* resY,
                u32* mulX, u32* mulY, u8* palette, char* description, u8* orientationFlag, u32* firstPart,
                int wantPalette)
 {
+    beginLoad(threadState().reasons);
     LoadRequest request{const_cast<char*>(path), wantPalette};
     ImageInfo image{*kind,   *width,      *height,          *resX,     *resY, *mulX, *mulY,
                     palette, description, *orientationFlag, *firstPart};
@@ -32,7 +41,13 @@ int runTryLoad(LoaderTryLoad tryLoad, const char* path, u32* kind, u32* width, u
     *mulY = image.mulY;
     *orientationFlag = image.orientationFlag;
     *firstPart = image.firstPart;
-    return status;
+    return endCall(threadState().reasons, status);
+}
+
+int runLoadBand(LoaderLoadBand loadBand, u8* rows, u32 count, u32 bytesPerRow)
+{
+    beginBand(threadState().reasons);
+    return endCall(threadState().reasons, loadBand(rows, count, bytesPerRow));
 }
 
 void registerLoader(TryLoadFn tryLoad, LoadBandFn loadBand, EndLoadFn endLoad)
@@ -56,4 +71,32 @@ LoadBandFn getLoadBand()
 EndLoadFn getEndLoad()
 {
     return threadState().endLoadFn;
+}
+
+u32 llibRowBytes(u32 kind, u32 width)
+{
+    const u64 pixels = width;
+    u64 bytes = 0;
+    switch (kind) {
+    case kindBilevel:
+        bytes = (pixels + 7) / 8;
+        break;
+    case kindIndexed:
+        bytes = pixels;
+        break;
+    case kindRGB:
+        bytes = 3 * pixels;
+        break;
+    case kindRGBA:
+        bytes = 4 * pixels;
+        break;
+    default:
+        break;
+    }
+    return bytes <= UINT32_MAX ? static_cast<u32>(bytes) : 0;
+}
+
+const char* llibVersion()
+{
+    return TLOAD_VERSION;
 }

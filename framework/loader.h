@@ -2,6 +2,7 @@
 // entry types.
 #pragma once
 
+#include "framework/reason.h"
 #include "tload.h"
 
 struct LoadRequest {
@@ -27,6 +28,19 @@ constexpr u32 paletteColours = 256;
 constexpr u32 pictureOrientation = 0;
 constexpr u32 loomOrientation = 1;
 
+// The largest side of a picture in most formats.
+constexpr u32 mostSide = 65520;
+
+inline bool isPictureSize(u64 width, u64 height)
+{
+    return width >= 1 && width <= mostSide && height >= 1 && height <= mostSide;
+}
+
+inline u32 bilevelRowBytes(u32 width)
+{
+    return (width + 7) / 8;
+}
+
 // Sets what most loaders report on success: multipliers and firstPart 1, resolutions 0.
 void reportImage(ImageInfo& image, const char* description, u8 orientationFlag);
 
@@ -41,6 +55,9 @@ inline void setColour(u8* palette, u64 index, u8 red, u8 green, u8 blue)
     palette[3 * index + 2] = blue;
 }
 
+// The same of a bilevel picture, with its kind and size.
+void reportBilevel(ImageInfo& image, u32 width, u32 height, const char* description, u8 orientationFlag);
+
 using LoaderTryLoad = LoadStatus (*)(const LoadRequest&, ImageInfo&);
 using LoaderLoadBand = LoadStatus (*)(u8* rows, u32 count, u32 bytesPerRow);
 using LoaderEndLoad = LoadStatus (*)();
@@ -50,6 +67,7 @@ using LoaderEndLoad = LoadStatus (*)();
 int runTryLoad(LoaderTryLoad tryLoad, const char* path, u32* kind, u32* width, u32* height, u32* resX, u32* resY,
                u32* mulX, u32* mulY, u8* palette, char* description, u8* orientationFlag, u32* firstPart,
                int wantPalette);
+int runLoadBand(LoaderLoadBand loadBand, u8* rows, u32 count, u32 bytesPerRow);
 
 template <LoaderTryLoad tryLoad>
 int tryLoadEntry(const char* path, u32* kind, u32* width, u32* height, u32* resX, u32* resY, u32* mulX, u32* mulY,
@@ -62,7 +80,7 @@ int tryLoadEntry(const char* path, u32* kind, u32* width, u32* height, u32* resX
 template <LoaderLoadBand loadBand>
 int loadBandEntry(u8* rows, u32 count, u32 bytesPerRow)
 {
-    return loadBand(rows, count, bytesPerRow);
+    return runLoadBand(loadBand, rows, count, bytesPerRow);
 }
 
 template <LoaderEndLoad endLoad>

@@ -1,7 +1,33 @@
 #include "framework/rows.h"
 
+#include <algorithm>
 #include <cstdlib>
 #include <utility>
+
+LoadStatus readStoredRows(FILE* stream, u32& rowsLeft, u8* rows, u32 count, u64 rowBytes, u64 bytesPerRow,
+                          BitOrder order)
+{
+    // Turned in blocks that are still in the cache.
+    constexpr u64 blockBytes = 1 << 18;
+    const u64 rowsAtOnce = rowBytes == bytesPerRow ? std::max<u64>(1, blockBytes / std::max<u64>(1, rowBytes)) : 1;
+    Buffer narrowRow;
+    if (bytesPerRow < rowBytes && !narrowRow.allocate(rowBytes))
+        return loadOutOfMemory;
+    const u32 wanted = std::min(count, rowsLeft);
+    for (u64 row = 0; row < wanted; row += rowsAtOnce) {
+        const u64 size = std::min(rowsAtOnce, wanted - row);
+        u8* destination = rows + row * bytesPerRow;
+        u8* stored = narrowRow.bytes != nullptr ? narrowRow.bytes : destination;
+        if (!readExactly(stream, stored, size * rowBytes))
+            return loadBadData;
+        if (stored != destination)
+            deliverRow(destination, stored, rowBytes, bytesPerRow);
+        if (order != BitOrder::asStored)
+            reverseBits(destination, size * bytesPerRow, order == BitOrder::reversedAndNegated);
+    }
+    rowsLeft -= wanted;
+    return wanted < count ? loadBadData : loadSuccess;
+}
 
 void handOver(File& file, RowFile& slot, u32 rows, u32 rowBytes)
 {

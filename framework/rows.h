@@ -1,8 +1,15 @@
 // What most card loaders keep between their calls: a file whose rows stand one after the other, or all rows in memory.
 #pragma once
 
+#include "framework/bits.h"
 #include "framework/bytes.h"
 #include "framework/file.h"
+
+// Reads count rows, as far as rowsLeft goes, as they are stored and turns the bits of rows x bytesPerRow, what lies
+// behind a row included. 7 when the data end early or the picture has no more rows, 2 when a row that is longer than
+// bytesPerRow finds no memory.
+LoadStatus readStoredRows(FILE* stream, u32& rowsLeft, u8* rows, u32 count, u64 rowBytes, u64 bytesPerRow,
+                          BitOrder order);
 
 struct RowFile {
     FILE* file; // at the next row

@@ -1,16 +1,31 @@
+#include <cstdlib>
 #include <cstring>
 
 #include "framework/thread_state.h"
 
-// The text that is replaced is not freed: a host may still be reading it.
-static void storeText(char*& setting, const char* text)
+// The text that is replaced is kept: a host may still be reading it. Without memory the setting becomes unset.
+static void storeText(const char* LoaderThreadState::*setting, const char* text)
 {
-    setting = text == nullptr ? nullptr : strdup(text);
+    LoaderThreadState& state = threadState();
+    if (text != nullptr && state.*setting != nullptr && strcmp(state.*setting, text) == 0)
+        return;
+    state.*setting = nullptr;
+    if (text == nullptr)
+        return;
+    const size_t size = strlen(text) + 1;
+    auto* kept = static_cast<SettingText*>(malloc(sizeof(SettingText) + size));
+    if (kept == nullptr)
+        return;
+    kept->before = state.settingTexts;
+    char* copy = reinterpret_cast<char*>(kept + 1);
+    memcpy(copy, text, size);
+    state.settingTexts = kept;
+    state.*setting = copy;
 }
 
 void llibSetTmpDir(const char* text)
 {
-    storeText(threadState().tmpDir, text);
+    storeText(&LoaderThreadState::tmpDir, text);
 }
 
 const char* llibGetTmpDir()
@@ -20,7 +35,7 @@ const char* llibGetTmpDir()
 
 void llibSetGzipCommand(const char* text)
 {
-    storeText(threadState().gzipCommand, text);
+    storeText(&LoaderThreadState::gzipCommand, text);
 }
 
 const char* llibGetGzipCommand()
@@ -30,7 +45,7 @@ const char* llibGetGzipCommand()
 
 void llibSetUnzipCommand(const char* text)
 {
-    storeText(threadState().unzipCommand, text);
+    storeText(&LoaderThreadState::unzipCommand, text);
 }
 
 const char* llibGetUnzipCommand()
@@ -40,7 +55,7 @@ const char* llibGetUnzipCommand()
 
 void llibSetMsExpandCommand(const char* text)
 {
-    storeText(threadState().msExpandCommand, text);
+    storeText(&LoaderThreadState::msExpandCommand, text);
 }
 
 const char* llibGetMsExpandCommand()
@@ -50,7 +65,7 @@ const char* llibGetMsExpandCommand()
 
 void llibSetVectorPreviewCommand(const char* text)
 {
-    storeText(threadState().vectorPreviewCommand, text);
+    storeText(&LoaderThreadState::vectorPreviewCommand, text);
 }
 
 const char* llibGetVectorPreviewCommand()

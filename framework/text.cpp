@@ -86,6 +86,6 @@ char* parseOneLineTagXML(char* text, const char* tag)
         }
     }
     if (threadState().verboseXML != 0)
-        printf("Searching <%s>, found: %s\n", tag, text);
+        tell(stdout, "Searching <%s>, found: %s\n", tag, text);
     return nullptr;
 }

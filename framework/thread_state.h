@@ -1,4 +1,5 @@
-// The one block of mutable state a thread has. Everything the library remembers between two calls stands here.
+// The one block of mutable state that a thread works with: its own, or one that the host has made. Everything the
+// library remembers between two calls stands here.
 #pragma once
 
 #include <cstddef>
@@ -6,6 +7,7 @@
 #include "formats/loom/state.h"
 #include "formats/native/state.h"
 #include "formats/raster/state.h"
+#include "framework/reason.h"
 #include "tload.h"
 
 constexpr size_t headerBytes = 256;
@@ -13,9 +15,13 @@ constexpr size_t headerPathBytes = 2048;
 constexpr size_t relativePathBytes = 512;
 constexpr size_t dirNameBytes = 4097;
 
+// A text that a setter was given stands behind this; those before it are kept, which a host may still be reading.
+struct SettingText {
+    SettingText* before;
+};
+
 struct LoaderThreadState {
     u32 bonasLinePadding = 1;
-    u32 loomDefaults[5] = {1, 1, 1, 1, 6};
     u8 needsInit = 1;
     char pathSeparator = '/';
 
@@ -27,21 +33,31 @@ struct LoaderThreadState {
     char* headerPath;
     i64 lastFileSize;
 
-    char* tmpDir;
-    char* gzipCommand;
-    char* unzipCommand;
-    char* msExpandCommand;
-    char* vectorPreviewCommand;
+    const char* tmpDir;
+    const char* gzipCommand;
+    const char* unzipCommand;
+    const char* msExpandCommand;
+    const char* vectorPreviewCommand;
+    SettingText* settingTexts; // owned, the latest first
     u32 defaultMappingJC4;
     u32 verboseXML;
 
     char relativePath[relativePathBytes];
     char dirName[dirNameBytes];
 
+    Messages messages;
+    Reasons reasons;
+
     LoomState loom;
     NativeState native;
     RasterState raster;
 };
 
-// Fetch it once a function: every call looks the thread up.
+// The block in use by this thread. Fetch it once a function: every call looks the thread up.
 LoaderThreadState& threadState();
+
+// The block that the host has made the thread use; null when it is the thread's own.
+LoaderThreadState* usedState();
+
+// Frees what a block owns besides open pictures.
+void freeTexts(LoaderThreadState& state);

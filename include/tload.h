@@ -32,6 +32,9 @@
 extern "C" {
 #endif
 
+/* The version of this header; llibVersion() tells the library's. */
+#define TLOAD_VERSION "1.0.0"
+
 typedef uint8_t u8;
 typedef uint16_t u16;
 typedef uint32_t u32;
@@ -58,7 +61,81 @@ typedef enum ImageKind {
     kindRGBA = 7     /* 4 bytes a pixel: R, G, B, A with A = 255 opaque; 4 x width bytes a row */
 } ImageKind;
 
-/* 1..70 are the formats of the catalogue; the other values are the questions and answers of returnLoaderFunctions. */
+/* The formats of the catalogue. */
+typedef enum FormatName {
+    formatGif = 1,
+    formatPng = 2,
+    formatPcx = 3,
+    formatJpeg = 4,
+    formatTiff = 5,
+    formatSophisCard = 6,
+    formatSophisImage = 7,
+    formatBonas = 8,
+    formatSchleicher = 9,
+    formatWeave = 10,
+    formatPbm = 11,
+    formatStaubliJc4 = 12,
+    formatStaubliJc3 = 13,
+    formatStaubliJc5 = 14,
+    formatStaubliJc4Network = 15,
+    formatStaubliJc4Email = 16,
+    formatTis = 17,
+    formatGrosse = 18,
+    formatEat = 19,
+    formatStaubli1858 = 20,
+    formatWif = 21,
+    formatAvlJ1p = 22,
+    formatBmp = 23,
+    formatPun = 24,
+    formatQte = 25,
+    formatVaritexPat = 26,
+    formatIamPat = 27,
+    formatIamBbi = 28,
+    formatTakemuraDat = 29,
+    formatSometDop = 30,
+    formatSometCop = 31,
+    formatSophisWeave = 32,
+    formatVamatexPid = 33,
+    formatVamatexPiw = 34,
+    formatQteMotif = 35,
+    formatTongYuan = 36,
+    formatPignone = 37,
+    formatUwf = 38,
+    formatDrape = 39,
+    formatFabric = 40,
+    formatUpt = 41,
+    formatStaubliZc5 = 42,
+    formatQtz = 43,
+    formatDoStyle = 44,
+    formatSmit = 45,
+    formatApf = 46,
+    formatColorado = 47,
+    formatNedgraphicsPat = 48,
+    formatDoWeave = 49,
+    formatTakemuraCgs = 50,
+    formatNissan = 51,
+    formatSometArm = 52,
+    formatZhuPat = 53,
+    formatZhuSti = 54,
+    formatPanter = 55,
+    formatDoTech = 56,
+    formatMuster = 57,
+    formatNedgraphicsDes = 58,
+    formatVectorPreview = 59,
+    formatStaubliJc4Loom = 60,
+    formatWbf = 61,
+    formatWb = 62,
+    formatPalette = 63,
+    formatDis = 64,
+    formatOrg = 65,
+    formatBonasCompressed = 66,
+    formatPhotoshopAco = 67,
+    formatPhotoshopAcb = 68,
+    formatTsudakomaDp5 = 69,
+    formatActWjl = 70
+} FormatName;
+
+/* A FormatName, or one of the other questions and answers of returnLoaderFunctions. */
 typedef int FormatId;
 enum {
     formatDetect = 0,       /* asks for detection */
@@ -141,10 +218,23 @@ TLOAD_API const char* returnLoaderString(int id);
 TLOAD_API const char* returnLoaderStringNoLogo(int id);
 TLOAD_API const char* returnLoaderStringJustLogo(int id);
 
+/* The endings that the names of this format's files have, in lower case without a dot, separated by blanks; "" when
+ * only the contents tell, and outside 1..70. Formats may share one. */
+TLOAD_API const char* returnLoaderExtensions(int id);
+/* 1 when files of this format are read, 0 when they are recognised and refused, and outside 1..70. */
+TLOAD_API int returnLoaderReads(int id);
 /* 1 when pictures of this format can be turned into a dobby program, else 0. */
 TLOAD_API int validForDobbyExtraction(int id);
 /* 1 exactly for the drape project, else 0. */
 TLOAD_API int isDrapeProject(int id);
+
+/* The version of the library, "1.0.0". */
+TLOAD_API const char* llibVersion(void);
+/* What a LoadStatus means, in a few words without a full stop; llibGetReason() tells more about a file. */
+TLOAD_API const char* llibStatusText(i32 status);
+/* The bytes of a row of so many pixels: (width + 7) / 8 for kindBilevel, width for kindIndexed, 3 and 4 x width for
+ * kindRGB and kindRGBA; 0 for other kinds and when the result passes 32 bits. */
+TLOAD_API u32 llibRowBytes(u32 kind, u32 width);
 
 /* One function a format; each makes that format's loader the calling thread's current one. */
 TLOAD_API void registerLoadGIF(void);
@@ -222,7 +312,7 @@ TLOAD_API void registerLoadActWJL(void);
  * Settings of the calling thread
  */
 
-/* The setters keep a copy of the text for the life of the thread, null unsets. No text is checked and none has a
+/* The setters keep a copy of the text for the life of the state, null unsets. No text is checked and none has a
  * default. A text that a getter returned stays readable after the setting was changed; null = never set.
  * The temporary directory takes no trailing slash; a command is what a shell would run, its arguments are appended. */
 TLOAD_API void llibSetTmpDir(const char* text);
@@ -248,6 +338,43 @@ TLOAD_API void setVerboseXML(u32 on);
  * first returnLoaderFunctions; calling them again does no harm. */
 TLOAD_API void initLoadWeave(void);
 TLOAD_API void initLoadFabric(void);
+
+/* ---------------------------------------------------------------------------------------------------------------
+ * Reasons, remarks and messages. Texts are in ASCII, in memory of the state in use, and last until its next tryLoad or
+ * loadBand: nothing is allocated for them.
+ */
+
+/* Why the last tryLoad or loadBand did not return 0: a phrase without the file's name and without a full stop, such as
+ * "interlaced"; at most 255 characters. "" after a success and before any call. */
+TLOAD_API const char* llibGetReason(void);
+
+/* What a loader left out or made up while it returned 0, since the last tryLoad: some is known after tryLoad, some, as
+ * picks that the file lacks, when the rows have been delivered. Remarks stay over loadBand and endLoad until the next
+ * tryLoad. */
+TLOAD_API i32 llibGetRemarkCount(void);
+/* A remark, counted from 0, as a phrase of at most 191 characters; "" for others. *grave, which may be null, becomes 1
+ * when the picture is not what the file means, else 0. At most 16 are kept, the grave ones first of all. */
+TLOAD_API const char* llibGetRemark(i32 index, i32* grave);
+
+/* Makes the state in use hand over what its loaders and decoders would print, a line a call without its end. message is
+ * valid during the call; the handler must return and must not call loaders. Null, the initial value, prints: to
+ * standard output or standard error. */
+TLOAD_API void llibSetMessageHandler(void (*handler)(void* context, const char* message), void* context);
+
+/* ---------------------------------------------------------------------------------------------------------------
+ * States. All that the library remembers between two calls stands in one block: current loader, settings, the open
+ * picture, results in library buffers. Every thread has one of its own; a host that reads several files at once on one
+ * thread, or moves an open file to another thread, makes further ones. A state is used by one thread at a time.
+ */
+typedef struct LoaderThreadState LoaderState;
+
+/* A state with the initial settings and without a loader; null when memory does not suffice. The caller frees it. */
+TLOAD_API LoaderState* llibNewState(void);
+/* Makes the calling thread work with a state from now on; null: with its own again. */
+TLOAD_API void llibUseState(LoaderState* state);
+/* Ends what is open in a state and frees it. A thread that uses it goes on with its own; no other thread may be using
+ * it. Null does nothing. */
+TLOAD_API void llibFreeState(LoaderState* state);
 
 /* ---------------------------------------------------------------------------------------------------------------
  * Shared helpers. Results that are texts in library memory belong to the thread and last until its next call of the

@@ -18,7 +18,6 @@ TEST(Interface, ExportsWhatTheHeaderDeclaresAndNothingElse)
             declared.insert(upToName.substr(upToName.find_last_of(" *") + 1));
         }
     }
-    EXPECT_EQ(declared.size(), 128u);
 
     std::set<std::string> exported;
     FILE* pipe = popen("nm -D --defined-only --format=posix " TLOAD_LIBRARY, "r");

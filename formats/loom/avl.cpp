@@ -21,7 +21,7 @@ static LoadStatus tryLoad(const LoadRequest& request, ImageInfo& image)
         return loadCannotRead;
     const u32 width = bigEndian16(header + atWidth);
     const u32 height = bigEndian16(header + atHeight);
-    if (header[0] != '_' || !isCardSize(width, height))
+    if (header[0] != '_' || !isPictureSize(width, height))
         return loadBadData;
     reportBilevel(image, width, height, "AVL J1P", loomOrientation);
     handOver(file, threadState().loom.avl, height, bilevelRowBytes(width));

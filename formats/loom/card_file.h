@@ -4,26 +4,12 @@
 #include "framework/loader.h"
 #include "framework/rows.h"
 
-// Whether a picture may have this size.
-inline bool isCardSize(u64 width, u64 height)
-{
-    constexpr u64 most = 65520;
-    return width >= 1 && width <= most && height >= 1 && height <= most;
-}
-
-inline u32 bilevelRowBytes(u32 width)
-{
-    return (width + 7) / 8;
-}
-
 // There may be no memory when there is nothing to clear.
 inline void clearRows(u8* rows, u64 count, u64 bytesPerRow)
 {
     if (count * bytesPerRow > 0)
         memset(rows, 0, count * bytesPerRow);
 }
-
-void reportBilevel(ImageInfo& image, u32 width, u32 height, const char* description, u8 orientationFlag);
 
 struct Cards {
     const char* description;

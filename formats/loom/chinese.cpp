@@ -36,7 +36,7 @@ static LoadStatus tryLoadVaritex(const LoadRequest& request, ImageInfo& image)
     if (height == 0 || size < 0 || size % height != 0)
         return loadWrongFormat;
     const u64 rowBytes = static_cast<u64>(size) / height;
-    if (!isCardSize(8 * rowBytes, height))
+    if (!isPictureSize(8 * rowBytes, height))
         return loadWrongFormat;
     const auto bytes = static_cast<u32>(rowBytes);
     return keepCards(file, threadState().loom.chinese.rows, {"PAT", 8 * bytes, height, bytes}, image);
@@ -58,7 +58,7 @@ static LoadStatus tryLoadZhuPat(const LoadRequest& request, ImageInfo& image)
     const u32 width = littleEndian16(header + 6);
     const u32 height = littleEndian16(header + 8);
     const u32 rowBytes = 2 * ((width + 15) / 16);
-    if (!isCardSize(width, height) || regularFileSize(file.stream) < zhuPatHeaderBytes + i64{rowBytes} * height)
+    if (!isPictureSize(width, height) || regularFileSize(file.stream) < zhuPatHeaderBytes + i64{rowBytes} * height)
         return loadWrongFormat;
     return keepCards(file, threadState().loom.chinese.rows, {"Motong PAT", width, height, rowBytes, pictureOrientation},
                      image);
@@ -76,7 +76,7 @@ static LoadStatus tryLoadZhuSti(const LoadRequest& request, ImageInfo& image)
         return loadWrongFormat;
     const u32 width = littleEndian16(header + 32);
     const u32 height = littleEndian16(header + 3);
-    if (!isCardSize(width, height) ||
+    if (!isPictureSize(width, height) ||
         regularFileSize(file.stream) != stiFirstPageBytes + stiPageBytes * littleEndian16(header))
         return loadWrongFormat;
     return keepCards(file, threadState().loom.chinese.rows, {"Motong STI", width, height, bilevelRowBytes(width)},
@@ -88,7 +88,7 @@ static LoadStatus keepRowsBehindRow(const LoadRequest& request, const char* desc
                                     ImageInfo& image)
 {
     const u64 rowBytes = width / 8;
-    if (!isCardSize(width, height) || static_cast<u64>(loadImgLastFilesize()) != (u64{height} + 1) * rowBytes)
+    if (!isPictureSize(width, height) || static_cast<u64>(loadImgLastFilesize()) != (u64{height} + 1) * rowBytes)
         return loadWrongFormat;
     File file;
     if (!file.open(request.path) || fseeko(file.stream, static_cast<off_t>(rowBytes), SEEK_SET) != 0)
@@ -124,7 +124,7 @@ static LoadStatus tryLoadOrg(const LoadRequest& request, ImageInfo& image)
         return loadWrongFormat;
     const u32 width = littleEndian32(header);
     const u32 height = littleEndian32(header + 4);
-    if (!isCardSize(width, height) || size != i64{width} * height + orgHeaderBytes)
+    if (!isPictureSize(width, height) || size != i64{width} * height + orgHeaderBytes)
         return loadWrongFormat;
     File file;
     if (!file.open(request.path) || fseeko(file.stream, orgHeaderBytes, SEEK_SET) != 0)

@@ -39,7 +39,8 @@ struct EatHeader {
 static bool readHeader(const u8* bytes, EatHeader& header)
 {
     header = {bigEndian32(bytes), bigEndian32(bytes + atHeight), 0, bytes[atColours], 1, headerSize};
-    if (!isCardSize(header.width, header.height) || header.colours == 0 || bigEndian32(bytes + atMode) == forbiddenMode)
+    if (!isPictureSize(header.width, header.height) || header.colours == 0 ||
+        bigEndian32(bytes + atMode) == forbiddenMode)
         return false;
     const u64 pixels = u64{header.width} * header.height;
     if (bytes[atMode] == modeBilevel) {

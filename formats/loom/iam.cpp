@@ -27,7 +27,7 @@ static LoadStatus tryLoadPat(const LoadRequest& request, ImageInfo& image)
         return loadWrongFormat;
     const u32 width = littleEndian16(header);
     const u32 height = littleEndian16(header + 2);
-    if (!isCardSize(width, height))
+    if (!isPictureSize(width, height))
         return loadWrongFormat;
     u8 fourth = 0;
     for (u32 i = 0; i < paletteColours; i++) {
@@ -57,7 +57,7 @@ static LoadStatus tryLoadBbi(const LoadRequest& request, ImageInfo& image)
         return loadWrongFormat;
     const u32 width = littleEndian16(header + 16);
     const u32 height = littleEndian16(header + 20);
-    if (header[0] != 'U' || header[4] != 'B' || !isCardSize(width, height))
+    if (header[0] != 'U' || header[4] != 'B' || !isPictureSize(width, height))
         return loadWrongFormat;
     reportBilevel(image, width, height, "IAM BBI", loomOrientation);
     handOver(file, threadState().loom.iam, height, bbiPixelBytes * width);

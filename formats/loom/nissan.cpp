@@ -63,7 +63,7 @@ static LoadStatus tryLoad(const LoadRequest& request, ImageInfo& image)
             return loadWrongFormat;
         height = height << 4 | digits.values[header[i]];
     }
-    if (height < leastPicks || !isCardSize(shafts, height) ||
+    if (height < leastPicks || !isPictureSize(shafts, height) ||
         regularFileSize(file.stream) != headerSize + i64{lineBytes} * height)
         return loadWrongFormat;
     return keepCards(file, threadState().loom.nissan, {"Nissan", shafts, height, lineBytes}, image);

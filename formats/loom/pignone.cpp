@@ -25,7 +25,7 @@ static bool isMarked(const u8* header)
 
 static bool isHeight(u32 height)
 {
-    return height >= leastPicks && isCardSize(shafts, height);
+    return height >= leastPicks && isPictureSize(shafts, height);
 }
 
 // Reads the block that comes next and returns the number of its picks, or 0 when there is no good one.

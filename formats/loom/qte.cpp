@@ -9,8 +9,6 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include <bit>
-
 #include "framework/bytes.h"
 #include "framework/command.h"
 #include "framework/file.h"
@@ -188,35 +186,6 @@ static LoadStatus tryLoadArchive(const LoadRequest& request, ImageInfo& image)
         unpacked.name[0] = 0;
     }
     return status;
-}
-
-typedef u64 Words __attribute__((vector_size(16)));
-
-// Goes on from byte i as long as whole words fit and returns where it stopped. What crosses from one byte of a word to
-// the next is masked out and comes from the same word read one byte further on.
-template <typename Word>
-static u64 shiftWords(u8* to, const u8* from, u64 i, u64 size, u32 bits)
-{
-    static_assert(std::endian::native == std::endian::little);
-    const u64 upper = u64{0x0101010101010101} * (0xFFu << bits & 0xFFu);
-    for (; i + sizeof(Word) <= size; i += sizeof(Word)) {
-        Word word;
-        Word following;
-        memcpy(&word, from + i, sizeof word);
-        memcpy(&following, from + i + 1, sizeof following);
-        word = (word << bits & upper) | (following >> (8 - bits) & ~upper);
-        memcpy(to + i, &word, sizeof word);
-    }
-    return i;
-}
-
-// Moves the bits of a row up. There is one byte more to read than to write; both may be the same row.
-static void shiftBits(u8* to, const u8* from, u64 size, u32 bits)
-{
-    u64 i = shiftWords<Words>(to, from, 0, size, bits);
-    i = shiftWords<u64>(to, from, i, size, bits);
-    for (; i < size; i++)
-        to[i] = static_cast<u8>(from[i] << bits | from[i + 1] >> (8 - bits));
 }
 
 // Rows that the caller keeps as they are stored; the bits at the end of a row stay.

@@ -1,5 +1,5 @@
 // Formats that are recognised and whose layout is not known: a file that is one of them is told so.
-#include "framework/detection.h"
+#include "formats/detection.h"
 #include "framework/loader.h"
 
 constexpr FormatId grosse = 18;

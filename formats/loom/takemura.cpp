@@ -37,7 +37,7 @@ static LoadStatus tryLoadDat(const LoadRequest& request, ImageInfo& image)
         return loadWrongFormat;
     const u32 width = littleEndian16(header + 6);
     const u32 height = littleEndian16(header + 13);
-    if (!isCardSize(width, height))
+    if (!isPictureSize(width, height))
         return loadWrongFormat;
     return keepCards(file, threadState().loom.takemura.rows,
                      {"Takemura .DAT", width, height, bilevelRowBytes(width) + datTrailerBytes}, image);
@@ -59,7 +59,7 @@ static LoadStatus tryLoadCgs(const LoadRequest& request, ImageInfo& image)
     const u32 width = cgsLeastWidth + littleEndian16(header + 97);
     const u32 height = littleEndian16(header + 85);
     const u32 rowBytes = littleEndian16(header + 104);
-    if (!isCardSize(width, height) || rowBytes < bilevelRowBytes(width))
+    if (!isPictureSize(width, height) || rowBytes < bilevelRowBytes(width))
         return loadWrongFormat;
     threadState().loom.takemura.pixelBytes = bilevelRowBytes(width);
     return keepCards(file, threadState().loom.takemura.rows, {"Takemura .CGS", width, height, rowBytes}, image);
@@ -68,7 +68,7 @@ static LoadStatus tryLoadCgs(const LoadRequest& request, ImageInfo& image)
 // DP5 and WJL, which tell everything in the part of the header that is cached.
 static LoadStatus keepBehind(i64 headerSize, const LoadRequest& request, const Cards& cards, ImageInfo& image)
 {
-    if (!isCardSize(cards.width, cards.height) ||
+    if (!isPictureSize(cards.width, cards.height) ||
         loadImgLastFilesize() != headerSize + i64{cards.rowBytes} * cards.height)
         return loadWrongFormat;
     File file;

@@ -29,7 +29,7 @@ static LoadStatus tryLoad(const LoadRequest& request, ImageInfo& image)
     if (fgetsDosMac(line, lineBytes, file.stream) == nullptr || line[0] < '0' || line[0] > '9')
         return loadWrongFormat;
     image.height = static_cast<u32>(std::min(strtol(line, nullptr, 10), mostHeight));
-    if (image.height < leastPicks || !isCardSize(width, image.height))
+    if (image.height < leastPicks || !isPictureSize(width, image.height))
         return loadWrongFormat;
     reportBilevel(image, width, image.height, "JinagYin Tongyuan .DY", pictureOrientation);
     handOver(file, threadState().loom.tongYuan, image.height, pickBytes);

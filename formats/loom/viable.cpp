@@ -23,7 +23,7 @@ static LoadStatus tryLoad(const LoadRequest& request, ImageInfo& image)
         return loadWrongFormat;
     const u32 width = leastWidth + littleEndian16(header + atWidth);
     const u32 height = littleEndian16(header + atHeight);
-    if (!isCardSize(width, height))
+    if (!isPictureSize(width, height))
         return loadWrongFormat;
     return keepCards(file, threadState().loom.viable, {"Viable card", width, height, bilevelRowBytes(width)}, image);
 }

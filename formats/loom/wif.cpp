@@ -97,11 +97,6 @@ static bool hasKeys(Section section)
     return section >= Section::contents && section <= Section::weft;
 }
 
-static bool startsWith(const char* line, const char* text)
-{
-    return strncmp(line, text, strlen(text)) == 0;
-}
-
 static Section sectionOf(const char* line)
 {
     for (const SectionHeader& header : sectionHeaders) {
@@ -109,11 +104,6 @@ static Section sectionOf(const char* line)
             return header.section;
     }
     return Section::other;
-}
-
-static bool isBlank(char c)
-{
-    return c == ' ' || (c >= '\t' && c <= '\r');
 }
 
 static u32 digitOf(char c)

@@ -278,11 +278,6 @@ constexpr RecordType recordTypes[] = {
     {"#LINES_REPEAT=", readRepeats},
 };
 
-static bool startsWith(const char* line, const char* text)
-{
-    return strncmp(line, text, strlen(text)) == 0;
-}
-
 static ReadResult readRecord(RecordReader& reader, const char* line)
 {
     for (const RecordType& type : recordTypes) {

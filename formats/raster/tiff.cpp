@@ -13,6 +13,7 @@
 #include <bit>
 #include <cmath>
 
+#include "framework/bits.h"
 #include "framework/bytes.h"
 #include "framework/file.h"
 #include "framework/thread_state.h"
@@ -431,25 +432,6 @@ static bool readPlanes(RowReader& reader, u32 row, u32 height)
     return true;
 }
 
-// Eight pixels for every byte of a bilevel row.
-static constexpr auto unpackedBits = [] {
-    std::array<std::array<u8, 8>, 256> table{};
-    for (u32 byte = 0; byte < 256; byte++) {
-        for (u32 bit = 0; bit < 8; bit++)
-            table[byte][bit] = byte >> (7 - bit) & 1;
-    }
-    return table;
-}();
-
-static void unpackBits(const u8* bits, u32 width, u8* out)
-{
-    const u64 bytes = width / 8;
-    for (u64 i = 0; i < bytes; i++)
-        memcpy(out + 8 * i, unpackedBits[bits[i]].data(), 8);
-    if (width % 8 != 0)
-        memcpy(out + 8 * bytes, unpackedBits[bits[bytes]].data(), width % 8);
-}
-
 template <typename Samples>
 static void writePixels(const RowReader& reader, Samples samples, Samples second, Samples third, u8* out)
 {
@@ -527,7 +509,7 @@ static void writeRow(const RowReader& reader, u8* out)
     if (isAsStored(reader))
         memcpy(out, first, u64{bytesOfPixel(reader.pixels)} * reader.width);
     else if (bits == 1 && reader.pixels == Pixels::indices)
-        unpackBits(first, reader.width, out);
+        unpackBits(out, first, reader.width);
     else if (bits == 16 && (reader.pixels == Pixels::indices || reader.pixels == Pixels::colours))
         writePixels(reader, HighBytes{first}, HighBytes{second}, HighBytes{third}, out);
     else if (bits == 8)

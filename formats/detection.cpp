@@ -1,12 +1,12 @@
 // Decides a file's format: by names that are no images, then by magic numbers in order, then by extension.
-#include "framework/detection.h"
+#include "formats/detection.h"
 
 #include <algorithm>
 #include <cstring>
 #include <string_view>
 
+#include "formats/catalogue.h"
 #include "framework/bytes.h"
-#include "framework/catalogue.h"
 #include "framework/thread_state.h"
 
 using std::string_view;
@@ -86,63 +86,45 @@ struct Magic {
 using namespace std::string_view_literals;
 
 static constexpr Magic magics[] = {
-    {"GIF87a", 1, nullptr},
-    {"GIF89a", 1, nullptr},
-    {"\x89PNG\r\n\x1A\n", 2, nullptr},
-    {"\x0A", 3, isPcx},
-    {"\xFF\xD8", 4, nullptr},
-    {"MM\0*"sv, 5, nullptr},
-    {"II*\0"sv, 5, nullptr},
-    {"@(#)CARDIM..FILE", 6, nullptr},
-    {"/*DESIGN..FILE*/", 7, nullptr},
-    {"", 9, isSchleicher},
-    {"#BINDING\n", 10, nullptr},
-    {"P4", 11, nullptr},
-    {"P5", 11, nullptr},
-    {"P6", 11, nullptr},
-    {"\x81\xFE", 14, nullptr},
-    {"[", 21, isWif},
-    {"BM", 23, nullptr},
-    {"@(#)BWEAVE..FILE", 32, nullptr},
-    {"\x01\0\0\x1C\x0C\x05"sv, 33, nullptr},
-    {"\x02\0\0\x1C\x0C\x05"sv, 34, nullptr},
-    {"X", 37, isPignone},
-    {"UWFCR2", 38, nullptr},
-    {"#NEW_REGION", 39, nullptr},
-    {"# Fabric", 40, nullptr},
-    {"\x1F\x8B", 42, isNamedZ},
-    {"PK\x03\x04", 43, nullptr},
-    {"B#\0\0"sv, 44, nullptr},
-    {"\0\0"sv, 41, isUpt},
-    {"X\x15\0"sv, 45, nullptr},
-    {"0010", 49, isDoWeave},
-    {"CGSII1", 50, nullptr},
-    {"patfil", 51, nullptr},
-    {"TxST", 53, nullptr},
-    {"NIFF", 58, nullptr},
-    {"JASC-PAL", 63, nullptr},
-    {"GIMP Palette", 63, nullptr},
-    {"8BCB", 68, nullptr},
-    {"wjl&sb", 70, nullptr},
+    {"GIF87a", formatGif, nullptr},
+    {"GIF89a", formatGif, nullptr},
+    {"\x89PNG\r\n\x1A\n", formatPng, nullptr},
+    {"\x0A", formatPcx, isPcx},
+    {"\xFF\xD8", formatJpeg, nullptr},
+    {"MM\0*"sv, formatTiff, nullptr},
+    {"II*\0"sv, formatTiff, nullptr},
+    {"@(#)CARDIM..FILE", formatSophisCard, nullptr},
+    {"/*DESIGN..FILE*/", formatSophisImage, nullptr},
+    {"", formatSchleicher, isSchleicher},
+    {"#BINDING\n", formatWeave, nullptr},
+    {"P4", formatPbm, nullptr},
+    {"P5", formatPbm, nullptr},
+    {"P6", formatPbm, nullptr},
+    {"\x81\xFE", formatStaubliJc5, nullptr},
+    {"[", formatWif, isWif},
+    {"BM", formatBmp, nullptr},
+    {"@(#)BWEAVE..FILE", formatSophisWeave, nullptr},
+    {"\x01\0\0\x1C\x0C\x05"sv, formatVamatexPid, nullptr},
+    {"\x02\0\0\x1C\x0C\x05"sv, formatVamatexPiw, nullptr},
+    {"X", formatPignone, isPignone},
+    {"UWFCR2", formatUwf, nullptr},
+    {"#NEW_REGION", formatDrape, nullptr},
+    {"# Fabric", formatFabric, nullptr},
+    {"\x1F\x8B", formatStaubliZc5, isNamedZ},
+    {"PK\x03\x04", formatQtz, nullptr},
+    {"B#\0\0"sv, formatDoStyle, nullptr},
+    {"\0\0"sv, formatUpt, isUpt},
+    {"X\x15\0"sv, formatSmit, nullptr},
+    {"0010", formatDoWeave, isDoWeave},
+    {"CGSII1", formatTakemuraCgs, nullptr},
+    {"patfil", formatNissan, nullptr},
+    {"TxST", formatZhuPat, nullptr},
+    {"NIFF", formatNedgraphicsDes, nullptr},
+    {"JASC-PAL", formatPalette, nullptr},
+    {"GIMP Palette", formatPalette, nullptr},
+    {"8BCB", formatPhotoshopAcb, nullptr},
+    {"wjl&sb", formatActWjl, nullptr},
 };
-
-struct Extension {
-    string_view text;
-    FormatId id;
-};
-
-static constexpr Extension extensions[] = {
-    {"ep_", 66}, {"des", 49}, {"pid", 33}, {".dy", 36}, {"dis", 64},  {"piw", 34}, {".wb", 62}, {"dp5", 69},
-    {"png", 2},  {"acb", 68}, {"dop", 30}, {"pun", 24}, {"aco", 67},  {"d00", 55}, {"qte", 25}, {"apf", 46},
-    {"gif", 1},  {"qtz", 43}, {"arm", 37}, {"jpg", 4},  {"jpeg", 4},  {"s01", 9},  {"a00", 55}, {"jc3", 13},
-    {"sti", 54}, {"bbi", 28}, {"jc4", 12}, {"tif", 5},  {"tiff", 5},  {"bmp", 23}, {"jc5", 14}, {"upt", 41},
-    {"cgs", 50}, {"oom", 60}, {"uwf", 38}, {"cop", 31}, {"j1p", 22},  {"wbf", 61}, {"dat", 29}, {"mot", 35},
-    {"wea", 18}, {"db1", 20}, {"org", 65}, {"wif", 21}, {"pat", 48},  {"pcx", 3},  {"wjl", 70}, {"w00", 55},
-    {"zc5", 42}, {"eps", 59}, {"pdf", 59}, {"svg", 59}, {"svgz", 59}, {"gpl", 63}, {"pal", 63},
-};
-
-constexpr FormatId drapeProject = 39;
-constexpr FormatId bonas = 8; // takes every file that nothing identifies
 
 // By the number of letters behind the dot.
 static constexpr string_view twoLetters[] = {".7z", ".ai", ".gz", ".ps", ".rm", ".sh", ".so", ".xz"};
@@ -190,6 +172,42 @@ static bool isNoImageName(const Probe& probe, u32 extension)
            (probe.name.size() > 8 && probe.name.ends_with(".desktop"));
 }
 
+struct KnownExtension {
+    u32 packed;
+    FormatId id;
+};
+
+static constexpr size_t mostExtensions = 64;
+struct KnownExtensions {
+    KnownExtension list[mostExtensions];
+    size_t count;
+};
+
+// Longer ones do not fit into a number: those are asked for by name.
+static constexpr KnownExtensions knownExtensions = [] {
+    KnownExtensions known{};
+    for (const CatalogueRow& row : catalogue) {
+        string_view words = row.ownership == Extensions::own ? row.extensions : "";
+        while (!words.empty()) {
+            const string_view word = words.substr(0, words.find(' '));
+            const u32 dot = word.size() == 2 ? u32{'.'} << 16 : 0;
+            known.list[known.count++] = {packed(word) + dot, row.id};
+            words.remove_prefix(word.size() < words.size() ? word.size() + 1 : word.size());
+        }
+    }
+    return known;
+}();
+
+// Bonas takes every file that nothing identifies.
+static FormatId formatOfExtension(u32 extension)
+{
+    for (size_t i = 0; i < knownExtensions.count; i++) {
+        if (knownExtensions.list[i].packed == extension)
+            return knownExtensions.list[i].id;
+    }
+    return formatBonas;
+}
+
 FormatId detectFormat(const char* path)
 {
     Probe probe{path != nullptr ? path : "", nullptr, 0};
@@ -210,12 +228,8 @@ FormatId detectFormat(const char* path)
             return magic.id;
     }
     if (endsIn(probe, "drape"))
-        return drapeProject;
-    for (const Extension& known : extensions) {
-        if (packed(known.text) == extension)
-            return known.id;
-    }
-    return bonas;
+        return formatDrape;
+    return formatOfExtension(extension);
 }
 
 int returnLoaderFunctions(u32 id, const char* path)
