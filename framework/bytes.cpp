@@ -91,16 +91,23 @@ LoadStatus readStoredRows(FILE* stream, u32& rowsLeft, u8* rows, u32 count, u64 
     if (bytesPerRow < rowBytes && !narrowRow.allocate(rowBytes))
         return loadOutOfMemory;
     const u32 wanted = std::min(count, rowsLeft);
+    if (wanted < count)
+        order = BitOrder::asStored;
+    const bool isNegated = order == BitOrder::reversedAndNegated;
     for (u64 row = 0; row < wanted; row += rowsAtOnce) {
         const u64 size = std::min(rowsAtOnce, wanted - row);
         u8* destination = rows + row * bytesPerRow;
         u8* stored = narrowRow.bytes != nullptr ? narrowRow.bytes : destination;
-        if (!readExactly(stream, stored, size * rowBytes))
-            return loadBadData;
+        const u64 arrived = fread(stored, 1, size * rowBytes, stream);
         if (stored != destination)
-            deliverRow(destination, stored, rowBytes, bytesPerRow);
+            deliverRow(destination, stored, arrived, bytesPerRow);
+        if (arrived < size * rowBytes) {
+            if (order != BitOrder::asStored)
+                reverseBits(rows, row * bytesPerRow, isNegated); // back again
+            return loadBadData;
+        }
         if (order != BitOrder::asStored)
-            reverseBits(destination, size * bytesPerRow, order == BitOrder::reversedAndNegated);
+            reverseBits(destination, size * bytesPerRow, isNegated);
     }
     rowsLeft -= wanted;
     return wanted < count ? loadBadData : loadSuccess;

@@ -43,8 +43,8 @@ void reverseBits(u8* data, size_t size, bool negate);
 enum class BitOrder { asStored, reversed, reversedAndNegated };
 
 // Reads count rows, as far as rowsLeft goes, as they are stored and turns the bits of rows x bytesPerRow, what lies
-// behind a row included. 7 when the data end early or the picture has no more rows, 2 when a row that is longer than
-// bytesPerRow finds no memory.
+// behind a row included. 7 when the data end early or the picture has no more rows: then the rows hold what could be
+// read as it is stored, and nothing is turned. 2 when a row that is longer than bytesPerRow finds no memory.
 LoadStatus readStoredRows(FILE* stream, u32& rowsLeft, u8* rows, u32 count, u64 rowBytes, u64 bytesPerRow,
                           BitOrder order);
 
