@@ -4,6 +4,8 @@
 #include <cstdlib>
 #include <utility>
 
+#include "framework/reason.h"
+
 LoadStatus readStoredRows(FILE* stream, u32& rowsLeft, u8* rows, u32 count, u64 rowBytes, u64 bytesPerRow,
                           BitOrder order)
 {
@@ -12,21 +14,28 @@ LoadStatus readStoredRows(FILE* stream, u32& rowsLeft, u8* rows, u32 count, u64 
     const u64 rowsAtOnce = rowBytes == bytesPerRow ? std::max<u64>(1, blockBytes / std::max<u64>(1, rowBytes)) : 1;
     Buffer narrowRow;
     if (bytesPerRow < rowBytes && !narrowRow.allocate(rowBytes))
-        return loadOutOfMemory;
+        return refuseMemory();
     const u32 wanted = std::min(count, rowsLeft);
+    if (wanted < count)
+        order = BitOrder::asStored;
+    const bool isNegated = order == BitOrder::reversedAndNegated;
     for (u64 row = 0; row < wanted; row += rowsAtOnce) {
         const u64 size = std::min(rowsAtOnce, wanted - row);
         u8* destination = rows + row * bytesPerRow;
         u8* stored = narrowRow.bytes != nullptr ? narrowRow.bytes : destination;
-        if (!readExactly(stream, stored, size * rowBytes))
-            return loadBadData;
+        const u64 arrived = fread(stored, 1, size * rowBytes, stream);
         if (stored != destination)
-            deliverRow(destination, stored, rowBytes, bytesPerRow);
+            deliverRow(destination, stored, arrived, bytesPerRow);
+        if (arrived < size * rowBytes) {
+            if (order != BitOrder::asStored)
+                reverseBits(rows, row * bytesPerRow, isNegated); // back again
+            return refuseEarlyEnd(rowsLeft - row - (rowBytes > 0 ? arrived / rowBytes : 0));
+        }
         if (order != BitOrder::asStored)
-            reverseBits(destination, size * bytesPerRow, order == BitOrder::reversedAndNegated);
+            reverseBits(destination, size * bytesPerRow, isNegated);
     }
     rowsLeft -= wanted;
-    return wanted < count ? loadBadData : loadSuccess;
+    return wanted < count ? refuseRowsBehindPicture() : loadSuccess;
 }
 
 void handOver(File& file, RowFile& slot, u32 rows, u32 rowBytes)
@@ -45,7 +54,7 @@ void release(RowFile& slot)
 LoadStatus loadRows(RowFile& slot, u8* rows, u32 count, u32 bytesPerRow, BitOrder order)
 {
     if (slot.file == nullptr)
-        return loadBadData;
+        return refuseUnopened();
     return readStoredRows(slot.file, slot.rowsLeft, rows, count, slot.rowBytes, bytesPerRow, order);
 }
 
@@ -64,7 +73,7 @@ void release(RowTable& slot)
 LoadStatus loadRows(RowTable& slot, u8* rows, u32 count, u32 bytesPerRow, BitOrder order)
 {
     if (slot.bytes == nullptr)
-        return loadBadData;
+        return refuseUnopened();
     const u32 wanted = std::min(count, slot.rows - slot.cursor);
     const u8* row = slot.bytes + u64{slot.cursor} * slot.rowBytes;
     if (bytesPerRow == slot.rowBytes) {
@@ -76,5 +85,5 @@ LoadStatus loadRows(RowTable& slot, u8* rows, u32 count, u32 bytesPerRow, BitOrd
     if (order != BitOrder::asStored)
         reverseBits(rows, u64{wanted} * bytesPerRow, order == BitOrder::reversedAndNegated);
     slot.cursor += wanted;
-    return wanted < count ? loadBadData : loadSuccess;
+    return wanted < count ? refuseRowsBehindPicture() : loadSuccess;
 }

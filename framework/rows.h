@@ -6,8 +6,8 @@
 #include "framework/file.h"
 
 // Reads count rows, as far as rowsLeft goes, as they are stored and turns the bits of rows x bytesPerRow, what lies
-// behind a row included. 7 when the data end early or the picture has no more rows, 2 when a row that is longer than
-// bytesPerRow finds no memory.
+// behind a row included. 7 when the data end early or the picture has no more rows: then the rows hold what could be
+// read as it is stored, and nothing is turned. 2 when a row that is longer than bytesPerRow finds no memory.
 LoadStatus readStoredRows(FILE* stream, u32& rowsLeft, u8* rows, u32 count, u64 rowBytes, u64 bytesPerRow,
                           BitOrder order);
 

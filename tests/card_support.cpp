@@ -5,6 +5,8 @@
 
 #include <algorithm>
 
+#include "samples/bytes.h"
+
 Picture noiseCards(u32 width, u32 height)
 {
     return noisePicture(pictureBilevel, width, height, 0, width * 7919ull + height);
@@ -71,4 +73,30 @@ int bandStatusOfCut(const CardFormat& format, const Picture& picture, size_t cut
     EXPECT_EQ(truncate(file.c_str(), static_cast<off_t>(bytes.size() - cut)), 0);
     const auto stride = static_cast<u32>(pictureRowBytes(picture));
     return getLoadBand()(Bytes(size_t{stride} * picture.height).data(), picture.height, stride);
+}
+
+void expectStoredBits(const CardFormat& format, const Picture& picture, u64 start, CutRow cutRow, u64 recordBytes,
+                      u8 flip)
+{
+    SCOPED_TRACE(format.name);
+    const u64 rowBytes = pictureRowBytes(picture), record = recordBytes != 0 ? recordBytes : rowBytes;
+    for (i64 extra : {0, 3, -1})
+        for (bool isCut : {true, false}) {
+            TestDirectory directory;
+            const std::string file = directory.write(format.name, format.encode(picture));
+            OpenPicture open(file, format.id);
+            ASSERT_EQ(open.status, loadSuccess);
+            const auto size = static_cast<off_t>(start + picture.height * record - 1);
+            ASSERT_EQ(isCut ? truncate(file.c_str(), size) : 0, 0);
+            const bool hasPart = cutRow == CutRow::held || (cutRow == CutRow::heldAtOnce && extra == 0);
+            const u64 held = picture.rows.size() - (isCut ? (hasPart ? 1 : rowBytes) : 0);
+            const u64 stride = rowBytes + static_cast<u64>(extra);
+            Bytes rows(stride * (picture.height + 1), 0xA5), expected = rows;
+            for (u64 i = 0; i < held; i++)
+                if (i % rowBytes < stride)
+                    expected[i / rowBytes * stride + i % rowBytes] = mirrored(picture.rows[i]) ^ flip;
+            const u32 asked = isCut ? picture.height : picture.height + 1;
+            EXPECT_EQ(getLoadBand()(rows.data(), asked, static_cast<u32>(stride)), loadBadData);
+            EXPECT_TRUE(rows == expected) << isCut << ", stride " << stride;
+        }
 }

@@ -28,3 +28,12 @@ void expectStatuses(const CardFormat& format, const Bytes& good, int status, con
 int statusOf(const std::string& name, const Bytes& bytes, u32 id);
 // What loadBand answers for all rows of a file that shrinks while it is open.
 int bandStatusOfCut(const CardFormat& format, const Picture& picture, size_t cut);
+
+// What is delivered of a row that the file cuts short: the bytes it holds, those only when all rows are read at once,
+// or nothing.
+enum class CutRow { held, heldAtOnce, none };
+// Of a format that turns bits: a band that fails, because the file has shrunk by a byte of its last row or because it
+// asks for too many rows, has the bits as the file has them, and all else as it was. The rows begin at start and have
+// recordBytes each, 0 being those of the picture's.
+void expectStoredBits(const CardFormat& format, const Picture& picture, u64 start, CutRow cutRow, u64 recordBytes = 0,
+                      u8 flip = 0);

@@ -64,7 +64,13 @@ TEST(Chinese, RefusesOtherFilesAndSizes)
         EXPECT_EQ(statusOf(format->name, Bytes(good.begin(), good.end() - 1), format->id), loadWrongFormat);
         EXPECT_EQ(statusOf(format->name, longer, format->id), format == &zhuPat ? loadSuccess : loadWrongFormat);
         EXPECT_EQ(statusOf(std::string(format->name) + "x", good, format->id), loadWrongFormat);
-        EXPECT_EQ(bandStatusOfCut(*format, noiseCards(144, 3000), 5000), loadBadData);
     }
+    for (const CardFormat* format : {&zhuPat, &org})
+        EXPECT_EQ(bandStatusOfCut(*format, noiseCards(144, 3000), 5000), loadBadData);
+    const Picture large = noiseCards(65520, 40);
+    expectStoredBits(varitex, large, 8, CutRow::held);
+    expectStoredBits(zhuSti, large, 34, CutRow::heldAtOnce);
+    for (const CardFormat* format : {&wbf, &wb})
+        expectStoredBits(*format, large, 8190, CutRow::heldAtOnce);
     expectStatuses(zhuPat, encodeZhuPat(noiseCards(20, 2)), loadWrongFormat, {{0, 't'}});
 }

@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <filesystem>
 
+#include "samples/bytes.h"
 #include "tests/card_support.h"
 
 namespace fs = std::filesystem;
@@ -100,7 +101,10 @@ TEST_F(Jc5, ReadsOnInTheNextPart)
         EXPECT_EQ(loaded.firstPart, 0u);
         EXPECT_TRUE(loaded.rows == picture.rows) << width;
         writeFile(stem + "3", {'n', 'o', 'n', 'e'});
-        EXPECT_EQ(load(third).bandStatus, loadCannotRead);
+        const Loaded cut = load(third);
+        EXPECT_EQ(cut.bandStatus, loadCannotRead);
+        for (size_t i = 0; i < cut.rows.size(); i++) // of two parts, the bits as they are stored
+            ASSERT_EQ(cut.rows[i], i < 12 * cut.stride ? mirrored(picture.rows[i]) : 0xA5);
         fs::remove(stem + "2");
         EXPECT_EQ(load(third).bandStatus, loadCannotRead);
     }
@@ -115,13 +119,23 @@ TEST_F(Jc5, RefusesWhatItDoesNotRead)
         {52, 65517, loadSuccess},     {52, 65518, loadWrongFormat},    {52, 0xFFFFFFFF, loadWrongFormat},
         {36, 0, loadWrongFormat},     {44, 7, loadWrongFormat},        {44, 10000, loadCannotRead},
         {44, 10001, loadWrongFormat}, {12, 3, loadWrongFormat},        {4, 256, loadCannotRead},
-        {4, 257, loadWrongFormat},    {0, 0x82FE0100, loadWrongFormat}};
+        {4, 257, loadCannotRead},     {0, 0x82FE0100, loadWrongFormat}};
     for (const auto& [at, number, status] : cases) {
         const Patches patches = {{at, number >> 24, number >> 16, number >> 8, number}};
         expectStatuses({"d.jc5", jc5, nullptr, ""}, good, status, patches);
     }
     for (size_t size = 2; size < good.size() - 4; size++)
         EXPECT_EQ(load(write(Bytes(good.data(), good.data() + size)), {.id = jc5}).status, loadCannotRead) << size;
+    EXPECT_EQ(load(write({0x81, 0xFE, 5, 1, 0, 0, 1, 1}), {.id = jc5}).status, loadCannotRead);
+    // Too many descriptors are too many when all of them are read, and those that are unknown have been told.
+    for (u32 more : {255u, 257u}) {
+        const std::vector<Jc5Descriptor> unknown(more, {7});
+        const std::string file = write(encodeJc5(noiseCards(4, 2), {.more = unknown}));
+        testing::internal::CaptureStdout();
+        EXPECT_EQ(load(file, {.id = jc5}).status, more == 255 ? loadSuccess : loadWrongFormat);
+        const std::string said = testing::internal::GetCapturedStdout();
+        EXPECT_EQ(std::count(said.begin(), said.end(), '\n'), more);
+    }
     for (u32 layout : {0x101u, 0x1FFFFu, 0x20000u}) {
         const Bytes part = encodeJc5(noiseCards(4, 2), {.layout = {layout}});
         EXPECT_EQ(load(write(part, ".j01")).status, layout == 0x1FFFF ? loadSuccess : loadWrongFormat);

@@ -165,3 +165,36 @@ TEST(RepeatProgram, CostsNoMoreThanItsPicture)
         }
     }
 }
+
+TEST(RepeatProgram, ShowsRemovedRowsOrRefuses)
+{
+    TestDirectory directory;
+    for (size_t format : {3, 4}) {
+        const bool isDes = formats[format].id == 49;
+        const LoomStep first = {LoomStep::pick, 1, {1, 0, 0, 0, 0, 0, 0, 1}},
+                       last = {LoomStep::pick, 1, {2, 0, 0, 0, 0, 0, 0, 1}};
+        // PIW passes over the pick that completes the largest picture, and DES has no more picks: what was removed
+        // shows.
+        const LoomProgram showing = isDes ? LoomProgram{first} : LoomProgram{first, {LoomStep::pick, 65519, first.row}};
+        for (u32 blocks : {65, 1024, 1025})
+            for (bool shows : {true, false}) {
+                LoomProgram program;
+                for (u32 i = 1; i < blocks; i++)
+                    program = std::move(program) + repeat(0, repeat(65520, {first}));
+                program = program + repeat(0, repeat(65520, {last})) + (shows ? showing : repeat(65520, {first}));
+                const std::string path =
+                    directory.write(std::to_string(blocks) + (shows ? "s" : "h") + formats[format].name,
+                                    formats[format].encode(program, 65520));
+                testing::internal::CaptureStdout();
+                const Loaded loaded = load(path);
+                const std::string said = testing::internal::GetCapturedStdout();
+                const bool isRefused = shows && blocks > 1024;
+                EXPECT_EQ(isDes || !isRefused ? loaded.status : loaded.bandStatus,
+                          isRefused ? loadBadData : loadSuccess)
+                    << path;
+                EXPECT_EQ(said.empty(), !isRefused) << said;
+                for (u64 y = 0; y < 65520 && !isRefused; y++)
+                    ASSERT_EQ(loaded.rows[8 * y], y > 0 && shows ? 2 : 1) << path << y;
+            }
+    }
+}

@@ -44,8 +44,10 @@ TEST(SmallDobbies, DeliverRows)
         const u32 width = format == &nissan ? 40 : 400;
         const std::string file = directory.write(format->name, format->encode(noiseCards(width, 3)));
         EXPECT_EQ(load(file, {.id = format->id, .extraStride = 1, .fill = 0x0F}).rows.back(), 0xF0);
-        EXPECT_EQ(bandStatusOfCut(*format, noiseCards(width, 3000), 1), loadBadData);
     }
+    expectStoredBits(nissan, noiseCards(40, 60000), 22, CutRow::none, 11);
+    expectStoredBits(viable, noiseCards(65520, 40), 512, CutRow::held);
+    expectStoredBits(avl, noiseCards(65520, 40), 256, CutRow::held);
 }
 
 TEST(SmallDobbies, ReadNissanDigits)

@@ -133,17 +133,22 @@ static LoadStatus tryLoadOrg(const LoadRequest& request, ImageInfo& image)
     return keepCards(file, threadState().loom.chinese.rows, {"Most Dobby weave", width, height, width}, image);
 }
 
-static LoadStatus loadReversed(u8* rows, u32 count, u32 bytesPerRow)
+static LoadStatus loadVaritex(u8* rows, u32 count, u32 bytesPerRow)
 {
     return loadRows(threadState().loom.chinese.rows, rows, count, bytesPerRow, BitOrder::reversed);
 }
 
-static LoadStatus loadZhuPat(u8* rows, u32 count, u32 bytesPerRow)
+// Of a row that the file cuts short nothing is delivered, unless the rows are read at once.
+template <BitOrder order>
+static LoadStatus loadWholeRows(u8* rows, u32 count, u32 bytesPerRow)
 {
     RowFile& slot = threadState().loom.chinese.rows;
     if (bytesPerRow == slot.rowBytes)
-        return loadRows(slot, rows, count, bytesPerRow, BitOrder::asStored);
-    return loadRowStarts(slot, slot.rowBytes, slot.rowBytes, rows, count, bytesPerRow);
+        return loadRows(slot, rows, count, bytesPerRow, order);
+    const LoadStatus status = loadRowStarts(slot, slot.rowBytes, slot.rowBytes, rows, count, bytesPerRow);
+    if (status == loadSuccess && order == BitOrder::reversed)
+        reverseBits(rows, u64{count} * bytesPerRow, false);
+    return status;
 }
 
 // A tile of an ORG picture: 64 ends of 16 picks.
@@ -256,27 +261,27 @@ static LoadStatus endLoad()
 
 void registerLoadVaritexPAT()
 {
-    registerEntries<tryLoadVaritex, loadReversed, endLoad>();
+    registerEntries<tryLoadVaritex, loadVaritex, endLoad>();
 }
 
 void registerLoadMotongPAT()
 {
-    registerEntries<tryLoadZhuPat, loadZhuPat, endLoad>();
+    registerEntries<tryLoadZhuPat, loadWholeRows<BitOrder::asStored>, endLoad>();
 }
 
 void registerLoadMotongSTI()
 {
-    registerEntries<tryLoadZhuSti, loadReversed, endLoad>();
+    registerEntries<tryLoadZhuSti, loadWholeRows<BitOrder::reversed>, endLoad>();
 }
 
 void registerLoadWBF()
 {
-    registerEntries<tryLoadWbf, loadReversed, endLoad>();
+    registerEntries<tryLoadWbf, loadWholeRows<BitOrder::reversed>, endLoad>();
 }
 
 void registerLoadWB()
 {
-    registerEntries<tryLoadWb, loadReversed, endLoad>();
+    registerEntries<tryLoadWb, loadWholeRows<BitOrder::reversed>, endLoad>();
 }
 
 void registerLoadORG()

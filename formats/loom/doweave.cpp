@@ -151,7 +151,7 @@ static bool isSilent(i64 type)
     return type == 26 || type == 75 || type == 81 || type == 82;
 }
 
-static bool readWeave(FILE* stream, const char* path, u32 records, RepeatExpansion& weave)
+static LoadStatus readWeave(FILE* stream, const char* path, u32 records, RepeatExpansion& weave)
 {
     for (u32 done = 0; done < records && feof(stream) == 0;) {
         char line[lineBytes];
@@ -161,14 +161,13 @@ static bool readWeave(FILE* stream, const char* path, u32 records, RepeatExpansi
             continue;
         if (type != weaveRecord) {
             printf("DoWeave %s contains unknown record(%d): %s\n", baseName(path), static_cast<int>(type), line);
-            return false;
+            return loadWrongFormat;
         }
         if (bigEndianAt(line + atLength) != pickBytes || !addRecord(line, weave))
-            return false;
+            return loadWrongFormat;
         done++;
     }
-    finishCopies(weave);
-    return true;
+    return finishCopies(weave);
 }
 
 static LoadStatus tryLoad(const LoadRequest& request, ImageInfo& image)
@@ -195,9 +194,11 @@ static LoadStatus tryLoad(const LoadRequest& request, ImageInfo& image)
         weave.mostOpen = mostNestedRepeats;
         weave.rowBytes = pickBytes;
         weave.removedRowsLeft = mostRemovedRows;
-        if (!table.allocate(u64{picks} * pickBytes) || !makeRoom(weave, table.bytes, picks, pickBytes, picks) ||
-            !readWeave(file.stream, request.path, description.records, weave))
+        if (!table.allocate(u64{picks} * pickBytes) || !makeRoom(weave, table.bytes, picks, pickBytes, picks))
             return loadWrongFormat;
+        const LoadStatus status = readWeave(file.stream, request.path, description.records, weave);
+        if (status != loadSuccess)
+            return status;
     }
     image.kind = kindBilevel;
     image.width = shafts;

@@ -72,7 +72,8 @@ static LoadStatus tryLoad(const LoadRequest& request, ImageInfo& image)
 static LoadStatus loadBand(u8* rows, u32 count, u32 bytesPerRow)
 {
     RowFile& slot = threadState().loom.nissan;
-    return convertRows(slot, count, lineBytes, [&](const u8* line, u64 i) {
+    u64 delivered = 0;
+    const LoadStatus status = convertRows(slot, count, lineBytes, [&](const u8* line, u64 i) {
         u8 pick[pickBytes];
         for (u32 byte = 0; byte < pickBytes; byte++)
             pick[byte] = digits.left[line[2 * byte]] | digits.right[line[2 * byte + 1]];
@@ -80,7 +81,11 @@ static LoadStatus loadBand(u8* rows, u32 count, u32 bytesPerRow)
         deliverRow(row, pick, pickBytes, bytesPerRow);
         if (bytesPerRow > pickBytes)
             reverseBits(row + pickBytes, bytesPerRow - pickBytes, false);
+        delivered = i + 1;
     });
+    if (status != loadSuccess) // the bits of a band that is cut short stay as the file has them
+        reverseBits(rows, delivered * bytesPerRow, false);
+    return status;
 }
 
 static LoadStatus endLoad()

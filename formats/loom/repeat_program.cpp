@@ -65,11 +65,17 @@ bool openRepeat(RepeatExpansion& expansion, u32 count)
 // The block stays where it is until something else is written there.
 static void removeBlock(RepeatExpansion& expansion, const OpenRepeat& repeat)
 {
+    if (expansion.rowsReached >= expansion.lostEnd)
+        expansion.lostEnd = 0;
+    bool isLost = false;
     for (u32 i = repeat.copyCount; i < expansion.copyCount; i++) {
         const BlockCopy& copy = copiesOf(expansion)[i];
         const u64 rows = copy.end - copy.start;
-        if (rows > expansion.removedRowsLeft)
-            break;
+        isLost = isLost || rows > expansion.removedRowsLeft;
+        if (isLost) {
+            expansion.lostEnd = std::max<u64>(expansion.lostEnd, copy.end);
+            continue;
+        }
         expansion.removedRowsLeft -= rows;
         copyBlock(expansion, copy);
     }
@@ -88,11 +94,14 @@ bool closeRepeat(RepeatExpansion& expansion)
     return true;
 }
 
-void finishCopies(RepeatExpansion& expansion)
+LoadStatus finishCopies(RepeatExpansion& expansion)
 {
+    if (expansion.rowsReached < expansion.lostEnd)
+        return refuse(loadBadData, "its repeats remove more rows than can be kept, and some of them show");
     for (u32 i = 0; i < expansion.copyCount; i++)
         copyBlock(expansion, copiesOf(expansion)[i]);
     expansion.copyCount = 0;
+    return loadSuccess;
 }
 
 void reverseRest(const RepeatExpansion& expansion)

@@ -5,6 +5,7 @@
 #include "formats/loom/state.h"
 #include "framework/bytes.h"
 #include "framework/file.h"
+#include "framework/reason.h"
 
 constexpr u32 mostOpenRepeats = 9;
 constexpr u32 mostNestedRepeats = 10; // of all formats
@@ -12,8 +13,8 @@ constexpr u32 fewestProgramRows = 2;
 constexpr u32 mostProgramRows = 65520;
 
 // Writing the rows that a repeat removes again is work without end for a program of such repeats alone, so there is
-// an end to it.
-constexpr u64 mostRemovedRows = u64{64} * mostProgramRows;
+// an end to it. A program in whose picture more of them would show is refused.
+constexpr u64 mostRemovedRows = u64{1024} * mostProgramRows;
 
 struct OpenRepeat {
     u32 count;
@@ -42,6 +43,7 @@ struct RepeatExpansion {
     u64 bytesPerRow = 0;
     u64 pickLimit = UINT64_MAX; // a pick whose rows reach this number is passed over
     u64 removedRowsLeft = 0;    // how many rows of removed blocks may be copied, where they show when nothing follows
+    u64 lostEnd = 0;            // removed rows below it could not be copied, and nothing has been written there since
     u64 rowsWritten = 0;        // up to the highest one
     Buffer copies = {};
     u32 copyCount = 0;
@@ -69,8 +71,8 @@ inline bool addPick(RepeatExpansion& expansion, const u8* row, u32 rowBytes, u32
     return repeatRows(expansion, start, count);
 }
 
-// Repeats that are still open stand as they are.
-void finishCopies(RepeatExpansion& expansion);
+// Repeats that are still open stand as they are. 7 when removed rows show that are too many to copy.
+LoadStatus finishCopies(RepeatExpansion& expansion);
 
 // Turns the bits of all that is not written: behind each row and behind the last one.
 void reverseRest(const RepeatExpansion& expansion);
@@ -166,7 +168,8 @@ LoadStatus loadProgram(const RepeatProgram& slot, RepeatExpansion& expansion, u8
         return loadOutOfMemory;
     if (!walkProgram<format>(expansion, slot.records, slot.recordCount))
         return loadWrongFormat;
-    finishCopies(expansion);
-    reverseRest(expansion);
-    return loadSuccess;
+    const LoadStatus status = finishCopies(expansion);
+    if (status == loadSuccess)
+        reverseRest(expansion);
+    return status;
 }

@@ -240,7 +240,9 @@ static LoadStatus loadArmBand(u8* rows, u32 count, u32 bytesPerRow)
     const u32 wanted = std::min(count, slot.rowsLeft);
     u8 records[picksAtOnce * armRecordBytes];
     u8 packed[picksAtOnce * armRowBytes];
-    for (u32 done = 0; done < wanted;) {
+    u32 done = 0;
+    bool isShort = wanted < count;
+    while (done < wanted) {
         const size_t asked = std::min(picksAtOnce, wanted - done);
         const size_t picks = fread(records, armRecordBytes, asked, slot.file);
         u8* destination = rows + u64{done} * bytesPerRow;
@@ -254,10 +256,14 @@ static LoadStatus loadArmBand(u8* rows, u32 count, u32 bytesPerRow)
         reverseBits(destination, picks * bytesPerRow, false);
         done += static_cast<u32>(picks);
         slot.rowsLeft -= static_cast<u32>(picks);
-        if (picks < asked)
-            return loadBadData;
+        if (picks < asked) {
+            isShort = true;
+            break;
+        }
     }
-    return wanted < count ? loadBadData : loadSuccess;
+    if (isShort) // the bits stay as the file has them
+        reverseBits(rows, u64{done} * bytesPerRow, false);
+    return isShort ? loadBadData : loadSuccess;
 }
 
 static LoadStatus endArm()

@@ -22,6 +22,7 @@
 
 constexpr size_t magicBytes = 2;
 constexpr size_t headerSize = 8;
+constexpr u32 headBytes = 8; // of a descriptor
 constexpr u32 mostDesignDescriptors = 256;
 constexpr u32 longestPayload = 10000; // a design descriptor is shorter
 constexpr u32 nameBytes = 200;
@@ -76,7 +77,7 @@ static bool hasMagic(const u8* header)
 
 static bool readHead(FILE* stream, StaubliDescriptor& descriptor)
 {
-    u8 head[8];
+    u8 head[headBytes];
     if (!readExactly(stream, head, sizeof head))
         return false;
     descriptor.type = bigEndian32(head);
@@ -132,7 +133,10 @@ static LoadStatus readDesign(FILE* stream, const char* path, u32 count, StaubliD
 
 static LoadStatus readGroups(FILE* stream, u32 count, HookGroups& groups)
 {
-    if (!groups.widths.allocate(std::min(count, largestSide) * sizeof(u32)))
+    // Whatever the count says: no more than the file has room for.
+    const i64 held = std::max<i64>(0, regularFileSize(stream) - ftello(stream));
+    const u64 most = std::min<u64>({count, largestSide, static_cast<u64>(held) / headBytes});
+    if (!groups.widths.allocate(most * sizeof(u32)))
         return loadOutOfMemory;
     StaubliDescriptor descriptor;
     for (u32 i = 0; i < count; i++) {
@@ -148,7 +152,7 @@ static LoadStatus readGroups(FILE* stream, u32 count, HookGroups& groups)
             printf("JC5: Unknown descriptor %u!", descriptor.type);
             continue;
         }
-        if (descriptor.length < atGroupName || groups.count == largestSide) {
+        if (descriptor.length < atGroupName || groups.count == most) {
             groups.isValid = false;
             continue;
         }
@@ -198,10 +202,11 @@ static LoadStatus tryLoad(const LoadRequest& request, ImageInfo& image)
     if (!file.open(request.path) || !readExactly(file.stream, header, sizeof header))
         return loadCannotRead;
     const u32 descriptors = bigEndian32(header + 4);
-    if (!hasMagic(header) || descriptors > mostDesignDescriptors)
+    if (!hasMagic(header))
         return loadWrongFormat;
 
-    StaubliDesign design{.name = "", .picks = 0, .layout = defaultLayout, .isValid = true};
+    StaubliDesign design{
+        .name = "", .picks = 0, .layout = defaultLayout, .isValid = descriptors <= mostDesignDescriptors};
     LoadStatus status = readDesign(file.stream, request.path, descriptors, design);
     if (status != loadSuccess)
         return status;
@@ -346,10 +351,13 @@ static LoadStatus loadBand(u8* rows, u32 count, u32 bytesPerRow)
     StaubliState& state = *open;
     StaubliJc5State& jc5 = threadState().loom.staubliJc5;
     const u32 wanted = std::min(count, state.rowsLeft);
+    u8* const first = rows;
     u32 left = wanted;
+    bool hasPick = true;
     while (left > 0) {
-        if (!isAtPick(state, jc5))
-            return loadCannotRead;
+        hasPick = isAtPick(state, jc5);
+        if (!hasPick)
+            break;
         // A part without a whole pick uses up a row all the same.
         const u32 run = state.multiPart ? static_cast<u32>(std::clamp<i64>(jc5.picksLeft, 1, left)) : left;
         const u64 size = static_cast<u64>(run) * bytesPerRow;
@@ -362,9 +370,12 @@ static LoadStatus loadBand(u8* rows, u32 count, u32 bytesPerRow)
         state.rowsLeft -= run;
         left -= run;
     }
-    if (wanted == count)
+    if (hasPick && wanted == count)
         return loadSuccess;
-    return isAtPick(state, jc5) ? loadBadData : loadCannotRead;
+    if (hasPick && isAtPick(state, jc5))
+        return loadBadData;
+    reverseBits(first, static_cast<u64>(rows - first), false); // without the next part the bits stay as they are stored
+    return loadCannotRead;
 }
 
 static bool isZc5Name(const char* path)
