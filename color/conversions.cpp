@@ -62,8 +62,8 @@ void HSLtoRGB(const i32* hsl, u32* rgb)
     const double value =
         lightness <= 0.5 ? lightness * (1 + saturation) : lightness + saturation - lightness * saturation;
     const double hue = hsl[0] / 360.0 * 6; // in sextants
-    rgb[0] = rgb[1] = rgb[2] = 0;
-    if (value <= 0 || hsl[0] < 0)
+    rgb[0] = rgb[1] = rgb[2] = 0;          // from here on hsl may be gone: both may be the same
+    if (value <= 0 || hue < 0)
         return;
     const double middle = 2 * lightness - value;
     const i32 sextant = truncated(hue);

@@ -269,6 +269,10 @@ u64 colorQuantize(const u8* rgb, i32 rgbStride, u8* indexOut, i32 indexStride, i
         return 0;
     fixedCount = std::clamp(fixedCount, 0, mostColours);
     const bool mapsPixels = rgb != nullptr && indexOut != nullptr;
+    if (mapsPixels && fixedCount == 0 && *colourCount <= mostColours &&
+        indexDistinctColours(rgb, rgbStride, indexOut, indexStride, width, height, palette, *colourCount))
+        return 0;
+
     const i32 wanted = std::min(*colourCount, mostColours);
     const Block<u64> histogram = allocateBlock<u64>(cellCount);
     const Block<Box> boxes = allocateBlock<Box>(static_cast<u64>(wanted));
@@ -278,10 +282,6 @@ u64 colorQuantize(const u8* rgb, i32 rgbStride, u8* indexOut, i32 indexStride, i
     if (!reservePalette(cells.search, mostColours))
         return 0;
 
-    // Only now, so that want of memory leaves the indices as they were.
-    if (mapsPixels && fixedCount == 0 && *colourCount <= mostColours &&
-        indexDistinctColours(rgb, rgbStride, indexOut, indexStride, width, height, palette, *colourCount))
-        return 0;
     u8 oldPalette[3 * mostColours];
     std::copy_n(palette, sizeof oldPalette, oldPalette);
     if (rgb != nullptr)

@@ -1,4 +1,5 @@
 // Detection and the shared helpers: the first byte of the input chooses one, the rest is its line, file or path.
+#include <algorithm>
 #include <cstdio>
 #include <cstdlib>
 #include <memory>
@@ -36,17 +37,22 @@ static void readCompressed(Input& input)
 
 static void readWeave(Input& input)
 {
-    i32 mode = 0, width = takeNumber(input, -1, 300), height = takeNumber(input, -1, 300);
-    u8 orientation = 0;
-    i32* threading = nullptr;
-    u8* plane = nullptr;
+    const i32 ends = takeNumber(input, -1, 300), picks = takeNumber(input, -1, 300);
     std::vector<char> line(100000);
-    snprintf(line.data(), line.size(), "#BINDING\n");
     std::vector<u8> bytes = takeBytes(input, input.left);
     Stream stream = streamOf(bytes);
-    readTevrinWeave(stream.get(), line.data(), &mode, &width, &height, &orientation, &threading, &plane);
-    free(threading);
-    free(plane);
+    for (bool bringsBlocks : {false, true}) {
+        i32 mode = 0, width = ends, height = picks;
+        u8 orientation = 0;
+        const size_t columns = static_cast<size_t>(std::max(ends, 0)), rows = static_cast<size_t>(std::max(picks, 0));
+        auto* threading = static_cast<i32*>(bringsBlocks ? calloc(columns, sizeof(i32)) : nullptr);
+        auto* plane = static_cast<u8*>(bringsBlocks ? calloc((columns + 7) / 8, rows) : nullptr);
+        snprintf(line.data(), line.size(), "#BINDING\n");
+        rewind(stream.get());
+        readTevrinWeave(stream.get(), line.data(), &mode, &width, &height, &orientation, &threading, &plane);
+        free(threading);
+        free(plane);
+    }
 }
 
 static void takePathsApart(Input& input)

@@ -176,9 +176,9 @@ typedef int (*TryLoadFn)(const char* path, u32* kind, u32* width, u32* height, u
 /* Writes the next rows of the picture, one every bytesPerRow bytes from buf on; bytes of a row behind its pixels keep
  * their values unless the format says otherwise, and a stride below the row size gets the bytes that fit.
  *
- * Best pass the row size of the kind: the JC5 and JC III loaders read bytesPerRow bytes a pick from the file, weaves of
- * a full plane copy as many, and drape projects and vector previews deliver their rows without a gap, from the first
- * one in every call.
+ * Best pass the row size of the kind: the JC5 and JC III loaders read bytesPerRow bytes a pick from the file (JC III
+ * never less than a whole pick), weaves of a full plane copy as many, and drape projects and vector previews deliver
+ * their rows without a gap, from the first one in every call.
  *
  * Ask for the whole picture in one call (rows = height): some formats are stored interlaced or as a program that is
  * expanded at once. BMP files are stored from the bottom up: however many rows are asked for, buf is the first row of
@@ -186,8 +186,14 @@ typedef int (*TryLoadFn)(const char* path, u32* kind, u32* width, u32* height, u
  * is the first row asked for. Palettes number their colours anew in every call and run on over bytesPerRow.
  *
  * Returns a LoadStatus; anything but 0 is a failure, and which it is depends on the format. Most report 7 when the data
- * end early, GIF 3 and PNG 4; what a JPEG file lacks its decoder makes up. 2 when a work buffer cannot be allocated, 7
- * when no picture is open. Rows behind the picture's last are never written. */
+ * end early, GIF 3 and PNG 4; what a JPEG file lacks its decoder makes up, and what a BBI file lacks is clear. 2 when a
+ * work buffer cannot be allocated, 7 when no picture is open.
+ *
+ * When more rows are asked for than there are left, GIF, JPEG, TIFF, DIS, TIS, Bonas, DOP, COP, PID, PIW, BBI,
+ * palettes, weaves, fabrics, drape projects and vector previews report 0, DAT, CGS, DP5 and WJL 3, PNG and ORG 4, JC
+ * III, JC4 and JC5 3 or 7, all others 7. Rows behind the picture's last are left alone, but palettes clear rows x
+ * bytesPerRow bytes at the start of a call, and weaves, fabrics, drape projects, vector previews, BBI, TongYuan, ORG
+ * and WJL clear them. */
 typedef int (*LoadBandFn)(u8* buf, u32 rows, u32 bytesPerRow);
 
 /* Closes the picture and frees all that its loader held; a second call is harmless. Returns 0. */
@@ -314,7 +320,9 @@ TLOAD_API void registerLoadActWJL(void);
 
 /* The setters keep a copy of the text for the life of the state, null unsets. No text is checked and none has a
  * default. A text that a getter returned stays readable after the setting was changed; null = never set.
- * The temporary directory takes no trailing slash; a command is what a shell would run, its arguments are appended. */
+ * The temporary directory takes no trailing slash; a command is what a shell would run, its arguments are appended.
+ * A vector preview removes the file that has its name there, FILE.pdf.png, before the command runs. What a QTZ archive
+ * unpacks there is refused with 6 when it is a link or another user's, or when a folder has its name. */
 TLOAD_API void llibSetTmpDir(const char* text);
 TLOAD_API const char* llibGetTmpDir(void);
 TLOAD_API void llibSetGzipCommand(const char* text);
@@ -411,7 +419,8 @@ TLOAD_API char* parseOneLineTagXML(char* text, const char* tag);
 /* Reads a zlib block whose compressed size stands in sizeText as a decimal number, and inflates it into dest of
  * destCapacity bytes. Returns the inflated length (1 when it is 0), or 0 on any failure. */
 TLOAD_API int readCompressedData(const char* sizeText, u8* dest, int destCapacity, FILE* file);
-/* Skips such a block; 0 when the size cannot be parsed, else 1, also when the stream cannot be moved so far. */
+/* Skips such a block; 0 when the size cannot be parsed, else 1, also when the stream cannot be moved so far and stays
+ * where it is. */
 TLOAD_API int skipCompressedData(const char* sizeText, FILE* file);
 /* Two digits, the number of directories to climb from path, and the way down from there to other; at most 511
  * characters. "" when either is null. */
@@ -487,7 +496,8 @@ TLOAD_API i64 checkTrueColorPalette(const u8* rgb, i32 stride, i32 width, i32 he
 TLOAD_API i64 checkRGBAPalette(const u8* rgba, i32 stride, i32 width, i32 height, u8* paletteOut);
 
 /* Reduces a picture to few colours. A true-colour picture that has no more of them than wanted keeps them exactly, in
- * the order of their first appearance, when fixedCount is 0; else the palette is found by median cut.
+ * the order of their first appearance, when fixedCount is 0, and takes no memory; else the palette is found by median
+ * cut.
  *
  *   rgb          the picture; null: indexOut holds an indexed one in the colours of palette
  *   indexOut     out: an index for each pixel. From an indexed picture all height x indexStride bytes are replaced, and
@@ -536,9 +546,10 @@ TLOAD_API void colorQuantizeDitherFS16(const u8* src, i32 srcStride, u16* dst, i
  * first. Full plane: height rows of (width + 7) / 8 bytes, the leftmost end in the highest bit. Its size follows the
  * sizes that were told before it, those behind it do not change it.
  *
- * threading and plane are the caller's to free afterwards, whatever the result. Records that fill a block or spread
- * rows in it are refused when the block is one that the caller brought. Returns 1 on success, 0 on failure, 2 when a
- * plane that is not packed finds no memory. Needs no initLoadWeave. */
+ * A threading that the caller brings has an entry for each of width ends, a plane height rows of (width + 7) / 8 bytes.
+ * Records write no further, and a repeat table that no full plane stands before takes a plane for height rows of one
+ * byte. threading and plane are the caller's to free afterwards, whatever the result. Returns 1 on success, 0 on
+ * failure, 2 when a plane that is not packed finds no memory. Needs no initLoadWeave. */
 TLOAD_API int readTevrinWeave(FILE* file, char* line, i32* mode, i32* width, i32* height, u8* orientationFlag,
                               i32** threading, u8** plane);
 
@@ -549,7 +560,7 @@ TLOAD_API int readTevrinWeave(FILE* file, char* line, i32* mode, i32* width, i32
 
 /* RGB 0..255; H in degrees 0..359, S and L in thousandths, 0..1000. A pure red has the hue 359. */
 TLOAD_API void RGBtoHSL(const i32 rgb[3], u32 hsl[3]);
-/* The other way hues outside 0..359 are black. */
+/* The other way; hues outside 0..359 are black. hsl and rgb may be the same three numbers. */
 TLOAD_API void HSLtoRGB(const i32 hsl[3], u32 rgb[3]);
 /* L (0..10000), a and b of CIE L*a*b* in hundredths, under daylight, to linear RGB without a gamma curve. */
 TLOAD_API void Lab2RGB100(i32 L, i32 a, i32 b, u8* red, u8* green, u8* blue);

@@ -25,6 +25,9 @@ TEST(Conversions, BetweenRgbAndHsl)
     for (const auto& [hsl, rgb] : back) {
         HSLtoRGB(hsl.data(), got.data());
         EXPECT_EQ(got, rgb);
+        std::array<i32, 3> inPlace = hsl;
+        HSLtoRGB(inPlace.data(), reinterpret_cast<u32*>(inPlace.data()));
+        EXPECT_TRUE(std::equal(rgb.begin(), rgb.end(), inPlace.begin(), [](u32 a, i32 b) { return a == u32(b); }));
     }
 }
 

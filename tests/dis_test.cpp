@@ -34,6 +34,7 @@ TEST_F(Dis, DeliversTheFirstTiffFile)
     const Bytes text = {'I', 'I', 0, 0, 0};
     const std::vector<std::vector<ZipMember>> archives = {
         {{"z.tif", wrong}, {"inner/x", text}, {"inner/sub/y", right}},
+        {{"a/b.tif", wrong}, {"a.tif", right}},
         {{"a", {'/', 'e', 't', 'c'}, 0120777}, {"b", right}, {"locked/", {}, 040000}, {"locked/c", wrong}}};
     if (system("command -v unzip >/dev/null") != 0)
         GTEST_SKIP() << "Package unzip is not installed.";

@@ -62,6 +62,11 @@ TEST(Palettes, ShowEveryColourOnce)
     // The numbers run on over a wide stride and begin again in every call.
     const Loaded wide = load(directory.path + "/f.gpl", {.bands = {1, 1}, .extraStride = 3});
     EXPECT_TRUE(wide.rows[0] == 0 && wide.rows[18] == 18 && wide.rows[19] == 0 && wide.rows[37] == 18);
+    // What is asked for behind the last row is cleared.
+    const OpenPicture open(directory.path + "/f.gpl", 63);
+    Bytes rows(64, 0x55);
+    EXPECT_EQ(getLoadBand()(rows.data(), 4, 16), loadSuccess);
+    EXPECT_EQ(Bytes(rows.begin() + 20, rows.end()), Bytes(44));
 }
 
 TEST(Palettes, ReadTextAsItIsWritten)
@@ -77,6 +82,7 @@ TEST(Palettes, ReadTextAsItIsWritten)
         {"i.pal", "GIMP Palette\n#\n1 2 3\n", {}},
         {"j.gpl", "GIMP Palette\n9 9 9\n1 2 3\n# 4\n\n\n5 6 7", {1, 2, 3, 5, 6, 7}},
         {"l.gpl", "GIMP Palette\nColumns: 257\n#\n1 2 3\n", {}},
+        {"m.gpl", "GIMP Palette\nColumns: 4294967297\n#\n1 2 3\n", {}},
         {"q.txt", "1 2 3\n", {}},
     };
     for (const auto& [name, text, colours] : cases) {

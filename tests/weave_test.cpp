@@ -2,6 +2,7 @@
 
 #include <array>
 #include <cstring>
+#include <tuple>
 
 #include "samples/weave_writer.h"
 #include "tests/support.h"
@@ -134,11 +135,14 @@ struct Read {
     int result;
     i32 mode = -1, width = 4, height = 2;
     u8 flag = 9;
-    i32* threading = static_cast<i32*>(calloc(1, sizeof(i32)));
-    u8* plane = static_cast<u8*>(calloc(1, 1));
+    i32* threading = static_cast<i32*>(malloc(4 * sizeof(i32)));
+    u8* plane = static_cast<u8*>(malloc(2));
 
     explicit Read(string records)
     {
+        std::fill_n(threading, 4, 9);
+        plane[0] = 4;
+        plane[1] = 5;
         FILE* file = fmemopen(records.data(), records.size(), "r");
         std::vector<char> line(100000);
         strcpy(line.data(), "#BINDING\n");
@@ -159,8 +163,18 @@ TEST(Weave, IsReadFromAnOpenStream)
               (std::array{1, 0, 3, 2, 0}));
     EXPECT_EQ((std::array{draft.threading[0], draft.threading[1], draft.threading[2]}), (std::array{1, 0, 1}));
     EXPECT_EQ(draft.plane[0], 9);
-    // How large the caller's blocks are nobody can tell.
-    for (const string& record : {string("#HARNANDS=1111\n"), string("#HARNENDS=\n0 0 0 0\n"),
-                                 packedRecord("HARNUNDS", {0, 0, 0, 0}), packedRecord("LINES_REPEAT", {0, 0, 1, 0})})
-        EXPECT_EQ(Read(record + "#END\n").result, 0) << record;
+    // The caller's blocks hold what the sizes at the start tell, whatever follows.
+    const std::tuple<string, int, std::array<i32, 4>, u8> cases[] = {
+        {"#HARNANDS=4321\n", 1, {3, 2, 1, 0}, 5},
+        {"#HARNENDS=\n0 0 0 0\n", 1, {0, 0, 0, 0}, 5},
+        {"#HARNENDS=\n0 0 1 0\n", 0, {0, 0, 9, 9}, 5}, // there is one shaft
+        {packedRecord("HARNUNDS", {6, 5, 4, 3}), 1, {6, 5, 4, 3}, 5},
+        {"#YDIM=2\n" + packedRecord("LINES_REPEAT", {0, 0, 1, 0}), 1, {9, 9, 9, 9}, 4},
+        {"#YDIM=3\n" + packedRecord("LINES_REPEAT", {0, 0, 1, 0, 1, 0}), 0, {9, 9, 9, 9}, 5}};
+    for (const auto& [record, result, shafts, second] : cases) {
+        const Read read(record + "#END\n");
+        EXPECT_EQ(read.result, result) << record;
+        EXPECT_TRUE(std::equal(shafts.begin(), shafts.end(), read.threading)) << record;
+        EXPECT_TRUE(read.plane[0] == 4 && read.plane[1] == second) << record;
+    }
 }

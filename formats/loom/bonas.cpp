@@ -223,6 +223,7 @@ static LoadStatus tryLoadCompressed(const LoadRequest& request, ImageInfo& image
     memcpy(designName, request.path, length);
     designName[length] = 0;
 
+    release(thread.loom.bonas); // its expanded file is not somebody's
     Expanded expanded;
     struct stat info;
     // A file of that name is somebody's and stays as it is.

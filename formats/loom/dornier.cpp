@@ -9,7 +9,8 @@
 //   37  blocks: 'C', L, the number of the first pick, little-endian, and L - 2 bytes of picks
 //
 // DoTech
-//   a line with a word, a number and the picks; a line; a line that begins with byte 5; then a line a pick
+//   a line with a word, a number and the picks; a line; a line that begins with byte 5; then a line a pick. Of each of
+//   the first three, what is behind 99 characters counts as the next line.
 //
 // Muster
 //   a line a pick

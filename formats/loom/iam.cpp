@@ -1,7 +1,8 @@
 // IAM design files. Numbers are little-endian.
 //
 //   PAT   width at 0, height at 2, from 8 on 256 colours of blue, green, red and a zero; from 1032 on a byte a pixel
-//   BBI   'U' at 0, 'B' at 4, width at 16, height at 20; from 24 on four bytes a pixel, the first not zero: it is dark
+//   BBI   'U' at 0, 'B' at 4, width at 16, height at 20; from 24 on four bytes a pixel, the first not zero: it is dark;
+//         pixels that the file lacks are light
 #include "formats/loom/card_file.h"
 #include "framework/path.h"
 #include "framework/thread_state.h"
@@ -101,7 +102,6 @@ static void deliverDarkRow(u8* row, const u8* stored, u64 width, u64 bytesPerRow
         row[pixel / 8] |= static_cast<u8>(stored[bbiPixelBytes * pixel] != 0 ? 0x80 >> pixel % 8 : 0);
 }
 
-// Pixels that the file lacks are light.
 static LoadStatus loadBbi(u8* rows, u32 count, u32 bytesPerRow)
 {
     RowFile& slot = threadState().loom.iam;

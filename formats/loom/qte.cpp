@@ -166,6 +166,7 @@ static LoadStatus tryLoadArchive(const LoadRequest& request, ImageInfo& image)
             return loadWrongFormat;
     }
 
+    release(threadState().loom.qte); // what it has unpacked may lie under the same name
     runCommand(
         {commandText(unzip), commandText(" "), commandPath(request.path), commandText(" -d "), commandPath(folder)});
     UnpackedMember unpacked;

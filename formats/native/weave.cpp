@@ -58,7 +58,8 @@ static bool readSize(const char* text, i32& size)
     return true;
 }
 
-// The first ends are threaded straight through the shafts, the others all on the first shaft.
+// The first ends are threaded straight through the shafts, the others all on the first shaft. Every record that tells a
+// width makes a table for it, so that a table has an entry for each end.
 static ReadResult makeThreading(Weave& weave, i32 ends, i32 straightEnds)
 {
     free(weave.threading);
@@ -121,16 +122,9 @@ static ReadResult readShafts(RecordReader& reader, const char* value)
     return makeThreading(reader.weave, std::max(reader.shafts, reader.weave.width), reader.shafts);
 }
 
-static bool hasEntryForEachEnd(const Weave& weave)
-{
-    return weave.threading != nullptr && weave.threadingEnds >= weave.width;
-}
-
 static ReadResult readEndsAsNumbers(RecordReader& reader, const char*)
 {
     Weave& weave = reader.weave;
-    if (weave.threading != nullptr && !hasEntryForEachEnd(weave))
-        return readFailed;
     const i32 ends = weave.threading != nullptr ? weave.width : 0;
     for (i32 i = 0; i < ends; i++) {
         i32 shaft = 0;
@@ -145,7 +139,7 @@ static ReadResult readEndsAsNumbers(RecordReader& reader, const char*)
 static ReadResult readEndsAsCharacters(RecordReader& reader, const char* value)
 {
     Weave& weave = reader.weave;
-    if (!hasEntryForEachEnd(weave) || static_cast<i64>(strlen(value)) != i64{weave.width} + 1)
+    if (weave.threading == nullptr || static_cast<i64>(strlen(value)) != i64{weave.width} + 1)
         return readFailed;
     for (i32 i = 0; i < weave.width; i++)
         weave.threading[i] = std::max(static_cast<u8>(value[i]) - '1', 0);
@@ -163,7 +157,7 @@ static ReadResult readEndsAsBytes(RecordReader& reader, const char* value)
 {
     Weave& weave = reader.weave;
     Buffer shafts;
-    if (!hasEntryForEachEnd(weave) || weave.width < 0 || !shafts.allocate(static_cast<size_t>(weave.width)) ||
+    if (weave.threading == nullptr || weave.width < 0 || !shafts.allocate(static_cast<size_t>(weave.width)) ||
         !readPacked(reader, value, shafts.bytes, weave.width))
         return readFailed;
     for (i32 i = 0; i < weave.width; i++)
@@ -307,7 +301,9 @@ static ReadResult readWeave(FILE* stream, char* line, Weave& weave, u8& orientat
 int readTevrinWeave(FILE* file, char* line, i32* mode, i32* width, i32* height, u8* orientationFlag, i32** threading,
                     u8** plane)
 {
-    Weave weave{*plane, 0, *threading, 0, *mode, *width, *height};
+    Weave weave{*plane, 0, *threading, *width, *mode, *width, *height};
+    if (*plane != nullptr && *width > 0 && *height > 0)
+        weave.planeBytes = (static_cast<u64>(*width) + 7) / 8 * static_cast<u64>(*height);
     const ReadResult result = readWeave(file, line, weave, *orientationFlag);
     *plane = weave.plane;
     *threading = weave.threading;

@@ -1,9 +1,11 @@
 // JD&N designs (DIS): a zip archive, unpacked by the installed command.
 //
-//   "PK", 3, 4   then the members; the first one that is a TIFF file is the picture
+//   "PK", 3, 4   then the members; in the order of their whole names, the first one that is a TIFF file is the picture
 #include <dirent.h>
 #include <sys/stat.h>
 
+#include <algorithm>
+#include <cstdio>
 #include <cstdlib>
 #include <cstring>
 
@@ -59,37 +61,51 @@ static bool isTiffFile(const char* path)
     return file.open(path) && readExactly(file.stream, mark, sizeof mark) && isTiffMark(mark);
 }
 
-static int byName(const dirent** left, const dirent** right)
-{
-    return strcmp((*left)->d_name, (*right)->d_name);
-}
-
-static bool findPicture(char* path, u32 depth);
-
-// Links lead out of the archive and are not followed.
-static bool isPicture(char* path, u32 depth)
+// Folders and files alone: links lead out of the archive and are not followed.
+static u8 typeOf(const char* path)
 {
     struct stat info;
-    if (lstat(path, &info) != 0)
-        return false;
-    return S_ISDIR(info.st_mode) ? depth < deepestFolder && findPicture(path, depth + 1)
-                                 : S_ISREG(info.st_mode) && isTiffFile(path);
+    return lstat(path, &info) == 0 ? static_cast<u8>(IFTODT(info.st_mode)) : u8{DT_UNKNOWN};
+}
+
+// In the whole names of its members a folder's name goes on with a '/'.
+static bool comesBefore(const dirent* left, const dirent* right)
+{
+    size_t i = 0;
+    while (left->d_name[i] == right->d_name[i] && left->d_name[i] != 0)
+        i++;
+    auto character = [i](const dirent* entry) {
+        const auto c = static_cast<u8>(entry->d_name[i]);
+        return c == 0 && entry->d_type == DT_DIR ? u8{'/'} : c;
+    };
+    return character(left) < character(right);
+}
+
+static int isMember(const dirent* entry)
+{
+    return strcmp(entry->d_name, ".") != 0 && strcmp(entry->d_name, "..") != 0 ? 1 : 0;
 }
 
 // Lengthens the name of a folder, which has room for folderNameBytes, to that of the first TIFF file in it.
 static bool findPicture(char* path, u32 depth)
 {
     dirent** entries = nullptr;
-    const int count = scandir(path, &entries, nullptr, byName);
+    const int count = scandir(path, &entries, isMember, nullptr);
     const size_t length = strlen(path);
+    auto nameMember = [path, length](const dirent* entry) {
+        const int size = snprintf(path + length, folderNameBytes - length, "/%s", entry->d_name);
+        return static_cast<size_t>(size) < folderNameBytes - length;
+    };
+    for (int i = 0; i < count; i++)
+        entries[i]->d_type = nameMember(entries[i]) ? typeOf(path) : u8{DT_UNKNOWN};
+    if (count > 0)
+        std::sort(entries, entries + count, comesBefore);
     bool isFound = false;
     for (int i = 0; i < count; i++) {
-        const char* name = entries[i]->d_name;
-        const bool isMember = strcmp(name, ".") != 0 && strcmp(name, "..") != 0;
-        if (!isFound && isMember && length + strlen(name) + 2 <= folderNameBytes) {
-            path[length] = '/';
-            strcpy(path + length + 1, name);
-            isFound = isPicture(path, depth);
+        const u8 type = entries[i]->d_type;
+        if (!isFound && (type == DT_REG || type == DT_DIR)) {
+            nameMember(entries[i]);
+            isFound = type == DT_REG ? isTiffFile(path) : depth < deepestFolder && findPicture(path, depth + 1);
         }
         free(entries[i]);
     }

@@ -8,6 +8,8 @@
 //   image data          minimum code size, then LZW codes in sub-blocks: a length byte and that many bytes;
 //                       a length of 0 terminates
 //
+// A file that ends before the image data is one that cannot be read, status 3, and no damaged one.
+//
 // The decoder keeps its place between two bands, in the middle of a code's expansion if need be.
 #include <cstdlib>
 

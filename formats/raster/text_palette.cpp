@@ -82,8 +82,9 @@ static u32 readGimp(FILE* stream, u8* palette, u32& columns)
         readLine(stream, line);
     if (beginsWith(line, columnsKey)) {
         if (line.text[strlen(columnsKey)] != 0) {
-            columns = static_cast<u32>(strtol(line.text + strlen(columnsKey), nullptr, 10));
-            if (columns < 1 || columns > mostColumns)
+            const i64 number = strtol(line.text + strlen(columnsKey), nullptr, 10);
+            columns = static_cast<u32>(number);
+            if (number < 1 || number > mostColumns)
                 return 0;
         }
         readLine(stream, line); // where the first comment stands

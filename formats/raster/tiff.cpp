@@ -4,7 +4,9 @@
 //   directory   tags: size, depth, samples a pixel, photometric interpretation, resolution, colour map, ...
 //   strips      rows, compressed or not: the samples of a pixel side by side, or a plane of strips for each sample
 //
-// Rows are delivered as 8-bit indices or colours. Samples of less than 8 bits are delivered as they stand.
+// Rows are delivered as 8-bit indices or colours. Samples of less than 8 bits are delivered as they stand; of samples
+// of 3, 5, 6 or 7 bits the first byte of a row is all that is looked at. Resolutions are multiplied in double
+// precision.
 #include "formats/raster/tiff.h"
 
 #include <tiffio.h>
