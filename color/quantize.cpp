@@ -262,6 +262,13 @@ static void mapIndices(NearestColour& nearest, u8* indices, i64 length, u8* pale
         std::copy_n(oldPalette + 3 * i64{i}, 3, palette + 3 * u64{map[i]});
 }
 
+static bool hasFewColours(const u8* rgb, i32 rgbStride, i32 width, i32 height, i32 most)
+{
+    u8 palette[3 * mostColours];
+    const i64 count = checkTrueColorPalette(rgb, rgbStride, width, height, palette);
+    return count >= 1 && count <= most;
+}
+
 u64 colorQuantize(const u8* rgb, i32 rgbStride, u8* indexOut, i32 indexStride, i32 width, i32 height, u8* palette,
                   i32 fixedCount, i32* colourCount)
 {
@@ -269,17 +276,18 @@ u64 colorQuantize(const u8* rgb, i32 rgbStride, u8* indexOut, i32 indexStride, i
         return 0;
     fixedCount = std::clamp(fixedCount, 0, mostColours);
     const bool mapsPixels = rgb != nullptr && indexOut != nullptr;
-    if (mapsPixels && fixedCount == 0 && *colourCount <= mostColours &&
-        indexDistinctColours(rgb, rgbStride, indexOut, indexStride, width, height, palette, *colourCount))
-        return 0;
-
     const i32 wanted = std::min(*colourCount, mostColours);
     const Block<u64> histogram = allocateBlock<u64>(cellCount);
     const Block<Box> boxes = allocateBlock<Box>(static_cast<u64>(wanted));
     CellCache<u8> cells;
-    if (histogram == nullptr || boxes == nullptr || (mapsPixels && !allocateCells(cells)))
+    const bool hasMemory = histogram != nullptr && boxes != nullptr && (!mapsPixels || allocateCells(cells)) &&
+                           reservePalette(cells.search, mostColours);
+    // Few colours need no memory. Without any they are counted first, so that no index is written in vain.
+    if (mapsPixels && fixedCount == 0 && *colourCount <= mostColours &&
+        (hasMemory || hasFewColours(rgb, rgbStride, width, height, *colourCount)) &&
+        indexDistinctColours(rgb, rgbStride, indexOut, indexStride, width, height, palette, *colourCount))
         return 0;
-    if (!reservePalette(cells.search, mostColours))
+    if (!hasMemory)
         return 0;
 
     u8 oldPalette[3 * mostColours];

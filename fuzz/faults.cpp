@@ -254,20 +254,14 @@ static void runUtilities()
     runWithFaults(
         "colorQuantize of indices", [&](bool&) { return quantized(nullptr, indexed.rows, 2); },
         untouched(indexed.rows));
-    runWithFaults(
-        "colorQuantize", [&](bool&) { return quantized(photo.rows.data(), blank, 3); }, untouched(blank));
-    runWithFaults(
-        "colorQuantize to a palette", // its indices are written before it takes memory
-        [&](bool&) {
-            std::vector<u8> colours = quantized(photo.rows.data(), blank, 0);
-            colours.resize(palette.size());
-            return colours;
-        },
-        palette);
+    for (i32 fixedColours : {0, 3})
+        runWithFaults(
+            "colorQuantize", [&](bool&) { return quantized(photo.rows.data(), blank, fixedColours); },
+            untouched(blank));
     const Picture flat = flatPicture(pictureRgb, width, height, 0);
     runWithFaults(
         "colorQuantize of few colours", [&](bool&) { return quantized(flat.rows.data(), blank, 0); },
-        quantized(flat.rows.data(), blank, 0)); // takes none
+        quantized(flat.rows.data(), blank, 0)); // need none
     runWithFaults(
         "trueColorRemapToCmap",
         [&](bool&) {

@@ -496,7 +496,7 @@ TLOAD_API i64 checkTrueColorPalette(const u8* rgb, i32 stride, i32 width, i32 he
 TLOAD_API i64 checkRGBAPalette(const u8* rgba, i32 stride, i32 width, i32 height, u8* paletteOut);
 
 /* Reduces a picture to few colours. A true-colour picture that has no more of them than wanted keeps them exactly, in
- * the order of their first appearance, when fixedCount is 0, and takes no memory; else the palette is found by median
+ * the order of their first appearance, when fixedCount is 0, and needs no memory; else the palette is found by median
  * cut.
  *
  *   rgb          the picture; null: indexOut holds an indexed one in the colours of palette
@@ -508,7 +508,7 @@ TLOAD_API i64 checkRGBAPalette(const u8* rgba, i32 stride, i32 width, i32 height
  *   colourCount  in: colours wanted, 1 to 256; out: colours found
  *
  * Returns 0. Nothing changes when rgb and indexOut are both null, when a side or *colourCount is below 1, and when
- * memory does not suffice; only indexOut, if rgb is given too, may then hold indices of no meaning. */
+ * memory does not suffice. */
 TLOAD_API u64 colorQuantize(const u8* rgb, i32 rgbStride, u8* indexOut, i32 indexStride, i32 width, i32 height,
                             u8* palette, i32 fixedCount, i32* colourCount);
 /* Gives every pixel the index of the nearest of paletteCount (0 to 256) colours, after adding to each channel a random
