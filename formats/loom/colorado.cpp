@@ -39,7 +39,7 @@ LoadStatus checkHeader(const u8* header)
         return refuseSize(loadWrongFormat, width, height);
     const u32 length = bigEndian32(header + atLength);
     if (length < leastLength)
-        return refuse(loadWrongFormat, "its header announces %u bytes of pixels", length);
+        return refuse(loadWrongFormat, "the header announces %u bytes of pixels", length);
     return loadSuccess;
 }
 
@@ -61,9 +61,13 @@ LoadStatus readBeginning(File& file, u8* header, u8* palette)
         setColour(palette, i, colour[0], colour[2], colour[4]);
     }
     const u32 length = bigEndian32(header + atLength);
-    const i64 start = regularFileSize(file.stream) - i64{length};
-    if (start < leastPixelStart || start > mostPixelStart || fseeko(file.stream, start, SEEK_SET) != 0)
-        return refuse(loadWrongFormat, "its header announces %u bytes of pixels, which would begin at byte %lld",
+    const i64 size = regularFileSize(file.stream);
+    const i64 start = size - i64{length};
+    if (start < leastPixelStart)
+        return refuse(loadWrongFormat, "the header announces %u bytes of pixels, the file holds %lld bytes", length,
+                      static_cast<long long>(size));
+    if (start > mostPixelStart || fseeko(file.stream, start, SEEK_SET) != 0)
+        return refuse(loadWrongFormat, "the header announces %u bytes of pixels, which would begin at byte %lld",
                       length, static_cast<long long>(start));
     return loadSuccess;
 }

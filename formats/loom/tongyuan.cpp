@@ -54,7 +54,7 @@ i64 readNumber(char*& place, i64 most)
 
 LoadStatus refusePick(const char* line)
 {
-    return refuse(loadBadData, "no pick has the numbers %.40s", line);
+    return refuse(loadBadData, "no pick is written \"%.40s\"", line);
 }
 
 LoadStatus readPick(RowFile& slot, u8* pick)
