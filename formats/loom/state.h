@@ -74,11 +74,13 @@ struct QteState {
     char tempName[partNameBytes]; // removed at the end; empty = none
 };
 
+// Shared by the loaders of Varitex, Zhu, Chinese and Most dobby files.
 struct ChineseState {
     RowFile rows;
-    u32 columns; // of an ORG file, which holds columns instead of rows
+    u32 columns; // of a Most dobby file, which holds columns instead of rows
 };
 
+// Shared by the loaders of Takemura, Tsudakoma and Act files.
 struct TakemuraState {
     RowFile rows;
     u32 pixelBytes; // of a CGS row, which may be longer
