@@ -22,14 +22,12 @@
 
 // Which the thread's state keeps.
 struct JpegPicture {
-    enum class Subject { header, data, nothing }; // of the decoder's warnings
-
     jpeg_decompress_struct decoder;
     jpeg_error_mgr errors;
     jmp_buf jump;
-    Subject subject;
-    bool warned; // of the data
     bool started;
+    bool isInData; // not in the header, and not behind the last row
+    bool isDataMadeUp;
     FILE* file;
     Buffer work; // a row that is not delivered as it is decoded
 };
@@ -69,20 +67,18 @@ void tellMessage(j_common_ptr decoder)
     tell(stderr, "%s\n", text);
 }
 
-// Damaged data are warned of all the way: the first words tell enough.
 void remarkWarning(j_common_ptr decoder)
 {
     JpegPicture& picture = pictureOf(decoder);
-    if (picture.subject == JpegPicture::Subject::nothing || picture.warned)
-        return;
+    if (picture.isDataMadeUp)
+        return; // once is enough: what is damaged is warned of many times
     char text[JMSG_LENGTH_MAX];
     decoder->err->format_message(decoder, text);
-    if (picture.subject == JpegPicture::Subject::header || decoder->err->msg_code == JWRN_EXTRANEOUS_DATA) {
+    picture.isDataMadeUp = picture.isInData && decoder->err->msg_code != JWRN_EXTRANEOUS_DATA;
+    if (picture.isDataMadeUp)
+        remark(Gravity::grave, "the decoder made data up: %s", text);
+    else
         remark(Gravity::harmless, "%s", text);
-        return;
-    }
-    remark(Gravity::grave, "the decoder made data up: %s", text);
-    picture.warned = true;
 }
 
 // As libjpeg's own, which tells the first warning alone.
@@ -197,7 +193,7 @@ LoadStatus readHeader(JpegPicture& picture, int wantPalette, ImageInfo& image)
     jpeg_stdio_src(&decoder, picture.file);
     jpeg_save_markers(&decoder, exifMarker, keptOfExif);
     jpeg_read_header(&decoder, TRUE);
-    picture.subject = JpegPicture::Subject::data;
+    picture.isInData = true;
 
     bool grey = decoder.out_color_space == JCS_GRAYSCALE;
     if (grey)
@@ -305,7 +301,7 @@ LoadStatus loadBand(u8* rows, u32 count, u32 bytesPerRow)
 // A picture whose rows were not all read makes libjpeg jump back.
 void finish(JpegPicture& picture)
 {
-    picture.subject = JpegPicture::Subject::nothing;
+    picture.isInData = false;
     if (setjmp(picture.jump) == 0 && picture.started)
         jpeg_finish_decompress(&picture.decoder);
 }

@@ -41,8 +41,9 @@ struct JpegState {
     JpegPicture* picture;
 };
 
-// What the decoder's messages are about: a header, rows of the picture, rows behind it, or nothing that matters.
-enum class TiffSubject { header, rows, rowsBehindPicture, nothing };
+// What the decoder's messages are about: the header, rows of the picture, what was asked of it in vain and is not the
+// file's fault, or questions whose answers nobody is told.
+enum class TiffSubject { header, rows, request, nothing };
 
 // Serves the pictures of archives, too.
 struct TiffState {

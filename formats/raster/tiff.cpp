@@ -38,10 +38,34 @@ constexpr u32 highByte = std::endian::native == std::endian::little ? 1 : 0;
 constexpr size_t messageBytes = 8192;
 constexpr const char* harmlessWarning = "Old-style LZW codes"; // which are read all the same
 
-void passOn(TiffSubject subject, Gravity gravity, const char* text)
+// Some of libtiff's words begin with the name.
+const char* withoutName(TIFF* file, const char* text)
 {
-    if (subject != TiffSubject::rowsBehindPicture)
-        remark(gravity, "%s", text);
+    const char* name = TIFFFileName(file);
+    if (name == nullptr || name[0] == 0 || !startsWith(text, name))
+        return text;
+    text += strlen(name);
+    return text + strspn(text, ": ");
+}
+
+[[gnu::format(printf, 4, 0)]] void hear(TIFF* file, TiffSubject subject, bool isError, const char* format,
+                                        va_list arguments)
+{
+    if (subject == TiffSubject::nothing)
+        return;
+    char text[messageBytes];
+    vsnprintf(text, sizeof text, format, arguments);
+    if (file == nullptr) {
+        refuseOpening();
+    } else {
+        const char* words = withoutName(file, text);
+        // Of rows it also warns when it has made something up for them.
+        const bool isGrave = isError || (subject == TiffSubject::rows && !startsWith(words, harmlessWarning));
+        if (isError)
+            refuse(loadWrongFormat, "%s", words);
+        if (subject != TiffSubject::request)
+            remark(isGrave ? Gravity::grave : Gravity::harmless, "%s", words);
+    }
     tell(stderr, "%s\n", text);
 }
 
@@ -49,29 +73,14 @@ void passOn(TiffSubject subject, Gravity gravity, const char* text)
 
 [[gnu::format(printf, 4, 0)]] int hearError(TIFF* file, void* state, const char*, const char* format, va_list arguments)
 {
-    const TiffSubject subject = static_cast<const TiffState*>(state)->subject;
-    if (subject == TiffSubject::nothing)
-        return 1;
-    char text[messageBytes];
-    vsnprintf(text, sizeof text, format, arguments);
-    if (file == nullptr)
-        refuseOpening(); // libtiff's words begin with the file's name
-    else
-        refuse(loadWrongFormat, "%s", text);
-    passOn(subject, Gravity::grave, text);
+    hear(file, static_cast<const TiffState*>(state)->subject, true, format, arguments);
     return 1;
 }
 
-[[gnu::format(printf, 4, 0)]] int hearWarning(TIFF*, void* state, const char*, const char* format, va_list arguments)
+[[gnu::format(printf, 4, 0)]] int hearWarning(TIFF* file, void* state, const char*, const char* format,
+                                              va_list arguments)
 {
-    const TiffSubject subject = static_cast<const TiffState*>(state)->subject;
-    if (subject == TiffSubject::nothing)
-        return 1;
-    char text[messageBytes];
-    vsnprintf(text, sizeof text, format, arguments);
-    // Of rows it warns when it has made something up for them.
-    const bool isHarmless = subject == TiffSubject::header || startsWith(text, harmlessWarning);
-    passOn(subject, isHarmless ? Gravity::harmless : Gravity::grave, text);
+    hear(file, static_cast<const TiffState*>(state)->subject, false, format, arguments);
     return 1;
 }
 
@@ -165,7 +174,7 @@ void setRamp(u8* palette, u32 colours, bool blackFirst)
 }
 
 // False when a colour map is needed and missing.
-bool chooseKind(const TiffState& state, ImageInfo& image)
+bool chooseKind(TiffState& state, ImageInfo& image)
 {
     const u32 colours = 1u << state.bitsPerSample;
     const bool blackFirst = state.photometric == PHOTOMETRIC_MINISBLACK;
@@ -193,7 +202,9 @@ bool chooseKind(const TiffState& state, ImageInfo& image)
         break;
     }
     case PHOTOMETRIC_YCBCR:
+        state.subject = TiffSubject::request; // of others than JPEG data
         TIFFSetField(state.file, TIFFTAG_JPEGCOLORMODE, JPEGCOLORMODE_RGB);
+        state.subject = TiffSubject::header;
         image.kind = colourKind;
         break;
     case PHOTOMETRIC_RGB:
@@ -279,14 +290,13 @@ void remarkSamples(const TiffState& state, Pixels pixels)
 {
     const u32 bits = state.bitsPerSample;
     const bool isFlat = pixels == Pixels::indices;
-    const bool isLikeBytes = bits == 8 && pixels != Pixels::deepIndices;
     const bool isCut = bits == 16 && (isFlat || pixels == Pixels::colours);
     if (pixels == Pixels::unread)
         remark(Gravity::grave, "rows of the photometric interpretation %u, %u samples of %u bits, are left as they are",
                state.photometric, state.samplesPerPixel, bits);
     else if (isCut)
         remark(Gravity::harmless, "of samples of 16 bits the upper half is delivered");
-    else if (!isLikeBytes && !(isFlat && bits != 0 && 8 % bits == 0))
+    else if (bits != 8 && !(isFlat && bits != 0 && 8 % bits == 0))
         remark(Gravity::grave, "samples of %u bits are not delivered as what they mean", bits);
     const u16 format = numberOr(state.file, TIFFTAG_SAMPLEFORMAT, SAMPLEFORMAT_UINT);
     if (format != SAMPLEFORMAT_UINT && format != SAMPLEFORMAT_VOID && state.photometric != PHOTOMETRIC_CIELAB)
@@ -749,7 +759,7 @@ LoadStatus loadTiffRows(u8* rows, u32 count, u32 bytesPerRow)
     for (u32 i = 0; i < wanted; i++) {
         u8* out = rows + u64{i} * bytesPerRow;
         const u32 row = state.rowCursor + i;
-        state.subject = row < height ? TiffSubject::rows : TiffSubject::rowsBehindPicture;
+        state.subject = row < height ? TiffSubject::rows : TiffSubject::request;
         const bool isRead = reader.pixels == Pixels::colourPlanes
                                 ? readPlanes(reader, row, height)
                                 : TIFFReadScanline(state.file, readsStraight ? out : reader.work.bytes, row, 0) >= 0;
