@@ -4,6 +4,7 @@
 #include <cstdio>
 
 #include "framework/rows.h"
+#include "framework/temporary.h"
 #include "tload.h"
 
 constexpr u32 partNameBytes = 4096;
@@ -16,9 +17,9 @@ struct StaubliState {
     StaubliFormat format; // whose file it is
     u32 nameLength;
     char partName[partNameBytes];
-    char tempName[partNameBytes]; // removed at the end; empty = none
-    u32 rowsLeft;                 // of the whole design
-    u32 rowBytes;                 // of a pick in the file
+    TemporaryPath unpacked; // the open file when it was packed
+    u32 rowsLeft;           // of the whole design
+    u32 rowBytes;           // of a pick in the file
     u32 width;
     u32 hookModule;
     u32 moduleCount;
