@@ -314,13 +314,14 @@ LoadStatus loadBand(u8* rows, u32 count, u32 bytesPerRow)
     while (row < wanted) {
         u64 asked = std::min<u64>(rowsAtOnce, wanted - row);
         u64 complete = fread(block.bytes, 1, asked * stored, state.file) / stored;
-        if (state.bitsPerPixel == 32 && !state.hasAlpha)
-            state.hasAlpha = holdsAlpha(block.bytes, complete * stored);
         for (u64 i = 0; i < complete; i++, row++) {
             // The file begins with the bottom row.
             u8* destination = rows + static_cast<u64>(state.height - 1 - state.rowsDelivered - row) * bytesPerRow;
+            const u8* source = block.bytes + i * stored;
+            if (state.bitsPerPixel == 32 && !state.hasAlpha)
+                state.hasAlpha = holdsAlpha(source, state.rowBytes);
             u8* converted = narrowRow.bytes != nullptr ? narrowRow.bytes : destination;
-            convertRow(state, converted, block.bytes + i * stored);
+            convertRow(state, converted, source);
             if (converted != destination)
                 deliverRow(destination, converted, delivered, bytesPerRow);
         }

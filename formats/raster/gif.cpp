@@ -53,10 +53,10 @@ constexpr u32 storeBytes = 8; // pixels are moved eight at a time
 // walked pixel by pixel, an entry also holds its tail, the last one to eight pixels, as many as are over a multiple of
 // eight, and the code of the string before them. A string of 19 pixels is put together from three entries:
 //
-//   pixels      0 ...... 7   8 ..... 15   16 17 18
-//   code C                                tail, 3 of 8 bytes
-//   code B, before C's tail  tail
-//   code A, before B's tail
+//   pixels      0 ..... 7   8 .... 15   16 17 18
+//   its entry                             tail      code before the tail: B
+//   B's entry                 tail                  code before the tail: A
+//   A's entry     tail
 //
 // Decoding writes an entry a code, so the small numbers share one word:
 //
