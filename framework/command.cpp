@@ -1,11 +1,21 @@
 #include "framework/command.h"
 
+#include <sys/wait.h>
+
+#include <algorithm>
 #include <cstdlib>
 #include <cstring>
 
 #include "framework/file.h"
 
-static char* append(char* end, CommandPart part)
+namespace
+{
+
+// What shells answer for a command that they cannot start.
+constexpr int cannotBeRun = 126;
+constexpr int isNotFound = 127;
+
+char* append(char* end, CommandPart part)
 {
     if (!part.isPath)
         return stpcpy(end, part.text);
@@ -22,6 +32,8 @@ static char* append(char* end, CommandPart part)
     return end;
 }
 
+} // namespace
+
 int runCommand(std::initializer_list<CommandPart> parts)
 {
     // Every character may be escaped, and every path has quotes and "./".
@@ -35,4 +47,24 @@ int runCommand(std::initializer_list<CommandPart> parts)
     for (CommandPart part : parts)
         end = append(end, part);
     return system(reinterpret_cast<char*>(line.bytes));
+}
+
+LoadStatus refuseCommand(LoadStatus status, const char* command, int result)
+{
+    command += strspn(command, " \t");
+    const int length = static_cast<int>(std::min(strcspn(command, " \t"), size_t{80})); // its name alone
+    if (result == -1)
+        return refuse(status, "the command %.*s cannot be run", length, command);
+    if (WIFSIGNALED(result))
+        return refuse(status, "the command %.*s was killed by signal %d", length, command, WTERMSIG(result));
+    switch (WEXITSTATUS(result)) {
+    case 0:
+        return refuse(status, "the command %.*s left no file that can be read", length, command);
+    case cannotBeRun:
+        return refuse(status, "the command %.*s cannot be run", length, command);
+    case isNotFound:
+        return refuse(status, "the command %.*s is not found", length, command);
+    default:
+        return refuse(status, "the command %.*s failed with %d", length, command, WEXITSTATUS(result));
+    }
 }
