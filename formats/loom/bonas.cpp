@@ -209,7 +209,7 @@ LoadStatus checkCompressed(const LoaderThreadState& thread, const char* path)
     if (thread.tmpDir == nullptr)
         return refuse(loadWrongFormat, "the temporary directory is not set");
     if (thread.msExpandCommand == nullptr)
-        return refuse(loadWrongFormat, "the command that expands is not set");
+        return refuse(loadWrongFormat, "the command that expands EP_ files is not set");
     if (probedMark(path, compressedMark, "compressed Bonas") == nullptr)
         return loadWrongFormat;
     if (!hasExtension(path, "ep_", leastCompressedName))

@@ -145,7 +145,7 @@ LoadStatus checkArchive(const char* path, const char* folder, const char* unzip,
     if (folder == nullptr)
         return refuse(loadWrongFormat, "the temporary directory is not set");
     if (unzip == nullptr)
-        return refuse(loadWrongFormat, "the command that unzips is not set");
+        return refuse(loadWrongFormat, "the command that unpacks archives is not set");
     if (!hasExtension(path, "qtz", leastArchiveName))
         return refuseName("qtz");
     if (probedMark(path, archiveMark, "zip") == nullptr)
