@@ -11,9 +11,19 @@
 namespace
 {
 
-// What shells answer for a command that they cannot start.
+// What shells answer for a command that they cannot start, and from where on for one that a signal has killed.
 constexpr int cannotBeRun = 126;
 constexpr int isNotFound = 127;
+constexpr int killed = 128;
+constexpr int mostSignal = 64;
+
+int signalOf(int result)
+{
+    if (WIFSIGNALED(result))
+        return WTERMSIG(result);
+    const int code = WEXITSTATUS(result);
+    return code > killed && code <= killed + mostSignal ? code - killed : 0;
+}
 
 char* append(char* end, CommandPart part)
 {
@@ -55,8 +65,8 @@ LoadStatus refuseCommand(LoadStatus status, const char* command, int result)
     const int length = static_cast<int>(std::min(strcspn(command, " \t"), size_t{80})); // its name alone
     if (result == -1)
         return refuse(status, "the command %.*s cannot be run", length, command);
-    if (WIFSIGNALED(result))
-        return refuse(status, "the command %.*s was killed by signal %d", length, command, WTERMSIG(result));
+    if (signalOf(result) != 0)
+        return refuse(status, "the command %.*s was killed by signal %d", length, command, signalOf(result));
     switch (WEXITSTATUS(result)) {
     case 0:
         return refuse(status, "the command %.*s left no file that can be read", length, command);
