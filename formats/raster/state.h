@@ -20,6 +20,7 @@ struct BmpState {
     u32 height;
     u32 rowsDelivered;
     u8 invert;
+    bool hasAlpha; // a pixel of 32 bits that is not wholly transparent was read
 };
 
 struct GifState {
