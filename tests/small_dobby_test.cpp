@@ -98,6 +98,7 @@ TEST(SmallDobbies, ReadTongYuanNumbers)
     for (const std::string pick : {"1048577,0,0", "0,129,0", "0,0,9", "0,0,-1", "4294967296,0,0", "1 ,0,0", "1,0,",
                                    "\n\n0,0,0", overlong.c_str()})
         EXPECT_EQ(load(directory.write("a.dy", "2\n" + pick + "\n0,0,0\n"), {.id = 36}).bandStatus, bad) << pick;
+    EXPECT_EQ(toldOf(tongYuan, Bytes{'2', '\n', '1', ',', '2', '\n'}), "no pick is written \"1,2\"");
     for (const char* start : {"1", "x2", " 2", "65521", "18446744073709551618", ""})
         EXPECT_EQ(statusOf("a.dy", Bytes(start, start + strlen(start)), 36), no) << start;
 }

@@ -4,6 +4,7 @@
 #include <cstdio>
 
 #include "framework/rows.h"
+#include "framework/temporary.h"
 #include "tload.h"
 
 constexpr u32 partNameBytes = 4096;
@@ -16,9 +17,9 @@ struct StaubliState {
     StaubliFormat format; // whose file it is
     u32 nameLength;
     char partName[partNameBytes];
-    char tempName[partNameBytes]; // removed at the end; empty = none
-    u32 rowsLeft;                 // of the whole design
-    u32 rowBytes;                 // of a pick in the file
+    TemporaryPath unpacked; // the open file when it was packed
+    u32 rowsLeft;           // of the whole design
+    u32 rowBytes;           // of a pick in the file
     u32 width;
     u32 hookModule;
     u32 moduleCount;
@@ -74,11 +75,13 @@ struct QteState {
     char tempName[partNameBytes]; // removed at the end; empty = none
 };
 
+// Shared by the loaders of Varitex, Zhu, Chinese and Most dobby files.
 struct ChineseState {
     RowFile rows;
-    u32 columns; // of an ORG file, which holds columns instead of rows
+    u32 columns; // of a Most dobby file, which holds columns instead of rows
 };
 
+// Shared by the loaders of Takemura, Tsudakoma and Act files.
 struct TakemuraState {
     RowFile rows;
     u32 pixelBytes; // of a CGS row, which may be longer
