@@ -13,7 +13,8 @@ TEST(Colorado, DeliversRunsInOneBand)
             expectDelivery(format, noisePicture(pictureIndexed, width, 9, colours, width));
     TestDirectory directory;
     const Picture picture = noisePicture(pictureIndexed, 3, 3, 256, 1);
-    EXPECT_EQ(load(directory.write("a", encodeColorado(picture, 7952)), {.id = 47}).palette, picture.palette);
+    EXPECT_EQ(load(directory.write("a", encodeColorado(picture, 7952)), {.id = formatColorado}).palette,
+              picture.palette);
     EXPECT_EQ(statusOf("a", encodeColorado(picture, 7953), 47), loadWrongFormat);
 }
 
@@ -35,7 +36,7 @@ TEST(Colorado, DropsRunsThatPassTheBand)
         Bytes bytes = patched(encodeColorado(blankPicture(pictureIndexed, 4, 2)), 11, {static_cast<u8>(pixels.size())});
         bytes.erase(bytes.end() - 2, bytes.end());
         bytes.insert(bytes.end(), pixels.begin(), pixels.end());
-        const Loaded got = load(directory.write("a", bytes), {.id = 47, .bands = bands});
+        const Loaded got = load(directory.write("a", bytes), {.id = formatColorado, .bands = bands});
         EXPECT_EQ(got.bandStatus, expected.empty() ? loadBadData : loadSuccess) << pixels.size();
         EXPECT_TRUE(expected.empty() || got.rows == expected);
         EXPECT_EQ(toldOf({"a", 47, nullptr, ""}, bytes), told);

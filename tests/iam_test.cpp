@@ -15,7 +15,7 @@ TEST(Iam, DeliversRows)
     }
     TestDirectory directory;
     const Picture picture = noisePicture(pictureIndexed, 3, 3, 256, 1);
-    EXPECT_EQ(load(directory.write("b.pat", encodeIamPat(picture)), {.id = 27}).palette, picture.palette);
+    EXPECT_EQ(load(directory.write("b.pat", encodeIamPat(picture)), {.id = formatIamPat}).palette, picture.palette);
     // The other three bytes of a pixel do not count.
     Bytes odd = encodeIamBbi(blankPicture(pictureBilevel, 9, 1));
     odd = patched(odd, 24, {0, 255, 255, 255, 1, 0, 0, 0, 128});
@@ -42,5 +42,5 @@ TEST(Iam, RefusesOtherHeaders)
     expectStatuses(bbi, bbiFile, no, {{0, 'u'}, {4, 'b'}, {16, 0, 0}, {20, 0xF1, 255}});
     expectStatuses(bbi, bbiFile, loadSuccess, {{18, 9}});
     EXPECT_EQ(statusOf("a.bb", bbiFile, 28), no);
-    EXPECT_EQ(load("/nowhere/a.pat", {.id = 27}).status, loadCannotRead);
+    EXPECT_EQ(load("/nowhere/a.pat", {.id = formatIamPat}).status, loadCannotRead);
 }

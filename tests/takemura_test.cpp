@@ -48,7 +48,8 @@ TEST(Takemura, TestsNamesAndSizes)
     fs::current_path(directory.path);
     for (const std::string name : {"progABCD.dat", "PROG1234.dat", "./prog1234.dat", "1.dat", "prog1234.dat", ".dat"}) {
         directory.write(name, encodeTakemuraDat(noiseCards(20, 2)));
-        EXPECT_EQ(load(name, {.id = 29}).status == loadSuccess, name != "prog1234.dat" && name != ".dat") << name;
+        EXPECT_EQ(load(name, {.id = formatTakemuraDat}).status == loadSuccess, name != "prog1234.dat" && name != ".dat")
+            << name;
     }
     fs::current_path(before);
     const int yes = loadSuccess, no = loadWrongFormat;
@@ -62,7 +63,7 @@ TEST(Takemura, TestsNamesAndSizes)
     expectStatuses(dp5, dp5File, yes, {{14, 200}});
     expectStatuses(wjl, wjlFile, no, {{5, 'B'}, {20, 4}});
     EXPECT_EQ(statusOf("a.WJL", wjlFile, 70), loadWrongFormat);
-    EXPECT_EQ(load("/nowhere/a.dat", {.id = 29}).status, loadCannotRead);
+    EXPECT_EQ(load("/nowhere/a.dat", {.id = formatTakemuraDat}).status, loadCannotRead);
 }
 
 TEST(Takemura, TellsWhatIsMissing)

@@ -102,7 +102,8 @@ TEST(Wif, DrawsWhatThePlainWayDraws)
     TestDirectory directory;
     auto expectPlainDrawdown = [&](const Bytes& bytes) {
         std::string file = directory.write("draft.wif", bytes);
-        EXPECT_TRUE(load(file, {.id = 21}).pixels() == drawPlainly(file)) << std::string(bytes.begin(), bytes.end());
+        EXPECT_TRUE(load(file, {.id = formatWif}).pixels() == drawPlainly(file))
+            << std::string(bytes.begin(), bytes.end());
     };
     const std::string odd[] = {"=",  ",",  " ",    "\t",   "-",          "+",  "x",   "0",
                                "00", "\n", "8192", "8193", "4294967298", "\r", "[\n", "99999999999999999999"};
@@ -154,7 +155,7 @@ TEST(Wif, TellsSizesAndTakesDefaults)
             cases.push_back({head + std::string(body).replace(body.find(size), 1, bad), {}});
     for (const auto& [text, expected] : cases) {
         std::string file = directory.write("small.wif", text);
-        Loaded loaded = load(file, {.id = 21}), sizes = load(file, {.id = 21, .wantPalette = 0});
+        Loaded loaded = load(file, {.id = formatWif}), sizes = load(file, {.id = formatWif, .wantPalette = 0});
         EXPECT_EQ(loaded.status, expected.empty() ? loadWrongFormat : loadSuccess) << text;
         EXPECT_EQ(std::pair(sizes.status, sizes.width), std::pair(loaded.status, loaded.width)) << text;
         std::vector<u32> told = {loaded.width, loaded.height};
@@ -225,7 +226,7 @@ TEST(Loom, DeliversDraftsAndCardsAndRefusesTheRest)
         EXPECT_EQ(statusOf(name, draft, 21), loadWrongFormat);
     EXPECT_EQ(statusOf("a.db2", good, 20), loadWrongFormat);
     EXPECT_EQ(statusOf("b.db1", tooFew, 20), loadWrongFormat);
-    EXPECT_EQ(load(directory.path + "/missing.wif", {.id = 21}).status, loadCannotRead);
+    EXPECT_EQ(load(directory.path + "/missing.wif", {.id = formatWif}).status, loadCannotRead);
     for (u32 at = 15; at < 25; at++)
         expectStatuses(dobby, good, at < 20 ? loadSuccess : loadWrongFormat, {{at, good[at] + 1u}});
     EXPECT_EQ(toldOf(dobby, patched(good, 24, {9})), "its trailer tells 9 picks, 25 bytes hold 3");
