@@ -22,7 +22,7 @@ TEST(Uwf, ReadsRecordsAndPicks)
         {{.first = std::vector<UwfRecord>(51, note[0])}, "a list of its header has 51 records", loadWrongFormat},
         {{.first = {{1, Bytes(1024)}}}, "a record of its header has 1024 bytes", loadWrongFormat},
         {{.widths = {0xFFFFFFFF, 0xFFFFFFFF, 0xFFFFFFFF, 403}},
-         "the header announces 8589934993 x 30, the file holds 1635 bytes",
+         "the header announces 12884902288 x 30, the file holds 1597 bytes",
          loadWrongFormat},
         {{.widths = {0}}, "its header tells a size of 0 x 30", loadWrongFormat}};
     TestDirectory files;
