@@ -6,8 +6,8 @@
 
 TEST(Colorado, DeliversRunsInOneBand)
 {
-    const CardFormat format = {
-        "a.any", 47, [](const Picture& picture) { return encodeColorado(picture); }, "Colorado", 1, 0xA5, false, true};
+    const auto encode = [](const Picture& picture) { return encodeColorado(picture); };
+    const CardFormat format = {"a.any", formatColorado, encode, "Colorado", 1, 0xA5, false, true};
     for (u32 colours : {1u, 2u, 256u})
         for (u32 width : {1u, 7u, 1000u})
             expectDelivery(format, noisePicture(pictureIndexed, width, 9, colours, width));
@@ -15,7 +15,7 @@ TEST(Colorado, DeliversRunsInOneBand)
     const Picture picture = noisePicture(pictureIndexed, 3, 3, 256, 1);
     EXPECT_EQ(load(directory.write("a", encodeColorado(picture, 7952)), {.id = formatColorado}).palette,
               picture.palette);
-    EXPECT_EQ(statusOf("a", encodeColorado(picture, 7953), 47), loadWrongFormat);
+    EXPECT_EQ(statusOf("a", encodeColorado(picture, 7953), formatColorado), loadWrongFormat);
 }
 
 TEST(Colorado, DropsRunsThatPassTheBand)
@@ -39,7 +39,7 @@ TEST(Colorado, DropsRunsThatPassTheBand)
         const Loaded got = load(directory.write("a", bytes), {.id = formatColorado, .bands = bands});
         EXPECT_EQ(got.bandStatus, expected.empty() ? loadBadData : loadSuccess) << pixels.size();
         EXPECT_TRUE(expected.empty() || got.rows == expected);
-        EXPECT_EQ(toldOf({"a", 47, nullptr, ""}, bytes), told);
+        EXPECT_EQ(toldOf({"a", formatColorado, nullptr, ""}, bytes), told);
     }
 }
 
@@ -49,5 +49,5 @@ TEST(Colorado, RefusesOtherHeaders)
     const Patches patches = {{0, 1},   {3, 1},    {12, 1},   {18, 1},         {20, 1},
                              {511, 1}, {4, 0, 0}, {6, 0, 0}, {8, 0, 0, 0, 1}, {8, 255, 255, 255, 255},
                              {10, 8},  {19, 24}};
-    expectStatuses({"a", 47, nullptr, ""}, good, loadWrongFormat, patches);
+    expectStatuses({"a", formatColorado, nullptr, ""}, good, loadWrongFormat, patches);
 }

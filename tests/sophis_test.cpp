@@ -5,9 +5,9 @@
 #include "tests/card_support.h"
 
 static const auto encodeImage = [](const Picture& picture) { return encodeSophisImage(picture); };
-static const CardFormat weave = {"d", 32, encodeSophisWeave, "Sophis weave"};
-static const CardFormat card = {"d", 6, encodeSophisCard, "Sophis card"};
-static const CardFormat image = {"d", 7, encodeImage, "Sophis image", 1, 0xA5, false};
+static const CardFormat weave = {"d", formatSophisWeave, encodeSophisWeave, "Sophis weave"};
+static const CardFormat card = {"d", formatSophisCard, encodeSophisCard, "Sophis card"};
+static const CardFormat image = {"d", formatSophisImage, encodeImage, "Sophis image", 1, 0xA5, false};
 
 TEST(Sophis, DeliversRowsAsTheyAreStored)
 {
