@@ -7,7 +7,8 @@
 
 using Numbers = std::vector<u32>;
 
-constexpr u32 jc4 = 12, jc3 = 13, network = 15, email = 16, loom = 60;
+constexpr u32 jc4 = formatStaubliJc4, jc3 = formatStaubliJc3, network = formatStaubliJc4Network,
+              email = formatStaubliJc4Email, loom = formatStaubliJc4Loom;
 
 // The mapping as it is defined: twelve hooks lie one stride apart, and eight such groups share a stride.
 static Numbers hookOfColumn(u32 module, u32 count, bool separateModules = false)

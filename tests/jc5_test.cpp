@@ -10,7 +10,7 @@
 
 namespace fs = std::filesystem;
 
-constexpr u32 jc5 = 14, zc5 = 42;
+constexpr u32 jc5 = formatStaubliJc5, zc5 = formatStaubliZc5;
 
 // No test may leave a temporary file or an open descriptor behind.
 struct Jc5 : testing::Test {
