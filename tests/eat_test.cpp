@@ -67,6 +67,8 @@ TEST(Eat, RefusesOtherHeaders)
     expectStatuses(
         eat(4, 0), four, no,
         {{14, 0}, {14, 17}, {0, 0, 0, 0, 0}, {0, 0, 1}, {4, 0, 0, 0, 0}, {7, 6}, {12, 0, 0, 2, 0}, {12, 0, 0, 2, 1}});
+    EXPECT_EQ(toldOf(eat(4, 0), patched(four, 14, {17})), "17 colours with 4 bits a pixel");
+    EXPECT_EQ(toldOf(eat(4, 0), patched(four, 7, {6})), "the header announces 5 x 6, the file holds 76 bytes");
     expectStatuses(eat(4, 0), four, yes, {{12, 0, 0, 1, 0}, {8, 9}});
     expectStatuses(eat(1, 0), bits, yes, {{13, 77, 1, 77}});
     expectStatuses(eat(1, 0), bits, no, {{14, 3}, {7, 21}});
@@ -76,6 +78,7 @@ TEST(Eat, RefusesOtherHeaders)
     const Loaded got = load(directory.write("a.eat", unknown), {.id = 19});
     EXPECT_EQ(std::pair(got.kind, got.bandStatus), std::pair(u32{kindIndexed}, int{loadSuccess}));
     EXPECT_EQ(got.rows, Bytes{0xA5});
+    EXPECT_STREQ(llibGetRemark(0, nullptr), "pixels of mode 1 and depth 2 are not read");
     EXPECT_EQ(statusOf("a.eat", Bytes(unknown.begin(), unknown.end() - 1), 19), loadBadData);
     expectHarmless(".eat", encodeEat(noisePicture(pictureIndexed, 5, 5, 30, 1)), 19);
 }

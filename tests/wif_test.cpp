@@ -172,6 +172,35 @@ static const CardFormat wif = {"A.WIF", 21, encodeDraft, "WIF weave", 1, 0xA5, f
 static const CardFormat dobby = {"B.DB1", 20, encodeBigEndian, "Staubli 1858III dobby", 1, 0xA5, false};
 static const CardFormat changsu = {"l.db1", 20, encodeLittleEndian, "Changsu 1858III dobby", 1, 0xA5, false};
 
+TEST(Wif, SaysWhatTheDrawdownLacks)
+{
+    const std::string good =
+        "[WIF]\n1.1\n[WEAVING]\nShafts=4\nTreadles=4\nRising Shed=yes\n[WARP]\nThreads=3\n[WEFT]\nThreads=3\n"
+        "[CONTENTS]\nTHREADING=1\nTIEUP=1\nTREADLING=1\n[THREADING]\n1=1\n2=2\n3=3,4\n[TIEUP]\n1=1,2,3\n[TREADLING]\n"
+        "1=1\n2=1\n3=4\n";
+    const std::tuple<std::string, std::string, const char*> changes[] = {
+        {"", "", ""},
+        {"3,4\n", "3,0,\n", ""},
+        {"3,4\n", "3,4,1\n", "!1 ends on more than two shafts are threaded on the first two"},
+        {"3=4\n", "3=4,2\n", "!1 picks with more than one treadle are treadled with the first"},
+        {"2=2\n", "", "!1 ends without a shaft are threaded straight"},
+        {"2=1\n", "2=0\n", "!1 picks without a treadle are treadled straight"},
+        {"Shed=yes", "Shed=off", "!it is for a sinking shed, whose lowered ends are drawn as raised"},
+        {"[TIEUP]", "[TIE]", "!the section [TIEUP] that is declared is missing"},
+        {"[CONTENTS]", "[TEXT]", "!there is no [CONTENTS], without which nothing is drawn"},
+        {"TIEUP=1", "TIEUP=no", "!no tie-up is declared, each treadle lifts the shaft of its own number"},
+        {"TIEUP=1", "LIFTPLAN=1\n[LIFTPLAN]\n1=1", "!2 picks behind the last one of the lift plan are clear"},
+        {"[CONTENTS]", "[LIFTPLAN]\n1=1\n[CONTENTS]", "!the lift plan is not declared in [CONTENTS] and left out"},
+        {"[WARP]", "[COLOR TABLE]\n1=0,0,0\n[WARP SPACING]\n1=1\n[WARP]",
+         "+colours are not read+the spacing and thickness of threads are not read"},
+        {"1.1", "1.1\n[TEXT]\n" + std::string(49152, 'x'), "!lines are cut behind 49151 characters"},
+        {"Shafts=4", "Shafts=1", "[WEAVING] tells 1 shafts and 4 treadles"}};
+    for (const auto& [from, to, told] : changes) {
+        const std::string text = std::string(good).replace(good.find(from), from.size(), to);
+        EXPECT_EQ(toldOf(wif, Bytes(text.begin(), text.end())), told);
+    }
+}
+
 TEST(Loom, DeliversDraftsAndCardsAndRefusesTheRest)
 {
     TestDirectory directory;
@@ -199,4 +228,5 @@ TEST(Loom, DeliversDraftsAndCardsAndRefusesTheRest)
     EXPECT_EQ(load(directory.path + "/missing.wif", {.id = 21}).status, loadCannotRead);
     for (u32 at = 15; at < 25; at++)
         expectStatuses(dobby, good, at < 20 ? loadSuccess : loadWrongFormat, {{at, good[at] + 1u}});
+    EXPECT_EQ(toldOf(dobby, patched(good, 24, {9})), "its trailer tells 9 picks, 25 bytes hold 3");
 }
