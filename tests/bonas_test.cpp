@@ -9,7 +9,7 @@
 
 namespace fs = std::filesystem;
 
-constexpr u32 ep = 8, epCompressed = 66;
+constexpr u32 ep = formatBonas, epCompressed = formatBonasCompressed;
 constexpr const char* standIn = "sh -c 'tail -c +15 \"$1\" >\"${1%_}\"' sh";
 
 // What the stand-in for the expanding command expands: the bytes behind a head of 14.

@@ -9,7 +9,7 @@
 
 namespace fs = std::filesystem;
 
-constexpr u32 qte = 25, motif = 35, qtz = 43;
+constexpr u32 qte = formatQte, motif = formatQteMotif, qtz = formatQtz;
 
 TEST(Qte, DeliversRowsBehindTheFirst)
 {

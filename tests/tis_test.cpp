@@ -8,7 +8,7 @@
 
 namespace fs = std::filesystem;
 
-constexpr u32 tis = 17;
+constexpr u32 tis = formatTis;
 
 struct Tis : testing::Test {
     TestDirectory files;

@@ -43,7 +43,7 @@ TEST(Uwf, ReadsRecordsAndPicks)
     Bytes wide = picture.rows;
     wide.resize(30 * 53);
     EXPECT_EQ(load(file, {.bands = {29, 1}, .extraStride = 3}).rows, wide);
-    EXPECT_EQ(load(files.write("f.uwx", encodeUwf(picture)), {.id = 38}).status, loadWrongFormat);
+    EXPECT_EQ(load(files.write("f.uwx", encodeUwf(picture)), {.id = formatUwf}).status, loadWrongFormat);
 }
 
 TEST(Uwf, IsHarmlessWhenDamaged)
@@ -53,9 +53,9 @@ TEST(Uwf, IsHarmlessWhenDamaged)
     for (size_t i = 8; i < bytes.size(); i++) {
         Bytes damaged = bytes;
         damaged[i] ^= 0x10;
-        EXPECT_EQ(load(files.write("d.uwf", damaged), {.id = 38}).status, loadWrongFormat) << i;
+        EXPECT_EQ(load(files.write("d.uwf", damaged), {.id = formatUwf}).status, loadWrongFormat) << i;
         renewUwfCheck(damaged);
-        load(files.write(std::to_string(i) + ".uwf", damaged), {.id = 38});
+        load(files.write(std::to_string(i) + ".uwf", damaged), {.id = formatUwf});
     }
 }
 

@@ -102,7 +102,8 @@ TEST(Wif, DrawsWhatThePlainWayDraws)
     TestDirectory directory;
     auto expectPlainDrawdown = [&](const Bytes& bytes) {
         std::string file = directory.write("draft.wif", bytes);
-        EXPECT_TRUE(load(file, {.id = 21}).pixels() == drawPlainly(file)) << std::string(bytes.begin(), bytes.end());
+        EXPECT_TRUE(load(file, {.id = formatWif}).pixels() == drawPlainly(file))
+            << std::string(bytes.begin(), bytes.end());
     };
     const std::string odd[] = {"=",  ",",  " ",    "\t",   "-",          "+",  "x",   "0",
                                "00", "\n", "8192", "8193", "4294967298", "\r", "[\n", "99999999999999999999"};
@@ -154,7 +155,7 @@ TEST(Wif, TellsSizesAndTakesDefaults)
             cases.push_back({head + std::string(body).replace(body.find(size), 1, bad), {}});
     for (const auto& [text, expected] : cases) {
         std::string file = directory.write("small.wif", text);
-        Loaded loaded = load(file, {.id = 21}), sizes = load(file, {.id = 21, .wantPalette = 0});
+        Loaded loaded = load(file, {.id = formatWif}), sizes = load(file, {.id = formatWif, .wantPalette = 0});
         EXPECT_EQ(loaded.status, expected.empty() ? loadWrongFormat : loadSuccess) << text;
         EXPECT_EQ(std::pair(sizes.status, sizes.width), std::pair(loaded.status, loaded.width)) << text;
         std::vector<u32> told = {loaded.width, loaded.height};
@@ -168,9 +169,10 @@ TEST(Wif, TellsSizesAndTakesDefaults)
 static const auto encodeDraft = [](const Picture& picture) { return encodeWif(draftOfPicture(picture)); };
 static const auto encodeBigEndian = [](const Picture& picture) { return encodeDobby1858(picture); };
 static const auto encodeLittleEndian = [](const Picture& picture) { return encodeDobby1858(picture, {true}); };
-static const CardFormat wif = {"A.WIF", 21, encodeDraft, "WIF weave", 1, 0xA5, false};
-static const CardFormat dobby = {"B.DB1", 20, encodeBigEndian, "Staubli 1858III dobby", 1, 0xA5, false};
-static const CardFormat changsu = {"l.db1", 20, encodeLittleEndian, "Changsu 1858III dobby", 1, 0xA5, false};
+static const CardFormat wif = {"A.WIF", formatWif, encodeDraft, "WIF weave", 1, 0xA5, false};
+static const CardFormat dobby = {"B.DB1", formatStaubli1858, encodeBigEndian, "Staubli 1858III dobby", 1, 0xA5, false};
+static const CardFormat changsu = {"l.db1", formatStaubli1858, encodeLittleEndian, "Changsu 1858III dobby", 1, 0xA5,
+                                   false};
 
 TEST(Wif, SaysWhatTheDrawdownLacks)
 {
@@ -222,10 +224,10 @@ TEST(Loom, DeliversDraftsAndCardsAndRefusesTheRest)
     const Bytes good = encodeDobby1858(noisePicture(pictureBilevel, 40, 3, 0, 1));
     const Bytes tooFew = encodeDobby1858(blankPicture(pictureBilevel, 40, 2));
     for (const char* name : {"awif", "a.wifx"})
-        EXPECT_EQ(statusOf(name, draft, 21), loadWrongFormat);
-    EXPECT_EQ(statusOf("a.db2", good, 20), loadWrongFormat);
-    EXPECT_EQ(statusOf("b.db1", tooFew, 20), loadWrongFormat);
-    EXPECT_EQ(load(directory.path + "/missing.wif", {.id = 21}).status, loadCannotRead);
+        EXPECT_EQ(statusOf(name, draft, formatWif), loadWrongFormat);
+    EXPECT_EQ(statusOf("a.db2", good, formatStaubli1858), loadWrongFormat);
+    EXPECT_EQ(statusOf("b.db1", tooFew, formatStaubli1858), loadWrongFormat);
+    EXPECT_EQ(load(directory.path + "/missing.wif", {.id = formatWif}).status, loadCannotRead);
     for (u32 at = 15; at < 25; at++)
         expectStatuses(dobby, good, at < 20 ? loadSuccess : loadWrongFormat, {{at, good[at] + 1u}});
     EXPECT_EQ(toldOf(dobby, patched(good, 24, {9})), "its trailer tells 9 picks, 25 bytes hold 3");
