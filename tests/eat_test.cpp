@@ -7,7 +7,7 @@
 static CardFormat eat(u32 bits, u8 behindRows)
 {
     auto encode = [=](const Picture& picture) { return encodeEat(picture, {.bits = bits}); };
-    return {"a.any", 19, encode, "EAT image", 1, behindRows, false};
+    return {"a.any", formatEat, encode, "EAT image", 1, behindRows, false};
 }
 
 TEST(Eat, DeliversRowsOfTheStream)
@@ -80,6 +80,6 @@ TEST(Eat, RefusesOtherHeaders)
     EXPECT_EQ(std::pair(got.kind, got.bandStatus), std::pair(u32{kindIndexed}, int{loadSuccess}));
     EXPECT_EQ(got.rows, Bytes{0xA5});
     EXPECT_STREQ(llibGetRemark(0, nullptr), "pixels of mode 1 and depth 2 are not read");
-    EXPECT_EQ(statusOf("a.eat", Bytes(unknown.begin(), unknown.end() - 1), 19), loadBadData);
-    expectHarmless(".eat", encodeEat(noisePicture(pictureIndexed, 5, 5, 30, 1)), 19);
+    EXPECT_EQ(statusOf("a.eat", Bytes(unknown.begin(), unknown.end() - 1), formatEat), loadBadData);
+    expectHarmless(".eat", encodeEat(noisePicture(pictureIndexed, 5, 5, 30, 1)), formatEat);
 }

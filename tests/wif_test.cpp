@@ -169,9 +169,10 @@ TEST(Wif, TellsSizesAndTakesDefaults)
 static const auto encodeDraft = [](const Picture& picture) { return encodeWif(draftOfPicture(picture)); };
 static const auto encodeBigEndian = [](const Picture& picture) { return encodeDobby1858(picture); };
 static const auto encodeLittleEndian = [](const Picture& picture) { return encodeDobby1858(picture, {true}); };
-static const CardFormat wif = {"A.WIF", 21, encodeDraft, "WIF weave", 1, 0xA5, false};
-static const CardFormat dobby = {"B.DB1", 20, encodeBigEndian, "Staubli 1858III dobby", 1, 0xA5, false};
-static const CardFormat changsu = {"l.db1", 20, encodeLittleEndian, "Changsu 1858III dobby", 1, 0xA5, false};
+static const CardFormat wif = {"A.WIF", formatWif, encodeDraft, "WIF weave", 1, 0xA5, false};
+static const CardFormat dobby = {"B.DB1", formatStaubli1858, encodeBigEndian, "Staubli 1858III dobby", 1, 0xA5, false};
+static const CardFormat changsu = {"l.db1", formatStaubli1858, encodeLittleEndian, "Changsu 1858III dobby", 1, 0xA5,
+                                   false};
 
 TEST(Wif, SaysWhatTheDrawdownLacks)
 {
@@ -223,9 +224,9 @@ TEST(Loom, DeliversDraftsAndCardsAndRefusesTheRest)
     const Bytes good = encodeDobby1858(noisePicture(pictureBilevel, 40, 3, 0, 1));
     const Bytes tooFew = encodeDobby1858(blankPicture(pictureBilevel, 40, 2));
     for (const char* name : {"awif", "a.wifx"})
-        EXPECT_EQ(statusOf(name, draft, 21), loadWrongFormat);
-    EXPECT_EQ(statusOf("a.db2", good, 20), loadWrongFormat);
-    EXPECT_EQ(statusOf("b.db1", tooFew, 20), loadWrongFormat);
+        EXPECT_EQ(statusOf(name, draft, formatWif), loadWrongFormat);
+    EXPECT_EQ(statusOf("a.db2", good, formatStaubli1858), loadWrongFormat);
+    EXPECT_EQ(statusOf("b.db1", tooFew, formatStaubli1858), loadWrongFormat);
     EXPECT_EQ(load(directory.path + "/missing.wif", {.id = formatWif}).status, loadCannotRead);
     for (u32 at = 15; at < 25; at++)
         expectStatuses(dobby, good, at < 20 ? loadSuccess : loadWrongFormat, {{at, good[at] + 1u}});
