@@ -13,7 +13,7 @@ static const CardFormat nissan = {"a.any", 51, capitals, "Nissan"};
 static const CardFormat viable = {"a.Pun", 24, encodeViable, "Viable card"};
 static const CardFormat pignone = {"a.ArM", 37, fast, "Nuovo Pignone .ARM", 1, 0xA5, false};
 static const CardFormat pignoneBackwards = {"a.arm", 37, backwards, "Nuovo Pignone .ARM", 1, 0xA5, false};
-static const CardFormat tongYuan = {"a.Dy", 36, encodeTongYuan, "JinagYin Tongyuan .DY", 0, 0, false};
+static const CardFormat tongYuan = {"a.Dy", formatTongYuan, encodeTongYuan, "JinagYin Tongyuan .DY", 0, 0, false};
 static const CardFormat avl = {"a.J1P", 22, encodeAvl, "AVL J1P", 1, 0xA5, false};
 constexpr int yes = loadSuccess, no = loadWrongFormat, bad = loadBadData;
 
