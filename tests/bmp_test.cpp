@@ -160,7 +160,7 @@ TEST(Bmp, RemarksOnWhatItLeavesOut)
     Bytes cut = encodeBmp(noisePicture(kindRGBA, 3, 3, 0, 1), {.headerSize = 124});
     cut.pop_back();
     EXPECT_EQ(remarks(cut, 14 + 56, 0x4D424544),
-              "the colour profile is not used\n!the header announces 3 x 3, 1 bytes of its 36 bytes are missing\n");
+              "the colour profile is not used\n!the header announces 3 x 3, the file lacks 1 byte of its 36 bytes\n");
     Picture clear = flatPicture(kindRGBA, 3, 1, 0);
     std::fill(clear.rows.begin(), clear.rows.end(), 0);
     EXPECT_EQ(remarks(encodeBmp(clear), 6, 0),

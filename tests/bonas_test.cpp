@@ -93,8 +93,8 @@ TEST_F(Bonas, GoesThroughTheParts)
     Bytes expected = picture.rows;
     std::fill(expected.begin() + 520 * 179 + 7, expected.begin() + 1000 * 179, u8{0});
     EXPECT_TRUE(load("d.ep", {.bands = {499, 1, 1, 600, 99}}).rows == expected);
-    EXPECT_STREQ(llibGetRemark(0, nullptr), "1000 bytes behind the picture are not read");
-    EXPECT_STREQ(llibGetRemark(1, nullptr), "480 picks that the file lacks are clear");
+    EXPECT_STREQ(llibGetRemark(0, nullptr), "behind the picture the file goes on for 1000 bytes");
+    EXPECT_STREQ(llibGetRemark(1, nullptr), "picks that the file lacks are clear: 480");
     // The extension of a part found so stays in the name and is written over by the next number.
     writeParts(picture, 300, {"e.ep", "e.001.ep", "e.001002", "e.001003.ep"});
     EXPECT_TRUE(load("e.ep").rows == picture.rows);

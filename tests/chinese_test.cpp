@@ -83,11 +83,11 @@ TEST(Chinese, TellsWhatIsTheMatter)
     EXPECT_EQ(toldOf(zhuPat, patched(pat, 8, {25})), "the header announces 144 x 25, the file holds 490 bytes");
     Bytes longer = pat;
     longer.resize(longer.size() + 9);
-    EXPECT_EQ(toldOf(zhuPat, longer), "+9 bytes behind the picture are not read");
+    EXPECT_EQ(toldOf(zhuPat, longer), "+behind the picture the file goes on for 9 bytes");
     EXPECT_EQ(toldOf(zhuSti, sti), "");
     EXPECT_EQ(toldOf(zhuSti, patched(sti, 3, {0, 1})),
               "the file ends 113 rows before the picture does"
-              "!the header announces 512 x 256, 7202 bytes of its 16384 bytes are missing");
+              "!the header announces 512 x 256, the file lacks 7202 bytes of its 16384 bytes");
     const Bytes weave = {2, 0, 0, 0, 3, 0, 0, 0, 1, 0, 1, 0, 0, 5};
     EXPECT_EQ(toldOf({"a.orc", formatOrg, nullptr, ""}, weave), "the name does not end in .org");
 }

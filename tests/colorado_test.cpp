@@ -27,9 +27,9 @@ TEST(Colorado, DropsRunsThatPassTheBand)
         {{10, 7, 3, 1, 6, 9, 5, 2}, {2}, {1, 1, 1, 2, 2, 2, 2, 2}, "!2 " + left},
         {{4, 1, 4, 2}, {1, 1}, {1, 1, 1, 1, 2, 2, 2, 2}, ""},
         {{6, 1, 4, 3, 4, 2}, {1, 1}, {3, 3, 3, 3, 2, 2, 2, 2}, "the file ends 1 row before the picture does!2 " + left},
-        {{8, 7, 1, 1}, {2, 1}, {}, "+2 bytes behind the picture are not read"},
+        {{8, 7, 1, 1}, {2, 1}, {}, "+behind the picture the file goes on for 2 bytes"},
         {{4, 1, 0, 1, 4, 2}, {2}, {}, "it has a run of no pixels"},
-        {{4, 1, 4, 2, 4}, {2}, {1, 1, 1, 1, 2, 2, 2, 2}, "+1 bytes behind the picture are not read"},
+        {{4, 1, 4, 2, 4}, {2}, {1, 1, 1, 1, 2, 2, 2, 2}, "+behind the picture the file goes on for 1 byte"},
         {{4, 1, 4}, {2}, {}, "the file ends 1 row before the picture does"}};
     TestDirectory directory;
     for (const auto& [pixels, bands, expected, told] : cases) {

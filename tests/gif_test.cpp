@@ -178,7 +178,7 @@ TEST(Gif, RemarksOnWhatItMakesUpAndLeavesOut)
     changed[screen + 2] = 39;
     EXPECT_EQ(remarks(changed), "the data go on behind the picture's last row\n");
     changed[descriptor + 7] = 41;
-    EXPECT_EQ(remarks(changed), "!1 rows that the data lack, in full or in part, are left as they were\n");
+    EXPECT_EQ(remarks(changed), "!rows that the data lack, in full or in part, are left as they were: 1\n");
     for (const Bytes& next : {Bytes{0x2C}, Bytes{0x21, 0xF9}}) {
         changed = encodeGif(palettePicture(40, 40, 4, 2), {.graphicControl = true, .transparentIndex = 3});
         changed.pop_back();
@@ -190,7 +190,7 @@ TEST(Gif, RemarksOnWhatItMakesUpAndLeavesOut)
     Bytes ended = encodeGif(palettePicture(3, 1, 4, 2));
     ended.resize(data);
     ended.insert(ended.end(), {2, 1, 1 << 3 | 4, 0, 0x3B});
-    EXPECT_EQ(remarks(ended), "!2 codes behind the end of the data are made up\n");
+    EXPECT_EQ(remarks(ended), "!codes behind the end of the data are made up: 2\n");
 }
 
 TEST(Gif, RefusesVariantsAndShortHeaders)

@@ -30,7 +30,7 @@ TEST(Qte, DeliversRowsBehindTheFirst)
         {{7, 0, 3, 0, 9},
          loadSuccess,
          {0xA5, 0xA5, 0xA5},
-         "!the last 7 pixels of each row are not in the file+1 bytes behind the picture are not read"},
+         "!the last 7 pixels of each row are not in the file+behind the picture the file goes on for 1 byte"},
         {{0, 0, 3, 0, 9}, loadWrongFormat, {}, "its header tells a size of 0 x 3"},
         {{8, 0, 0xF1, 0xFF, 9}, loadWrongFormat, {}, "its header tells a size of 8 x 65521"},
         {{8, 0, 1}, loadWrongFormat, {}, "the file is too small: 3 bytes"}};

@@ -62,7 +62,7 @@ TEST(SmallDobbies, ReadNissanDigits)
         const std::string file = directory.write("a", patched(program, 22, Bytes(line, line + 10)));
         EXPECT_EQ(load(file, {.id = formatNissan}).rows, patched(Bytes(10), 0, pixels)) << line;
     }
-    EXPECT_STREQ(llibGetRemark(0, nullptr), "3 bytes of picks are no hexadecimal digits and lift all of their shafts");
+    EXPECT_STREQ(llibGetRemark(0, nullptr), "bytes of picks are no hexadecimal digits and lift all of their shafts: 3");
     expectStatuses(nissan, encodeNissan(noiseCards(40, 3)), no, {{0, 'P'}, {20, '4'}, {19, 'g'}});
     expectStatuses(nissan, encodeNissan(noiseCards(40, 3)), yes, {{17, ' ', ' '}, {21, 'x'}});
     EXPECT_EQ(statusOf("a", encodeNissan(noiseCards(40, 1)), 51), no);
@@ -74,7 +74,7 @@ TEST(SmallDobbies, ReadPignoneBlocks)
     TestDirectory directory;
     const Bytes file = patched(encodePignone(flatPicture(pictureBilevel, 40, 2, 0xFF), 1), 18 + 9 + 2, {1});
     EXPECT_EQ(load(directory.write("a.arm", file)).rows, patched(Bytes(10), 0, Bytes(5, 0xFF)));
-    EXPECT_STREQ(llibGetRemark(0, nullptr), "1 picks are in no block of the file and stay clear");
+    EXPECT_STREQ(llibGetRemark(0, nullptr), "picks are in no block of the file and stay clear: 1");
     // Blocks at 18 and 122.
     const Bytes good = encodePignone(noiseCards(40, 40), 20);
     expectStatuses(pignone, good, yes, {{6, 9}, {20, 21}, {124, 1}});

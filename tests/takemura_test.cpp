@@ -73,7 +73,7 @@ TEST(Takemura, TellsWhatIsMissing)
     EXPECT_EQ(toldOf(dat, Bytes(rows.begin(), rows.end() - 4)), "");
     EXPECT_EQ(toldOf(dat, Bytes(rows.begin(), rows.end() - 5)),
               "the file ends 1 row before the picture does"
-              "!the header announces 20 x 3, 5 bytes of its 21 bytes are missing");
+              "!the header announces 20 x 3, the file lacks 5 bytes of its 21 bytes");
     EXPECT_EQ(toldOf(cgs, patched(encodeCgs(noiseCards(120, 3)), 104, {14})),
               "its rows of 14 bytes are too short for a width of 120");
     EXPECT_EQ(toldOf({"a.wjL", formatActWjl, nullptr, ""}, encodeActWjl(noiseCards(40, 3))),

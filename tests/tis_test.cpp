@@ -54,8 +54,8 @@ TEST_F(Tis, CountsPartsAsTheDesigningSystemDoes)
     Bytes expected = picture.rows;
     std::fill(expected.begin() + 36, expected.end(), u8{0xA5});
     EXPECT_EQ(loadFile("dy.s01").rows, expected);
-    EXPECT_STREQ(llibGetRemark(0, nullptr), "the header announces 9 x 20, 4 bytes of its 40 bytes are missing");
-    EXPECT_STREQ(llibGetRemark(1, nullptr), "2 picks that the file lacks are left as they were");
+    EXPECT_STREQ(llibGetRemark(0, nullptr), "the header announces 9 x 20, the file lacks 4 bytes of its 40 bytes");
+    EXPECT_STREQ(llibGetRemark(1, nullptr), "picks that the file lacks are left as they were: 2");
 }
 
 TEST_F(Tis, RefusesOtherNamesAndHeaders)

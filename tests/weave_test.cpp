@@ -97,10 +97,10 @@ TEST(Weave, FollowsItsRecords)
         {"#DIM=4,2\n#HARNANDS=/112\n#YDIM=2\n" + plan + "#END\n", "###./...#/"}, // below '1' is shaft 0 as well
         {"#DIM=2\n#HARNENDS=\n1\n 0\n\n" + plan + "#END\n", ".#/#./"},
         {"#DIM=2\n#HARNUNDS=" + packedRecord("", {1, 9}).substr(2) + plan + "#END\n",
-         "../#./ 1 ends are on shafts that the plan lacks and are not lifted!"}, // no shaft 9
+         "../#./ ends are on shafts that the plan lacks and are not lifted: 1!"}, // no shaft 9
         {"#DIM=2\n#BATMAP=\n\x80\x40#END\n", "#./.#/"},
-        {"#DIM=2\n" + packedRecord("BETMAP", {0x80}) + "#END\n", "#./../ 1 picks that the file lacks are clear!"},
-        {"#DIM=2\n#BATMAP=\n\x80\x40#YDIM=3\n#END\n", "#./.#/../ 1 picks that the file lacks are clear!"},
+        {"#DIM=2\n" + packedRecord("BETMAP", {0x80}) + "#END\n", "#./../ picks that the file lacks are clear: 1!"},
+        {"#DIM=2\n#BATMAP=\n\x80\x40#YDIM=3\n#END\n", "#./.#/../ picks that the file lacks are clear: 1!"},
         {"#DIM=2 4\n#BATMAP=\n\x80\x40\1\1" + packedRecord("LINES_REPEAT", {0, 0, 1, 0, 0, 0, 3, 0}) + "#END\n",
          "#./#./.#/.#/"},
         {"#DIM=2\n#BATMAP=\n\x80\x40#YDIM=3\n" + packedRecord("LINES_REPEAT", {0, 0, 0, 0, 0, 0}) + "#END\n",

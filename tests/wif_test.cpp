@@ -177,21 +177,21 @@ static const CardFormat changsu = {"l.db1", formatStaubli1858, encodeLittleEndia
 TEST(Wif, SaysWhatTheDrawdownLacks)
 {
     const std::string good =
-        "[WIF]\n1.1\n[WEAVING]\nShafts=4\nTreadles=4\nRising Shed=yes\n[WARP]\nThreads=3\n[WEFT]\nThreads=3\n"
-        "[CONTENTS]\nTHREADING=1\nTIEUP=1\nTREADLING=1\n[THREADING]\n1=1\n2=2\n3=3,4\n[TIEUP]\n1=1,2,3\n[TREADLING]\n"
-        "1=1\n2=1\n3=4\n";
+        "[WIF]\n1.1\n[WEAVING]\nShafts=4\nTreadles=4\nRising "
+        "Shed=yes\n[WARP]\nThreads=3\n[WEFT]\nThreads=3\n[CONTENTS]\nTHREADING=1\nTIEUP=1\nTREADLING=1\n[THREADING]\n1="
+        "1\n2=2\n3=3,4\n[TIEUP]\n1=1,2,3\n[TREADLING]\n1=1\n2=1\n3=4\n";
     const std::tuple<std::string, std::string, const char*> changes[] = {
         {"", "", ""},
         {"3,4\n", "3,0,\n", ""},
-        {"3,4\n", "3,4,1\n", "!1 ends on more than two shafts are threaded on the first two"},
-        {"3=4\n", "3=4,2\n", "!1 picks with more than one treadle are treadled with the first"},
-        {"2=2\n", "", "!1 ends without a shaft are threaded straight"},
-        {"2=1\n", "2=0\n", "!1 picks without a treadle are treadled straight"},
+        {"3,4\n", "3,4,1\n", "!ends on more than two shafts are threaded on the first two: 1"},
+        {"3=4\n", "3=4,2\n", "!picks with more than one treadle are treadled with the first: 1"},
+        {"2=2\n", "", "!ends without a shaft are threaded straight: 1"},
+        {"2=1\n", "2=0\n", "!picks without a treadle are treadled straight: 1"},
         {"Shed=yes", "Shed=off", "!it is for a sinking shed, whose lowered ends are drawn as raised"},
         {"[TIEUP]", "[TIE]", "!the section [TIEUP] that is declared is missing"},
         {"[CONTENTS]", "[TEXT]", "!there is no [CONTENTS], without which nothing is drawn"},
         {"TIEUP=1", "TIEUP=no", "!no tie-up is declared, each treadle lifts the shaft of its own number"},
-        {"TIEUP=1", "LIFTPLAN=1\n[LIFTPLAN]\n1=1", "!2 picks behind the last one of the lift plan are clear"},
+        {"TIEUP=1", "LIFTPLAN=1\n[LIFTPLAN]\n1=1", "!picks behind the last one of the lift plan are clear: 2"},
         {"[CONTENTS]", "[LIFTPLAN]\n1=1\n[CONTENTS]", "!the lift plan is not declared in [CONTENTS] and left out"},
         {"[WARP]", "[COLOR TABLE]\n1=0,0,0\n[WARP SPACING]\n1=1\n[WARP]",
          "+colours are not read+the spacing and thickness of threads are not read"},
