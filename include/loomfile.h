@@ -180,6 +180,9 @@ LOOMFILE_API i32 loomfileReadRows(Loomfile* file, u8* rows, u32 count, u32 strid
  * stride of the row size. The next row is then the first again. */
 LOOMFILE_API i32 loomfileReadAll(Loomfile* file, u8* rows, u32 stride, LoomfileFailure* failure);
 
+/* The next row to be read is the first again. */
+LOOMFILE_API void loomfileRewind(Loomfile* file);
+
 /* The Debian packages of the program without which files of a format are not opened, "gzip"; "" when it needs none. The
  * text is a constant. */
 LOOMFILE_API const char* loomfileHelperPackages(i32 format);

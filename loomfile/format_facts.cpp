@@ -30,7 +30,7 @@ constexpr FormatFacts facts[] = {
     {size, whole, Helper::none},          // formatStaubliJc4Email
     {none, streamed, Helper::none},       // formatTis
     {none, whole, Helper::none},          // formatGrosse
-    {size, whole, Helper::none},          // formatEat
+    {mark, whole, Helper::none},          // formatEat
     {size, streamed, Helper::none},       // formatStaubli1858
     {mark, whole, Helper::none},          // formatWif
     {size, streamed, Helper::none},       // formatAvlJ1p

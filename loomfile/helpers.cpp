@@ -77,7 +77,7 @@ std::string quoted(const std::string& text)
     return result + "'";
 }
 
-std::string guarded(const std::string& command, int warning, const WorkFolder& work)
+std::string guarded(const std::string& command, int warning, const WorkFolder& work, HelperOutput output)
 {
     // In a shell of its own, since it may be more than one command. It is not given a process group of its own, so that
     // the keys that interrupt a program reach it.
@@ -88,8 +88,8 @@ std::string guarded(const std::string& command, int warning, const WorkFolder& w
     };
     return "guarded() { export TMPDIR=" + quoted(work.files()) +
            "; ulimit -S -t 60 2>/dev/null; ulimit -S -f 4194304 2>/dev/null; trap " + noteSignal(2) + " INT; trap " +
-           noteSignal(3) + " QUIT; " + limited + "sh -c " + quoted(command + " \"$@\"") +
-           " sh \"$@\" </dev/null >/dev/null 2>" + quoted(work.name("messages")) +
+           noteSignal(3) + " QUIT; " + limited + "sh -c " + quoted(command + " \"$@\"") + " sh \"$@\" </dev/null" +
+           (output == HelperOutput::dropped ? " >/dev/null" : "") + " 2>" + quoted(work.name("messages")) +
            "; result=$?; [ $result = 0 ] || [ $result = " + std::to_string(warning) + " ] || echo $result >" + failed +
            "; }; guarded";
 }
@@ -103,7 +103,9 @@ void setHelpers(const Settings& settings, WorkFolder& work)
     constexpr int gzipWarning = 2, unzipWarning = 1, none = 0;
     auto set = [&](void (*setter)(const char*), Helper helper, int warning) {
         const std::string command = helperCommand(settings, helper);
-        setter(command.empty() ? nullptr : guarded(command, warning, work).c_str());
+        // What gzip unpacks the library takes from its standard output.
+        const HelperOutput output = helper == Helper::gzip ? HelperOutput::kept : HelperOutput::dropped;
+        setter(command.empty() ? nullptr : guarded(command, warning, work, output).c_str());
     };
     set(llibSetGzipCommand, Helper::gzip, gzipWarning);
     set(llibSetUnzipCommand, Helper::unzip, unzipWarning);

@@ -18,9 +18,10 @@ void setHelpers(const Settings& settings, WorkFolder& work);
 bool hasHelper(const Settings& settings, FormatId format);
 
 // A command as shell text, which the arguments follow. It has a minute of computing, five minutes by the clock and two
-// gigabytes of output, sees no input and prints nothing; how it failed stands in the work folder. warning is an exit
-// code that is no failure.
-std::string guarded(const std::string& command, int warning, const WorkFolder& work);
+// gigabytes of output and sees no input; how it failed stands in the work folder. warning is an exit code that is no
+// failure.
+enum class HelperOutput { dropped, kept };
+std::string guarded(const std::string& command, int warning, const WorkFolder& work, HelperOutput output);
 
 // How the helper ended that ran since the failure was last forgotten.
 struct HelperEnd {

@@ -105,6 +105,11 @@ i32 loomfileReadAll(Loomfile* file, u8* rows, u32 stride, LoomfileFailure* failu
     return guardedly(failure, [&] { file->readAll(rows, stride); });
 }
 
+void loomfileRewind(Loomfile* file)
+{
+    file->rewind();
+}
+
 const char* loomfileHelperPackages(i32 format)
 {
     return helperPackages(format);

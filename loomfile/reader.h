@@ -38,6 +38,7 @@ struct Loomfile {
     void open(const char* path);
     void openMemory(const void* bytes, u64 size, const char* name);
     void readRows(u8* rows, u32 count, u32 stride);
+    void rewind() { nextRow = 0; }
     void readAll(u8* rows, u32 stride);
     const std::vector<FormatId>& candidates();
     const std::string& colourName(u32 index);
@@ -56,6 +57,7 @@ private:
 
     void findFormat();
     void openForced();
+    bool openFirstPart();
     bool openByContents();
     bool readAgain(const CommonPicture* picture, const std::string& why);
     bool mayBe(FormatId format) const;

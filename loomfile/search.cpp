@@ -12,6 +12,7 @@
 #include <cstring>
 #include <string_view>
 
+#include "loomfile/archive.h"
 #include "loomfile/format_facts.h"
 #include "loomfile/helpers.h"
 #include "loomfile/reader.h"
@@ -101,15 +102,11 @@ void Loomfile::openForced()
 std::string Loomfile::linkName(FormatId format) const
 {
     const std::string usual = "file" + firstExtension(format);
-    constexpr size_t atNameBytes = 26, atName = 30;
-    if (format != formatQtz || headerBytes < atName)
+    if (format != formatQtz)
         return usual;
     // The member of an archive is looked for under the archive's own name.
-    const size_t bytes = header[atNameBytes] | header[atNameBytes + 1] << 8;
-    std::string member(reinterpret_cast<const char*>(header) + atName, std::min(bytes, headerBytes - atName));
-    if (extensionOf(member) != "qte" || member.find('/') != std::string::npos)
-        return usual;
-    return member.substr(0, member.size() - 3) + "qtz";
+    const std::string member = archiveMember(path, "qte");
+    return member.empty() ? usual : member.substr(0, member.size() - 3) + "qtz";
 }
 
 // As tryFormat, and again by a name that the loader may insist on: lower case, for one.
@@ -157,11 +154,33 @@ const CommonPicture* Loomfile::commonPicture() const
     return commonPictureOf(header, headerBytes);
 }
 
+// Bonas designs go on from d.ep in d.001, d.002 and so on, which cannot be read without it.
+bool Loomfile::openFirstPart()
+{
+    const std::string extension = extensionOf(path);
+    if (extension.size() != 3 || extension.find_first_not_of("0123456789") != std::string::npos)
+        return false;
+    for (const char* first : {"ep", "EP", "Ep"}) {
+        const std::string name = path.substr(0, path.size() - extension.size()) + first;
+        if (access(name.c_str(), R_OK) != 0 || tryFormat(formatBonas, name).has_value())
+            continue;
+        accept(noFormat);
+        firstPart = name.substr(isNamedBare ? 2 : 0);
+        info.firstPartFile = firstPart.c_str();
+        return true;
+    }
+    return false;
+}
+
 void Loomfile::findFormat()
 {
     const FormatId detected = returnLoaderFunctions(formatDetect, path.c_str());
     const std::string extension = extensionOf(path);
-    Attempt refused = detected != formatNotAnImage
+    const bool isGuess = detected == formatBonas && extension != "ep";
+    if (isGuess && openFirstPart())
+        return;
+    Attempt refused = isGuess ? tryFormat(detected, path)
+                      : detected != formatNotAnImage
                           ? tryNamed(detected)
                           : Refusal{loomfileNotAnImage, "this is not a picture or weaving file by its name" +
                                                             (extension.empty() ? "" : " (." + extension + ")") +
@@ -178,10 +197,10 @@ void Loomfile::findFormat()
                                                  refused->status == loadDecoderError);
     if (isFinal)
         throw Refusal(*refused);
-    if (refused.has_value() && readAgain(commonPicture(), refused->reason))
+    // A name that tells of no picture has kept libTload from looking at it.
+    if (refused.has_value() && detected != formatNotAnImage && readAgain(commonPicture(), refused->reason))
         return;
 
-    const bool isGuess = detected == formatBonas && extension != "ep";
     const FormatId refusedBy = detected == formatNotAnImage || isGuess ? noFormat : detected;
     for (FormatId another : formatsOfName(path)) {
         if (another == detected || tryNamed(another).has_value())
@@ -205,10 +224,11 @@ void Loomfile::findFormat()
         info.isDoubtful = 1;
         return;
     }
-    const CommonPicture* picture = targaPictureOf(path, header, headerBytes);
+    const CommonPicture* picture = commonPicture();
+    if (picture == nullptr)
+        picture = targaPictureOf(path, header, headerBytes);
     if (readAgain(picture, refused->reason))
         return;
-    picture = picture != nullptr ? picture : commonPicture();
     if (picture != nullptr && !settings.libtloadOnly && graphicsCommandOf(settings).empty())
         refused->sentence += "; GraphicsMagick reads " + std::string(picture->name) +
                              " pictures, but is not installed (Debian package graphicsmagick)";
@@ -225,7 +245,7 @@ bool Loomfile::mayBe(FormatId format) const
     case formatStaubliZc5:
         return start.starts_with("\x1F\x8B");
     case formatQtz:
-        return start.starts_with("PK\x03\x04") && linkName(format) != "file.qtz";
+        return start.starts_with("PK\x03\x04") && !archiveMember(path, "qte").empty();
     case formatDis:
         // Office documents and programs are archives, too.
         return start.starts_with("PK\x03\x04") && extension != "docx" && extension != "xlsx" && extension != "odt" &&
@@ -286,9 +306,10 @@ bool Loomfile::readAgain(const CommonPicture* picture, const std::string& why)
     work.link(path, "picture");
     forgetHelperEnd(work);
     const u64 mostPixels = std::min<u64>(settings.mostPixels, 1000000000);
-    runShell("cd " + quoted(work.files()) + " && " + guarded(command, 0, work) + " -limit Pixels " +
-             std::to_string(mostPixels) + " -limit Memory 2GB -limit Map 2GB -limit Disk 2GB -limit Threads 1 '" +
-             picture->coder + ":../links/picture[0]' -depth 8 png:picture.png");
+    runShell("cd " + quoted(work.files()) + " && " + guarded(command, 0, work, HelperOutput::dropped) +
+             " -limit Pixels " + std::to_string(mostPixels) +
+             " -limit Memory 2GB -limit Map 2GB -limit Disk 2GB -limit Threads 1 '" + picture->coder +
+             ":../links/picture[0]' -depth 8 png:picture.png");
     const HelperEnd end = helperEnd(work);
     if (end.signal == SIGINT || end.signal == SIGQUIT)
         throw Refusal{loadBadData, "the program that opens such files was interrupted", "", picture->format,
