@@ -177,3 +177,13 @@ static_assert(std::size(catalogue) == formatCount);
 
 // Null outside 1..70.
 const CatalogueRow* catalogueRow(i64 id);
+
+constexpr bool catalogueIsInOrder()
+{
+    for (size_t i = 0; i < std::size(catalogue); i++) {
+        if (catalogue[i].id != static_cast<FormatId>(i + 1))
+            return false;
+    }
+    return true;
+}
+static_assert(catalogueIsInOrder());

@@ -7,6 +7,7 @@
 #include <cstdlib>
 #include <filesystem>
 
+#include "formats/catalogue.h"
 #include "fuzz/input.h"
 #include "fuzz/load_file.h"
 #include "samples/all_samples.h"
@@ -27,7 +28,8 @@ struct Files {
         drawSmallSamples();
         for (const Sample& sample : allSamples()) {
             const std::vector<u8> bytes = sample.encode();
-            if (bytes.size() < 50000 && !needsCommand(sample) && writeFile(folder / sample.name, bytes))
+            if (bytes.size() < 50000 && catalogue[sample.format - 1].command == Command::none &&
+                writeFile(folder / sample.name, bytes))
                 samples.push_back(sample);
         }
     }

@@ -18,8 +18,7 @@ extern "C" void __sanitizer_set_report_fd(void* descriptor) __attribute__((weak)
 
 bool goesToItsPlace(int format, u32 kind)
 {
-    constexpr int pcx = 3, bmp = 23;
-    return format == bmp || (format == pcx && kind == kindRGB);
+    return format == formatBmp || (format == formatPcx && kind == kindRGB);
 }
 
 static void takeRows(LoadedFile& loaded, bool toTheirPlace, u32 bandRows, i64 extraBytes)

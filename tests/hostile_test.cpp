@@ -8,6 +8,7 @@
 #include <fstream>
 #include <thread>
 
+#include "formats/catalogue.h"
 #include "samples/all_samples.h"
 #include "samples/bonas_writer.h"
 #include "samples/jc5_writer.h"
@@ -90,7 +91,7 @@ TEST_F(Hostile, TemporaryFoldersAndCommandsFailInEveryWay)
         return loaded.status == loadSuccess && loaded.bandStatus == loadSuccess;
     };
     for (const Sample& sample : allSamples()) {
-        if (!needsCommand(sample))
+        if (catalogue[sample.format - 1].command == Command::none)
             continue;
         const std::string path = directory.write(sample.name, sample.encode());
         // Packed Bonas files are expanded beside themselves, and picks that are missing in them are clear.
@@ -138,7 +139,7 @@ static std::vector<std::pair<std::string, u32>> writeSamples(const TestDirectory
     drawSmallSamples();
     std::vector<std::pair<std::string, u32>> files;
     for (const Sample& sample : allSamples()) {
-        if (needsCommand(sample) && !withCommands)
+        if (catalogue[sample.format - 1].command != Command::none && !withCommands)
             continue;
         const Bytes bytes = sample.encode();
         if (bytes.size() < 100000)

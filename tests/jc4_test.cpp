@@ -129,7 +129,7 @@ TEST_F(Jc4, FillsRowsOfAnyStride)
             // JC III skips in the file what a row is longer.
             const u64 step = id == jc3 ? std::max(got.stride, got.rowBytes) : got.rowBytes;
             Bytes picks = part(cards, 0, start, cards.size());
-            picks.resize(std::max(picks.size(), got.height * step), id == network ? 0 : 0xFF);
+            picks.resize(std::max<u64>(picks.size(), got.height * step), id == network ? 0 : 0xFF);
             EXPECT_EQ(got.rows, plainRows(picks, got.rowBytes, hooks, got.height, got.stride, step)) << end << extra;
         }
     };

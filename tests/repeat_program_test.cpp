@@ -47,7 +47,7 @@ static Bytes weavePlainly(const LoomProgram& program, u64& peak)
         rows.resize(start);
         for (u32 i = 0; i < count; i++)
             rows.insert(rows.end(), block.begin(), block.end());
-        peak = std::max(peak, rows.size());
+        peak = std::max<u64>(peak, rows.size());
     }
     return rows;
 }
