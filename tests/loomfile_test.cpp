@@ -1,5 +1,5 @@
-// Opens files as a front door would, through loomfile's C header.
-#include "loomfile.h"
+// Opens files as a front door would, through loomfile's headers.
+#include "loomfile.hpp"
 
 #include <gtest/gtest.h>
 #include <sys/stat.h>
@@ -11,6 +11,7 @@
 #include <filesystem>
 #include <fstream>
 #include <memory>
+#include <numeric>
 #include <random>
 #include <set>
 #include <thread>
@@ -32,6 +33,9 @@
 #include "samples/vector_writer.h"
 #include "samples/zip_writer.h"
 #include "tests/support.h"
+
+extern "C" long long sumByC(const char* path);
+extern "C" int keepsOldStructures(const char* path);
 
 namespace fs = std::filesystem;
 using std::string;
@@ -144,13 +148,13 @@ TEST_F(LoomfileTest, ReadsEverySampleAsTheThreeCallsDo)
             continue;
         }
         EXPECT_EQ(answer.info.isDoubtful, 0u);
-        EXPECT_EQ(answer.info.format, static_cast<i32>(sample.format));
+        EXPECT_EQ(answer.info.format, sample.format);
         const Bytes whole = answer.pixels();
         EXPECT_TRUE(answer.pixelsInBands(7, 3) == whole);
         EXPECT_TRUE(answer.pixelsInBands(answer.info.height, 0) == whole);
         // The three calls do not find the first part of a Bonas design.
         const bool isLaterPart = string(answer.info.firstPartFile).ends_with(".ep");
-        if (needsCommand(sample) || sample.format == formatPbm || isLaterPart)
+        if (loomfileHelperPackages(sample.format)[0] != 0 || sample.format == formatPbm || isLaterPart)
             continue;
         const Loaded direct = load(files.path + "/" + sample.name, {.id = sample.format, .fill = 0});
         Bytes expected = direct.pixels();
@@ -368,4 +372,33 @@ TEST_F(LoomfileTest, RemovesWorkFoldersForASignalHandler)
     EXPECT_FALSE(fs::is_empty(temporary.path));
     loomfileRemoveWorkFolders();
     EXPECT_TRUE(fs::is_empty(temporary.path));
+}
+
+TEST_F(LoomfileTest, WorksFromCAndCpp)
+{
+    const Picture picture = noisePicture(kindRGB, 9, 5, 0, 1);
+    const string path = files.write("a.bmp", encodeBmp(picture));
+    EXPECT_EQ(sumByC(path.c_str()), std::accumulate(picture.rows.begin(), picture.rows.end(), 0LL));
+    EXPECT_EQ(sumByC("/none"), -1);
+    EXPECT_EQ(keepsOldStructures(path.c_str()), 1);
+
+    loomfile::File first(path);
+    loomfile::File file = std::move(first);
+    EXPECT_TRUE(file.readAll() == picture.rows);
+    EXPECT_EQ(file.candidates(), vector<i32>{formatBmp});
+    EXPECT_TRUE(file.remarks().empty());
+    const Bytes qte = encodeQte(noisePicture(kindBilevel, 72, 40, 0, 1));
+    EXPECT_EQ(loomfile::File::fromMemory(qte.data(), qte.size(), "a.qte").info().height, 40u);
+    try {
+        loomfile::File none("/none");
+        ADD_FAILURE();
+    } catch (const loomfile::Error& error) {
+        EXPECT_EQ(error.failure.status, loadCannotRead);
+        EXPECT_NE(string(error.what()).find("cannot be opened"), string::npos);
+    }
+}
+
+TEST(LoomfileInterface, ExportsWhatTheHeaderDeclaresAndNothingElse)
+{
+    EXPECT_EQ(exportedNames(LOOMFILE_LIBRARY), declaredNames(LOOMFILE_HEADER, "LOOMFILE_API "));
 }
