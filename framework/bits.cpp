@@ -74,11 +74,7 @@ void reverseNegateBytes(u8* data, int length, int negate)
         reverseBits(data, static_cast<size_t>(length), negate != 0);
 }
 
-namespace
-{
-
-// A byte for each bit of a byte, the highest first.
-constexpr auto unpackedBits = [] {
+constexpr std::array<std::array<u8, 8>, 256> unpackedBits = [] {
     std::array<std::array<u8, 8>, 256> table{};
     for (u32 byte = 0; byte < 256; byte++) {
         for (u32 bit = 0; bit < 8; bit++)
@@ -86,6 +82,9 @@ constexpr auto unpackedBits = [] {
     }
     return table;
 }();
+
+namespace
+{
 
 typedef u64 Words __attribute__((vector_size(16)));
 

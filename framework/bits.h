@@ -1,6 +1,7 @@
 // The bits of rows: their order in a byte, their way to pixels.
 #pragma once
 
+#include <array>
 #include <cstddef>
 
 #include "tload.h"
@@ -10,6 +11,9 @@ void reverseBits(u8* data, size_t size, bool negate);
 
 // Loom files keep the leftmost end in a byte's lowest bit, card files a lift as a clear bit.
 enum class BitOrder { asStored, reversed, reversedAndNegated };
+
+// A byte of 0 or 1 for each bit of a byte, the highest first.
+extern const std::array<std::array<u8, 8>, 256> unpackedBits;
 
 // A byte of 0 or 1 for each of width bits, the highest of a byte first.
 void unpackBits(u8* pixels, const u8* bits, u64 width);

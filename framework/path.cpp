@@ -18,6 +18,14 @@ bool hasExtension(const char* path, const char* extension, size_t leastLength)
     return true;
 }
 
+void nextPartName(char* name, size_t length)
+{
+    char* last = name + length - 1;
+    (*last)++;
+    if (*last == '0')
+        last[-1]++;
+}
+
 const char* getRelativePath(const char* path, const char* other)
 {
     LoaderThreadState& state = threadState();

@@ -78,6 +78,12 @@ LoadStatus refuseSize(LoadStatus status, i64 width, i64 height)
                   static_cast<long long>(height));
 }
 
+LoadStatus refuseFileSize(LoadStatus status, i64 width, i64 height, i64 fileSize)
+{
+    return refuse(status, "the header announces %lld x %lld, the file holds %s", static_cast<long long>(width),
+                  static_cast<long long>(height), amountOf(static_cast<u64>(fileSize)).text);
+}
+
 LoadStatus refuseUnopened()
 {
     return refuse(loadBadData, "no picture of this format is open");

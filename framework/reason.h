@@ -40,7 +40,8 @@ LoadStatus refuseOpening();                   // 3, with what errno tells
 LoadStatus refuseMemory();                    // 2
 LoadStatus refuseHeader(LoadStatus status);   // the file ends in its header
 LoadStatus refuseSize(LoadStatus status, i64 width, i64 height);
-LoadStatus refuseUnopened();            // 7: no picture is open
+LoadStatus refuseFileSize(LoadStatus status, i64 width, i64 height, i64 fileSize); // that does not fit the picture's
+LoadStatus refuseUnopened();                                                       // 7: no picture is open
 LoadStatus refuseRowsBehindPicture();   // 7: rows are asked for that the picture does not have
 LoadStatus refuseEarlyEnd(u64 missing); // 7: the file ends so many rows before the picture does
 

@@ -38,6 +38,13 @@ LoadStatus readStoredRows(FILE* stream, u32& rowsLeft, u8* rows, u32 count, u64 
     return wanted < count ? refuseRowsBehindPicture() : loadSuccess;
 }
 
+u64 incompleteRows(u64 rows, u64 arrived, u64 rowBytes, u64 step)
+{
+    if (arrived < rowBytes)
+        return rows;
+    return step > 0 ? rows - std::min(rows, (arrived - rowBytes) / step + 1) : 0;
+}
+
 void handOver(File& file, RowFile& slot, u32 rows, u32 rowBytes)
 {
     handOver(file, slot.file);

@@ -11,6 +11,9 @@
 LoadStatus readStoredRows(FILE* stream, u32& rowsLeft, u8* rows, u32 count, u64 rowBytes, u64 bytesPerRow,
                           BitOrder order);
 
+// How many of the rows, which begin a step apart, are not wholly in the bytes that arrived.
+u64 incompleteRows(u64 rows, u64 arrived, u64 rowBytes, u64 step);
+
 struct RowFile {
     FILE* file; // at the next row
     u32 rowsLeft;

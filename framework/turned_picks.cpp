@@ -6,6 +6,9 @@
 
 static_assert(std::endian::native == std::endian::little, "rows are read and written as words");
 
+namespace
+{
+
 // Four squares of 64 x 64 bits lie side by side, a square a lane, so that one instruction works on all of them.
 typedef u64 Lanes __attribute__((vector_size(32), aligned(8)));
 constexpr u64 laneCount = 4;
@@ -14,7 +17,7 @@ constexpr u64 chunkWords = picksAtOnce * laneCount;
 
 // In a square row i is pick i, and afterwards hook i: halves, quarters and so on down to single bits are exchanged
 // across the diagonal.
-[[gnu::always_inline]] static inline void turnSquares(Lanes* rows)
+[[gnu::always_inline]] inline void turnSquares(Lanes* rows)
 {
     u64 mask = 0x00000000FFFFFFFF;
     for (u64 half = 32; half != 0; half /= 2, mask ^= mask << half) {
@@ -29,7 +32,7 @@ constexpr u64 chunkWords = picksAtOnce * laneCount;
 }
 
 // A whole chunk is copied as one register.
-[[gnu::always_inline]] static inline void copyChunk(void* destination, const void* source, u64 size)
+[[gnu::always_inline]] inline void copyChunk(void* destination, const void* source, u64 size)
 {
     if (size == chunkBytes)
         memcpy(destination, source, chunkBytes);
@@ -37,15 +40,72 @@ constexpr u64 chunkWords = picksAtOnce * laneCount;
         memcpy(destination, source, size);
 }
 
-static u64 chunksOf(u64 bytes)
+u64 chunksOf(u64 bytes)
 {
     return (bytes + chunkBytes - 1) / chunkBytes;
 }
 
-static u64* wordsOf(const TurnedPicks& turned, u64 firstPick)
+u64* wordsOf(const TurnedPicks& turned, u64 firstPick)
 {
     return reinterpret_cast<u64*>(turned.buffer.bytes) + firstPick / picksAtOnce * turned.blockWords;
 }
+
+[[gnu::always_inline]] inline void turnChunks(u64* words, const u8* stored, u64 pickBytes, u32 count)
+{
+    for (u64 done = 0; done < pickBytes; done += chunkBytes, words += chunkWords) {
+        const u64 size = std::min(chunkBytes, pickBytes - done);
+        Lanes rows[picksAtOnce];
+        if (count < picksAtOnce || size < chunkBytes)
+            memset(rows, 0, sizeof rows);
+        for (u64 i = 0; i < count; i++)
+            copyChunk(rows + i, stored + i * pickBytes + done, size);
+        turnSquares(rows);
+        memcpy(words, rows, sizeof rows);
+    }
+}
+
+// sources holds the word of every column, in the order in which the squares want them.
+[[gnu::always_inline]] inline void deliverChunks(u8* rows, u64 bytesPerRow, const u64* words, const u32* sources,
+                                                 u64 rowBytes, u64 count)
+{
+    for (u64 done = 0; done < rowBytes; done += chunkBytes, sources += chunkWords) {
+        u64 lifted[chunkWords];
+        for (u64 i = 0; i < chunkWords; i++)
+            lifted[i] = ~words[sources[i]];
+        Lanes squares[picksAtOnce];
+        memcpy(squares, lifted, sizeof squares);
+        turnSquares(squares);
+        const u64 size = std::min(chunkBytes, rowBytes - done);
+        for (u64 i = 0; i < count; i++)
+            copyChunk(rows + i * bytesPerRow + done, squares + i, size);
+    }
+}
+
+#if defined(__x86_64__)
+__attribute__((target("avx2"))) void turnChunksWide(u64* words, const u8* stored, u64 pickBytes, u32 count)
+{
+    turnChunks(words, stored, pickBytes, count);
+}
+
+__attribute__((target("avx2"))) void deliverChunksWide(u8* rows, u64 bytesPerRow, const u64* words, const u32* sources,
+                                                       u64 rowBytes, u64 count)
+{
+    deliverChunks(rows, bytesPerRow, words, sources, rowBytes, count);
+}
+#endif
+
+u64 bitsSet(u64 word)
+{
+    word -= word >> 1 & 0x5555555555555555;
+    word = (word & 0x3333333333333333) + (word >> 2 & 0x3333333333333333);
+    word = (word + (word >> 4)) & 0x0F0F0F0F0F0F0F0F;
+    word += word >> 8;
+    word += word >> 16;
+    word += word >> 32;
+    return word & 0x7F;
+}
+
+} // namespace
 
 u64* wordsOfBlock(TurnedPicks& turned, u64 firstPick)
 {
@@ -69,50 +129,6 @@ bool allocateTurned(TurnedPicks& turned, u32 pickBytes, u32 picks)
            turned.stored.allocate(static_cast<u64>(picksAtOnce) * pickBytes);
 }
 
-[[gnu::always_inline]] static inline void turnChunks(u64* words, const u8* stored, u64 pickBytes, u32 count)
-{
-    for (u64 done = 0; done < pickBytes; done += chunkBytes, words += chunkWords) {
-        const u64 size = std::min(chunkBytes, pickBytes - done);
-        Lanes rows[picksAtOnce];
-        if (count < picksAtOnce || size < chunkBytes)
-            memset(rows, 0, sizeof rows);
-        for (u64 i = 0; i < count; i++)
-            copyChunk(rows + i, stored + i * pickBytes + done, size);
-        turnSquares(rows);
-        memcpy(words, rows, sizeof rows);
-    }
-}
-
-// sources holds the word of every column, in the order in which the squares want them.
-[[gnu::always_inline]] static inline void deliverChunks(u8* rows, u64 bytesPerRow, const u64* words, const u32* sources,
-                                                        u64 rowBytes, u64 count)
-{
-    for (u64 done = 0; done < rowBytes; done += chunkBytes, sources += chunkWords) {
-        u64 lifted[chunkWords];
-        for (u64 i = 0; i < chunkWords; i++)
-            lifted[i] = ~words[sources[i]];
-        Lanes squares[picksAtOnce];
-        memcpy(squares, lifted, sizeof squares);
-        turnSquares(squares);
-        const u64 size = std::min(chunkBytes, rowBytes - done);
-        for (u64 i = 0; i < count; i++)
-            copyChunk(rows + i * bytesPerRow + done, squares + i, size);
-    }
-}
-
-#if defined(__x86_64__)
-__attribute__((target("avx2"))) static void turnChunksWide(u64* words, const u8* stored, u64 pickBytes, u32 count)
-{
-    turnChunks(words, stored, pickBytes, count);
-}
-
-__attribute__((target("avx2"))) static void deliverChunksWide(u8* rows, u64 bytesPerRow, const u64* words,
-                                                              const u32* sources, u64 rowBytes, u64 count)
-{
-    deliverChunks(rows, bytesPerRow, words, sources, rowBytes, count);
-}
-#endif
-
 void turnPicks(TurnedPicks& turned, u32 firstPick, const u8* stored, u32 count)
 {
     u64* words = wordsOfBlock(turned, firstPick);
@@ -123,17 +139,6 @@ void turnPicks(TurnedPicks& turned, u32 firstPick, const u8* stored, u32 count)
     }
 #endif
     turnChunks(words, stored, turned.pickBytes, count);
-}
-
-static u64 bitsSet(u64 word)
-{
-    word -= word >> 1 & 0x5555555555555555;
-    word = (word & 0x3333333333333333) + (word >> 2 & 0x3333333333333333);
-    word = (word + (word >> 4)) & 0x0F0F0F0F0F0F0F0F;
-    word += word >> 8;
-    word += word >> 16;
-    word += word >> 32;
-    return word & 0x7F;
 }
 
 void countSetBits(const TurnedPicks& turned, u64* counts)

@@ -26,6 +26,7 @@ inline const u32* hooksOf(const HookMap& map)
     return reinterpret_cast<const u32*>(map.buffer.bytes);
 }
 
+// False when memory does not suffice.
 bool allocateTurned(TurnedPicks& turned, u32 pickBytes, u32 picks);
 
 // Takes up to 64 picks as they are stored, the first hook of each in its lowest bit. firstPick is a multiple of 64.
@@ -34,10 +35,10 @@ void turnPicks(TurnedPicks& turned, u32 firstPick, const u8* stored, u32 count);
 // The words of the block of 64 picks that begins at firstPick, to be filled by whoever has the picks of a hook side by
 // side: that of a hook stands at wordOfHook(), its bits are as turnPicks() takes them.
 u64* wordsOfBlock(TurnedPicks& turned, u64 firstPick);
+u64 wordOfHook(u64 hook);
 
 // Adds to counts[i], for the hook that wordOfHook() places at i, how many picks have its bit set; blockWords entries.
 void countSetBits(const TurnedPicks& turned, u64* counts);
-u64 wordOfHook(u64 hook);
 
 // What becomes of the bytes between a row and the next.
 enum class RowEnd { cleared, kept };

@@ -309,7 +309,7 @@ bool Loomfile::readAgain(const CommonPicture* picture, const std::string& why)
     runShell("cd " + quoted(work.files()) + " && " + guarded(command, 0, work, HelperOutput::dropped) +
              " -limit Pixels " + std::to_string(mostPixels) +
              " -limit Memory 2GB -limit Map 2GB -limit Disk 2GB -limit Threads 1 '" + picture->coder +
-             ":../links/picture[0]' -depth 8 png:picture.png");
+             ":../links/picture[0]' png:picture.png");
     const HelperEnd end = helperEnd(work);
     if (end.signal == SIGINT || end.signal == SIGQUIT)
         throw Refusal{loadBadData, "the program that opens such files was interrupted", "", picture->format,

@@ -115,22 +115,25 @@ TEST(Bmp, RefusesWhatItDoesNotRead)
         size_t at;
         u32 value;
         int status;
+        const char* reason;
     };
-    const Case cases[] = {{14, 108, loadWrongFormat},
-                          {14, 0x128, loadWrongFormat},
-                          {26, 24 << 16 | 2, loadWrongFormat},
-                          {26, 33 << 16 | 1, loadWrongFormat},
-                          {30, 1, loadWrongFormat},
-                          {18, 0, loadBadData},
-                          {18, 65521, loadBadData},
-                          {22, 0, loadBadData},
-                          {22, 0xFFFFFFFD, loadBadData}};
+    const Case cases[] = {{14, 108, loadWrongFormat, "an info header of 108 bytes, not of 40 or 124"},
+                          {14, 0x128, loadWrongFormat, "an info header of 296 bytes, not of 40 or 124"},
+                          {26, 24 << 16 | 2, loadWrongFormat, "2 colour planes"},
+                          {26, 33 << 16 | 1, loadWrongFormat, "33 bits a pixel"},
+                          {30, 1, loadWrongFormat, "run-length encoded"},
+                          {30, 7, loadWrongFormat, "compressed by the unknown method 7"},
+                          {18, 0, loadBadData, "its header tells a size of 0 x 3"},
+                          {18, 65521, loadBadData, "its header tells a size of 65521 x 3"},
+                          {22, 0, loadBadData, "its header tells a size of 3 x 0"},
+                          {22, 0xFFFFFFFD, loadBadData, "stored from the top row to the bottom one"}};
     int number = 0;
     for (const Case& one : cases) {
         Bytes bytes = good;
         put32(bytes, one.at, one.value);
         Loaded loaded = load(directory.write(std::to_string(number++) + ".bmp", bytes));
         EXPECT_EQ(loaded.status, one.status) << one.at << ": " << one.value;
+        EXPECT_STREQ(llibGetReason(), one.reason);
     }
     // The depth is refused before the size, the compression before the depth.
     Bytes several = good;
@@ -138,6 +141,30 @@ TEST(Bmp, RefusesWhatItDoesNotRead)
     several[28] = 5;
     EXPECT_EQ(load(directory.write("several.bmp", several)).status, loadWrongFormat);
     EXPECT_EQ(load(directory.path + "/missing.bmp", {.id = 23}).status, loadWrongFormat);
+}
+
+TEST(Bmp, RemarksOnWhatItLeavesOut)
+{
+    TestDirectory directory;
+    auto remarks = [&](Bytes bytes, size_t at, u32 value) {
+        put32(bytes, at, value);
+        load(directory.write("a.bmp", bytes));
+        return remarkTexts();
+    };
+    const Bytes indexed = encodeBmp(noisePicture(kindIndexed, 8, 8, 4, 1));
+    Bytes rounded = indexed;
+    rounded.resize(rounded.size() + 2);
+    EXPECT_EQ(remarks(rounded, 10, 54 + 4 * 256), "");
+    EXPECT_EQ(remarks(indexed, 10, 54 + 4 * 4),
+              "!the rows begin at byte 70 of the file and are read from byte 1078 on\n");
+    Bytes cut = encodeBmp(noisePicture(kindRGBA, 3, 3, 0, 1), {.headerSize = 124});
+    cut.pop_back();
+    EXPECT_EQ(remarks(cut, 14 + 56, 0x4D424544),
+              "the colour profile is not used\n!the header announces 3 x 3, 1 bytes of its 36 bytes are missing\n");
+    Picture clear = flatPicture(kindRGBA, 3, 1, 0);
+    std::fill(clear.rows.begin(), clear.rows.end(), 0);
+    EXPECT_EQ(remarks(encodeBmp(clear), 6, 0),
+              "!the alpha of all pixels is 0: an opaque picture is delivered as a transparent one\n");
 }
 
 TEST(Bmp, StopsAtTheEndOfTheData)
@@ -148,6 +175,7 @@ TEST(Bmp, StopsAtTheEndOfTheData)
     bytes.resize(54 + 16 * 4 + 15);
     Loaded cut = load(directory.write("cut.bmp", bytes));
     EXPECT_EQ(cut.bandStatus, loadBadData);
+    EXPECT_STREQ(llibGetReason(), "the file ends 2 rows before the picture does");
     // Four rows of the file are the picture's last.
     for (size_t i = 0; i < picture.rows.size(); i++)
         ASSERT_EQ(cut.rows[i], i < 30 ? 0xA5 : picture.rows[i]);

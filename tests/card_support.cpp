@@ -64,6 +64,18 @@ void expectStatuses(const CardFormat& format, const Bytes& good, int status, con
     }
 }
 
+std::string toldOf(const CardFormat& format, const Bytes& bytes)
+{
+    TestDirectory directory;
+    load(directory.write(format.name, bytes), {.id = format.id});
+    std::string told = llibGetReason();
+    for (i32 i = 0, grave = 0; i < llibGetRemarkCount(); i++) {
+        const std::string remark = llibGetRemark(i, &grave);
+        told += (grave != 0 ? "!" : "+") + remark;
+    }
+    return told;
+}
+
 int bandStatusOfCut(const CardFormat& format, const Picture& picture, size_t cut)
 {
     TestDirectory directory;

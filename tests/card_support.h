@@ -26,6 +26,8 @@ using Patches = std::vector<std::vector<u32>>;
 void expectStatuses(const CardFormat& format, const Bytes& good, int status, const Patches& patches);
 // The status of loading a file of these bytes with this loader.
 int statusOf(const std::string& name, const Bytes& bytes, u32 id);
+// The reason that loading the file leaves and its remarks behind it, "+" before a harmless one, "!" before a grave one.
+std::string toldOf(const CardFormat& format, const Bytes& bytes);
 // What loadBand answers for all rows of a file that shrinks while it is open.
 int bandStatusOfCut(const CardFormat& format, const Picture& picture, size_t cut);
 

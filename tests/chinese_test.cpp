@@ -74,3 +74,20 @@ TEST(Chinese, RefusesOtherFilesAndSizes)
         expectStoredBits(*format, large, 8190, CutRow::heldAtOnce);
     expectStatuses(zhuPat, encodeZhuPat(noiseCards(20, 2)), loadWrongFormat, {{0, 't'}});
 }
+
+TEST(Chinese, TellsWhatIsTheMatter)
+{
+    const Bytes pat = encodeZhuPat(noiseCards(144, 24)), sti = encodeZhuSti(noiseCards(512, 80));
+    EXPECT_EQ(toldOf(varitex, patched(Bytes(38), 0, {4})), "its 30 bytes of picks are no multiple of its height of 4");
+    EXPECT_EQ(toldOf(zhuPat, patched(pat, 0, {'t'})), "it does not begin with TxST");
+    EXPECT_EQ(toldOf(zhuPat, patched(pat, 8, {25})), "the header announces 144 x 25, the file holds 490 bytes");
+    Bytes longer = pat;
+    longer.resize(longer.size() + 9);
+    EXPECT_EQ(toldOf(zhuPat, longer), "+9 bytes behind the picture are not read");
+    EXPECT_EQ(toldOf(zhuSti, sti), "");
+    EXPECT_EQ(toldOf(zhuSti, patched(sti, 3, {0, 1})),
+              "the file ends 113 rows before the picture does"
+              "!the header announces 512 x 256, 7202 bytes of its 16384 bytes are missing");
+    const Bytes weave = {2, 0, 0, 0, 3, 0, 0, 0, 1, 0, 1, 0, 0, 5};
+    EXPECT_EQ(toldOf({"a.orc", 65, nullptr, ""}, weave), "the name does not end in .org");
+}

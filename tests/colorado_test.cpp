@@ -19,24 +19,26 @@ TEST(Colorado, DeliversRunsInOneBand)
 
 TEST(Colorado, DropsRunsThatPassTheBand)
 {
-    // Pixels of a picture of 4 x 2, read in one band or two; none = bad data.
-    const std::tuple<Bytes, std::vector<u32>, Bytes> cases[] = {
-        {{8, 7}, {2}, Bytes(8, 7)},
-        {{10, 7, 3, 1, 6, 9, 5, 2}, {2}, {1, 1, 1, 2, 2, 2, 2, 2}},
-        {{4, 1, 4, 2}, {1, 1}, {1, 1, 1, 1, 2, 2, 2, 2}},
-        {{6, 1, 4, 3, 4, 2}, {1, 1}, {3, 3, 3, 3, 2, 2, 2, 2}},
-        {{8, 7, 1, 1}, {2, 1}, {}},
-        {{4, 1, 0, 1, 4, 2}, {2}, {}},
-        {{4, 1, 4, 2, 4}, {2}, {1, 1, 1, 1, 2, 2, 2, 2}},
-        {{4, 1, 4}, {2}, {}}};
+    const std::string left = "runs of pixels that pass the end of the rows asked for are left out";
+    // Pixels of a picture of 4 x 2, read in one band or two; none = bad data. What is told of them, read in one.
+    const std::tuple<Bytes, std::vector<u32>, Bytes, std::string> cases[] = {
+        {{8, 7}, {2}, Bytes(8, 7), ""},
+        {{10, 7, 3, 1, 6, 9, 5, 2}, {2}, {1, 1, 1, 2, 2, 2, 2, 2}, "!2 " + left},
+        {{4, 1, 4, 2}, {1, 1}, {1, 1, 1, 1, 2, 2, 2, 2}, ""},
+        {{6, 1, 4, 3, 4, 2}, {1, 1}, {3, 3, 3, 3, 2, 2, 2, 2}, "the file ends 1 row before the picture does!2 " + left},
+        {{8, 7, 1, 1}, {2, 1}, {}, "+2 bytes behind the picture are not read"},
+        {{4, 1, 0, 1, 4, 2}, {2}, {}, "it has a run of no pixels"},
+        {{4, 1, 4, 2, 4}, {2}, {1, 1, 1, 1, 2, 2, 2, 2}, "+1 bytes behind the picture are not read"},
+        {{4, 1, 4}, {2}, {}, "the file ends 1 row before the picture does"}};
     TestDirectory directory;
-    for (const auto& [pixels, bands, expected] : cases) {
+    for (const auto& [pixels, bands, expected, told] : cases) {
         Bytes bytes = patched(encodeColorado(blankPicture(pictureIndexed, 4, 2)), 11, {static_cast<u8>(pixels.size())});
         bytes.erase(bytes.end() - 2, bytes.end());
         bytes.insert(bytes.end(), pixels.begin(), pixels.end());
         const Loaded got = load(directory.write("a", bytes), {.id = 47, .bands = bands});
         EXPECT_EQ(got.bandStatus, expected.empty() ? loadBadData : loadSuccess) << pixels.size();
         EXPECT_TRUE(expected.empty() || got.rows == expected);
+        EXPECT_EQ(toldOf({"a", 47, nullptr, ""}, bytes), told);
     }
 }
 

@@ -63,18 +63,22 @@ TEST_F(Dis, LeavesNothingBehind)
 {
     const std::string keep = designs.write("keep", right), path = designs.write("a.dis", "PK\3\4");
     const std::string deep = "cd \"$3\"; mkdir -p $(printf \"d/%.0s\" $(seq 150)); touch d/d/f; ";
-    const std::pair<std::string, int> scripts[] = {
-        {deep + "cp " + keep + " \"$3\"/0", loadSuccess},
-        {"ln -s " + keep + " \"$3\"/a; ln -s " + designs.path + " \"$3\"/b; mkfifo \"$3\"/c", loadWrongFormat},
-        {"mkdir \"$3\"/a \"$3\"/a/b; touch \"$3\"/a/b/c; chmod 0 \"$3\"/a/b \"$3\"/a", loadWrongFormat},
-        {"rmdir \"$3\"", loadWrongFormat}};
+    const std::tuple<std::string, int, const char*> scripts[] = {
+        {deep + "cp " + keep + " \"$3\"/0", loadSuccess, ""},
+        {"ln -s " + keep + " \"$3\"/a; ln -s " + designs.path + " \"$3\"/b; mkfifo \"$3\"/c", loadWrongFormat,
+         "the archive holds no TIFF picture"},
+        {"mkdir \"$3\"/a \"$3\"/a/b; touch \"$3\"/a/b/c; chmod 0 \"$3\"/a/b \"$3\"/a; exit 9", loadWrongFormat,
+         "the command sh failed with 9"},
+        {"rmdir \"$3\"; kill -9 $$", loadWrongFormat, "the command sh was killed by signal 9"},
+        {"not-a-command", loadWrongFormat, "the command sh is not found"}};
     rlimit usual;
     getrlimit(RLIMIT_NOFILE, &usual);
     const rlimit fewer{64, usual.rlim_max};
-    for (const auto& [script, status] : scripts) {
+    for (const auto& [script, status, reason] : scripts) {
         unpackBy(script);
         setrlimit(RLIMIT_NOFILE, &fewer);
         EXPECT_EQ(load(path, {.id = dis}).status, status) << script;
+        EXPECT_STREQ(llibGetReason(), reason);
         setrlimit(RLIMIT_NOFILE, &usual);
         EXPECT_TRUE(fs::is_empty(temporary.path)) << script;
     }

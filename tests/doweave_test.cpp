@@ -34,6 +34,7 @@ TEST(DoWeave, ReadsRecords)
             EXPECT_EQ(firstBytesOf(textOf(three, 3, {lineEnd, isLong, isLong})), (Bytes{1, 2, 4})) << isLong;
     // Rows that no pick reaches are empty, unless a block stood there that a repeat has removed.
     EXPECT_EQ(firstBytesOf(textOf(three, 5)), (Bytes{1, 2, 4, 0, 0}));
+    EXPECT_STREQ(llibGetRemark(0, nullptr), "2 picks that the file lacks are clear");
     const LoomStep none = {LoomStep::openRepeat, 0}, twice = {LoomStep::openRepeat, 2}, end = {LoomStep::closeRepeat};
     EXPECT_EQ(firstBytesOf(textOf({three[0], none, twice, three[1], end, three[2], end, three[0]}, 5)),
               (Bytes{1, 1, 2, 4, 0}));
@@ -76,6 +77,7 @@ TEST(DoWeave, RefusesOthersAndTellsUnknownRecords)
         testing::internal::CaptureStdout();
         EXPECT_EQ(load(path, {.id = 49}).status, loadWrongFormat) << text;
         fflush(stdout);
+        EXPECT_STRNE(llibGetReason(), llibStatusText(loadWrongFormat)) << text;
         EXPECT_EQ(testing::internal::GetCapturedStdout(),
                   said.empty() ? "" : "DoWeave " + name + " contains unknown record(" + said + "\n");
     };

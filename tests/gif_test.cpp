@@ -160,6 +160,39 @@ TEST(Gif, SkipsExtensionsAndReportsTheAspect)
     }
 }
 
+TEST(Gif, RemarksOnWhatItMakesUpAndLeavesOut)
+{
+    TestDirectory directory;
+    const size_t screen = 6, descriptor = 13 + 3 * 4, data = descriptor + 10;
+    const Bytes good = encodeGif(palettePicture(40, 40, 4, 2));
+    auto remarks = [&](const Bytes& bytes) {
+        load(directory.write("a.gif", bytes));
+        return remarkTexts();
+    };
+    EXPECT_EQ(remarks(good), "");
+    Bytes changed = good;
+    changed[screen] = 41;
+    EXPECT_EQ(remarks(changed), "the background around the picture, a screen of 41 x 40, is left out\n");
+    changed = good;
+    changed[descriptor + 7] = 39; // a row less
+    changed[screen + 2] = 39;
+    EXPECT_EQ(remarks(changed), "the data go on behind the picture's last row\n");
+    changed[descriptor + 7] = 41;
+    EXPECT_EQ(remarks(changed), "!1 rows that the data lack, in full or in part, are left as they were\n");
+    for (const Bytes& next : {Bytes{0x2C}, Bytes{0x21, 0xF9}}) {
+        changed = encodeGif(palettePicture(40, 40, 4, 2), {.graphicControl = true, .transparentIndex = 3});
+        changed.pop_back();
+        changed.insert(changed.end(), next.begin(), next.end());
+        EXPECT_EQ(remarks(changed),
+                  "the transparent colour 3 is delivered as an opaque one\nfurther pictures are not read\n");
+    }
+    // 3 x 1 pixels of the codes 4 (clear) and 1, and no more.
+    Bytes ended = encodeGif(palettePicture(3, 1, 4, 2));
+    ended.resize(data);
+    ended.insert(ended.end(), {2, 1, 1 << 3 | 4, 0, 0x3B});
+    EXPECT_EQ(remarks(ended), "!2 codes behind the end of the data are made up\n");
+}
+
 TEST(Gif, RefusesVariantsAndShortHeaders)
 {
     TestDirectory directory;
@@ -169,13 +202,17 @@ TEST(Gif, RefusesVariantsAndShortHeaders)
         return load(directory.write(std::to_string(number++) + ".gif", bytes), {.id = 1}).status;
     };
     EXPECT_EQ(status(encodeGif(picture, {.interlaced = true})), loadUnsupportedVariant);
+    EXPECT_STREQ(llibGetReason(), "interlaced");
     EXPECT_EQ(status(encodeGif(picture, {.localTable = true})), loadUnsupportedVariant);
+    EXPECT_STREQ(llibGetReason(), "colours of the picture's own beside the global ones");
     EXPECT_EQ(status(encodeGif(picture, {.globalTable = false, .localTable = true})), loadUnsupportedVariant);
+    EXPECT_STREQ(llibGetReason(), "without a global colour table");
     const Bytes good = encodeGif(picture, {.comment = "x"});
     const size_t blocks = 13 + 3 * 4;
     Bytes changed = good;
     changed[blocks + 1] = 0xFD; // an unknown label
     EXPECT_EQ(status(changed), loadBadData);
+    EXPECT_STREQ(llibGetReason(), "an extension of the unknown kind 0xFD");
     changed[blocks] = 0x3B; // the trailer instead of a picture
     EXPECT_EQ(status(changed), loadUnsupportedVariant);
     Bytes flat = encodeGif(picture);

@@ -25,7 +25,10 @@ TEST(Iam, DeliversRows)
     // BBI does not notice: the pixels are light.
     const Picture dark = flatPicture(pictureBilevel, 16, 5000, 0xFF);
     const Bytes file = encodeIamBbi(dark);
-    const Loaded cut = load(directory.write("cut.bbi", Bytes(file.begin(), file.begin() + 24 + 64 * 4000 + 4)));
+    const Bytes start(file.begin(), file.begin() + 24 + 64 * 4000 + 4);
+    EXPECT_EQ(toldOf(bbi, start), "!the header announces 16 x 5000, 63996 bytes of its 320 KB are missing"
+                                  "!999 picks that the file lacks are clear");
+    const Loaded cut = load(directory.write("cut.bbi", start));
     EXPECT_EQ(cut.bandStatus, loadSuccess);
     EXPECT_TRUE(cut.rows == patched(patched(dark.rows, 8000, Bytes(2000)), 8000, {0x80}));
 }

@@ -52,6 +52,8 @@ TEST_F(Jc5, DeliversGroupsOfAnyWidthInBandsAndStrides)
             const Loaded loaded =
                 load(file, {.wantPalette = 0, .bands = {1, 0, 900, 101}, .extraStride = extra, .fill = 0x0F});
             EXPECT_EQ(loaded.bandStatus, loadBadData);
+            const std::string lacking = "3 picks that the file lacks are made up";
+            EXPECT_TRUE(extra != 0 || llibGetRemark(1, nullptr) == lacking) << width;
             // Whole bytes run on from row to row, and what the file lacks of them is only turned.
             Bytes expected(loaded.rows.size(), wholeBytes ? 0xF0 : 0);
             for (u64 i = 0; i < expected.size(); i++) {
@@ -77,11 +79,29 @@ TEST_F(Jc5, ReportsTheDesign)
         const Loaded got = load(file, {.kindOnEntry = 9});
         EXPECT_EQ(testing::internal::GetCapturedStdout(),
                   "JC5: Unknown descriptor 7 in file " + file + "!\nJC5: Unknown descriptor 101!20(left) 10(right) \n");
+        EXPECT_EQ(llibGetRemarkCount(), length < 200 ? 2 : 3);
+        EXPECT_STREQ(llibGetRemark(0, nullptr), "2 descriptors of unknown types are left out");
         EXPECT_EQ(got.description, "Staubli JC5 v2.13 " + (length < 200 ? options.name : ""));
         EXPECT_EQ(std::vector<u32>({got.kind, got.width, got.height, got.resX, got.resY, got.mulX, got.mulY,
                                     got.firstPart, got.orientationFlag, got.palette[0], got.palette[1]}),
                   std::vector<u32>({kindBilevel, 30, 5, 0, 0, 1, 1, 1, 1, 0, 0xA5}));
     }
+}
+
+TEST_F(Jc5, HandsOverWhatItPrintsLineByLine)
+{
+    const Jc5Options options{.groups = {{20, "left"}, {10, std::string(9000, 'r')}}, .more = {{7}}};
+    const std::string file = write(encodeJc5(noiseCards(30, 5), options));
+    std::vector<std::string> lines;
+    const auto keep = [](void* kept, const char* line) {
+        static_cast<std::vector<std::string>*>(kept)->push_back(line);
+    };
+    llibSetMessageHandler(keep, &lines);
+    load(file);
+    llibSetMessageHandler(nullptr, nullptr);
+    ASSERT_EQ(lines.size(), 2u);
+    EXPECT_EQ(lines[0], "JC5: Unknown descriptor 7 in file " + file + "!");
+    EXPECT_EQ(lines[1], "20(left) 10(" + std::string(8191 - 12, 'r'));
 }
 
 TEST_F(Jc5, ReadsOnInTheNextPart)
@@ -162,8 +182,14 @@ TEST_F(Jc5, UnpacksWithTheRealGzipAndCleansUp)
     for (const std::string& command : {std::string("false"), std::string("echo"), swap}) {
         llibSetGzipCommand(command.c_str());
         EXPECT_EQ(load(packed).status, command == swap ? loadCannotRead : loadWrongFormat) << command;
+        EXPECT_STREQ(llibGetReason(), command == "false"  ? "the command false failed with 1"
+                                      : command == "echo" ? "it does not begin as JC5 files do"
+                                                          : "the unpacked file has been replaced by another one");
     }
     EXPECT_TRUE(fs::exists(other));
     llibSetTmpDir("/nowhere");
+    testing::internal::CaptureStderr();
     EXPECT_EQ(load(packed).status, loadCannotRead);
+    EXPECT_EQ(testing::internal::GetCapturedStderr(),
+              "llib zc5 tmp file creation failed:: No such file or directory\n");
 }

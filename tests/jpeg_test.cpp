@@ -130,8 +130,46 @@ TEST(Jpeg, HandlesPartialLoadsAndDamage)
     Loaded cut =
         load(directory.write("cut.jpg", Bytes(bytes.begin(), bytes.begin() + static_cast<i64>(bytes.size() / 2))));
     EXPECT_EQ(cut.bandStatus, loadSuccess);
+    i32 grave = 0;
+    EXPECT_STREQ(llibGetRemark(0, &grave), "the decoder made data up: Premature end of JPEG file");
+    EXPECT_EQ(grave, 1);
     Bytes header(bytes.begin(), bytes.begin() + 8);
     EXPECT_EQ(load(directory.write("header.jpg", header), {.id = 4}).status, loadWrongFormat);
+    EXPECT_STREQ(llibGetReason(), "JPEG datastream contains no image");
+    // What a handler gets is not printed.
     EXPECT_NE(testing::internal::GetCapturedStderr(), "");
+    testing::internal::CaptureStderr();
+    std::string heard;
+    llibSetMessageHandler([](void* text, const char* message) { *static_cast<std::string*>(text) += message; }, &heard);
+    load(directory.path + "/cut.jpg");
+    llibSetMessageHandler(nullptr, nullptr);
+    EXPECT_EQ(heard, "Premature end of JPEG file");
+    EXPECT_EQ(testing::internal::GetCapturedStderr(), "");
     EXPECT_EQ(openDescriptors(), descriptors);
+}
+
+TEST(Jpeg, TellsOrientationAndQuantizedGrey)
+{
+    TestDirectory directory;
+    const Bytes colour = encodeJpeg(flatPicture(kindRGB, 9, 9, 80));
+    Bytes exif = {0xFF, 0xE1, 0, 34, 'E', 'x', 'i', 'f', 0, 0, 'M', 'M', 0, '*', 0, 0, 0, 8,
+                  0,    1,    1, 18, 0,   3,   0,   0,   0, 1, 0,   6,   0, 0,   0, 0, 0, 0};
+    constexpr size_t lastOfDirectory = 17; // the offset's lowest byte
+    auto remarked = [&](const Bytes& bytes) {
+        EXPECT_EQ(load(directory.write("a.jpg", bytes)).bandStatus, loadSuccess);
+        return std::string(llibGetRemark(0, nullptr));
+    };
+    auto withExif = [&] {
+        Bytes bytes = colour;
+        bytes.insert(bytes.begin() + 2, exif.begin(), exif.end());
+        return bytes;
+    };
+    EXPECT_EQ(remarked(colour), "");
+    EXPECT_EQ(remarked(withExif()), "the picture is not turned as its orientation 6 asks for");
+    for (u8 offset : {9, 25, 200}) { // the directory lies elsewhere, and in part or whole behind the segment
+        exif[lastOfDirectory] = offset;
+        EXPECT_EQ(remarked(withExif()), "") << int{offset};
+    }
+    EXPECT_EQ(remarked(encodeJpeg(flatPicture(kindRGB, 9, 9, 80), {.colours = JpegColours::grey})),
+              "levels of grey pass through the decoder's quantizer and may be off by one");
 }

@@ -72,23 +72,33 @@ TEST(Palettes, ShowEveryColourOnce)
 TEST(Palettes, ReadTextAsItIsWritten)
 {
     TestDirectory directory;
-    // Without colours: refused.
-    const std::tuple<const char*, std::string, Bytes> cases[] = {
-        {"b.pal", "1 2 3\r\r\n\t256 -1 +7 of nothing", {1, 2, 3, 0, 255, 7}},
-        {"c.pal", "1 2 3\n4 5", {}},
-        {"d.pal", "1 2 256\n", {}},
-        {"f.pal", "JASC-PAL\n0200\n16\n", {}},
-        {"g.pal", "JASC-PAL\n0100\n16\n1 2 3\n", {}},
-        {"i.pal", "GIMP Palette\n#\n1 2 3\n", {}},
-        {"j.gpl", "GIMP Palette\n9 9 9\n1 2 3\n# 4\n\n\n5 6 7", {1, 2, 3, 5, 6, 7}},
-        {"l.gpl", "GIMP Palette\nColumns: 257\n#\n1 2 3\n", {}},
-        {"m.gpl", "GIMP Palette\nColumns: 4294967297\n#\n1 2 3\n", {}},
-        {"q.txt", "1 2 3\n", {}},
+    // Without colours: refused. Then the reason, or the first remark.
+    const std::tuple<const char*, std::string, Bytes, const char*> cases[] = {
+        {"b.pal",
+         "1 2 3\r\r\n\t256 -1 +7 of nothing",
+         {1, 2, 3, 0, 255, 7},
+         "1 colours have numbers outside 0 to 255, which wrap around"},
+        {"c.pal", "1 2 3\n4 5", {}, "the line of its colour 2 holds no three numbers"},
+        {"d.pal", "1 2 256\n", {}, "it begins neither as a palette of its name nor with three numbers to 255"},
+        {"f.pal", "JASC-PAL\n0200\n16\n", {}, "its second line is not 0100"},
+        {"g.pal", "JASC-PAL\n0100\n16\n1 2 3\n", {}, "the line of its colour 2 holds no three numbers"},
+        {"i.pal",
+         "GIMP Palette\n#\n1 2 3\n",
+         {},
+         "it begins neither as a palette of its name nor with three numbers to 255"},
+        {"j.gpl",
+         "GIMP Palette\n9 9 9\n1 2 3\n# 4\n\n\n5 6 7",
+         {1, 2, 3, 5, 6, 7},
+         "the first colour is not read: it stands where a comment does"},
+        {"l.gpl", "GIMP Palette\nColumns: 257\n#\n1 2 3\n", {}, "it has 257 columns"},
+        {"m.gpl", "GIMP Palette\nColumns: 4294967297\n#\n1 2 3\n", {}, "it has 4294967297 columns"},
+        {"q.txt", "1 2 3\n", {}, "the name ends neither in .pal nor in .gpl"},
     };
-    for (const auto& [name, text, colours] : cases) {
+    for (const auto& [name, text, colours, told] : cases) {
         SCOPED_TRACE(name);
         const Loaded loaded = load(directory.write(name, text), {.id = 63});
         EXPECT_EQ(loaded.status, colours.empty() ? loadWrongFormat : loadSuccess);
+        EXPECT_STREQ(colours.empty() ? llibGetReason() : llibGetRemark(0, nullptr), told);
         if (loaded.status == loadSuccess)
             expectColours(loaded, colours, static_cast<u32>(colours.size() / 3), 1);
     }
@@ -111,21 +121,30 @@ TEST(Palettes, ConvertTheColoursOfPhotoshop)
                                             {5, 1, 2, 3, 4}};
     const Bytes swatches = {255, 0, 16, 26, 26, 26, 4, 0, 254, 255, 255, 255, 2, 2, 2, 128, 128, 128, 0, 0, 0, 0, 0, 0};
     expectColours(load(directory.write("a.aco", encodeAco(records, 2))), swatches, 7, 2);
+    for (i32 i = 0; i < 5; i++) { // halves that differ, hue, inks, white as 10000, an unknown space
+        i32 grave = 0;
+        EXPECT_EQ(llibGetRemark(i, &grave)[0], '1');
+        EXPECT_EQ(grave, 1);
+    }
     expectColours(load(directory.write("ink.acb", encodeAcb({0, 2, 255, 3, 1, 1, 1, 0}, 2))), {2, 254, 4, 0, 0, 0}, 2,
                   1);
     // L * 10000 / 255 = 5019, Y = 0.18578
     expectColours(load(directory.write("lab.acb", encodeAcb({255, 128, 128, 128, 128, 128}, 7))),
                   {255, 255, 255, 47, 47, 47}, 2, 1);
 
-    const std::pair<const char*, Bytes> refused[] = {{"space.acb", encodeAcb({1, 2, 3}, 1)},
-                                                     {"wide.acb", encodeAcb({1, 2, 3}, 0, 0x8000)},
-                                                     {"none.acb", encodeAcb({})},
-                                                     {"many.aco", {0, 1, 0x80, 0, 0, 0, 0, 0, 0, 0}}};
-    for (const auto& [name, bytes] : refused)
+    const std::tuple<const char*, Bytes, const char*> refused[] = {
+        {"space.acb", encodeAcb({1, 2, 3}, 1), "its colours are of the unknown space 1"},
+        {"wide.acb", encodeAcb({1, 2, 3}, 0, 0x8000), "its pages have -32768 colours"},
+        {"none.acb", encodeAcb({}), "it announces 0 colours"},
+        {"many.aco", {0, 1, 0x80, 0, 0, 0, 0, 0, 0, 0}, "it announces -32768 colours"}};
+    for (const auto& [name, bytes, reason] : refused) {
         EXPECT_EQ(load(directory.write(name, bytes)).status, loadWrongFormat) << name;
+        EXPECT_STREQ(llibGetReason(), reason);
+    }
     Bytes cut = encodeAco(records);
     cut.pop_back();
     EXPECT_EQ(load(directory.write("cut.aco", cut)).status, loadBadData);
+    EXPECT_STREQ(llibGetReason(), "the file ends behind 7 of its 8 colours");
 }
 
 TEST(Palettes, BecomePicturesWhenTheyAreLarge)

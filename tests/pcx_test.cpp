@@ -64,6 +64,7 @@ TEST(Pcx, RaisesTheBrightestSampleOf24Bits)
     const Bytes expected = {0, 1, 126, 127, 253, 255};
     const std::string file = directory.write("a.pcx", encodePcx(picture));
     EXPECT_EQ(load(file).pixels(), expected);
+    EXPECT_EQ(remarkTexts(), "!true colour is spread over all levels: the brightest, 200, is delivered as 255\n");
 
     // What lies behind the width counts, and a run that the file's end cuts off does not.
     picture.rows.back() = 100;
@@ -72,6 +73,7 @@ TEST(Pcx, RaisesTheBrightestSampleOf24Bits)
     bytes.resize(128);
     bytes.insert(bytes.end(), {10, 20, 0x77, 30, 0xC3});
     EXPECT_EQ(load(directory.write("c.pcx", bytes)).pixels(), (Bytes{21, 64, 0, 42, 0, 0}));
+    EXPECT_EQ(remarkTexts().find("!1 rows that the file lacks, in full or in part, are black\n"), 0u);
 }
 
 TEST(Pcx, ReadsWhiteBehindTheEndOfIndexedFiles)
@@ -83,6 +85,11 @@ TEST(Pcx, ReadsWhiteBehindTheEndOfIndexedFiles)
     const Loaded cut = load(directory.write("a.pcx", bytes));
     EXPECT_EQ(cut.bandStatus, loadSuccess);
     EXPECT_EQ(cut.pixels(), (Bytes{1, 2, 3, 4, 255, 255, 255, 255, 255}));
+    EXPECT_EQ(remarkTexts(), "!no palette stands behind its rows: 240 of its 256 colours are made up\n"
+                             "!2 rows that the file lacks, in full or in part, are filled with set bits\n");
+    bytes[3] = 4; // 16 colours that are not in planes
+    load(directory.write("b.pcx", bytes));
+    EXPECT_EQ(remarkTexts().find("!pixels of 4 bits in 1 planes are read as if they were of single bits\n"), 0u);
 }
 
 TEST(Pcx, TakesPalettesFromTheHeaderWithoutAMark)
@@ -100,11 +107,19 @@ TEST(Pcx, RefusesWhatItDoesNotRead)
     TestDirectory directory;
     const Bytes good = encodePcx(noisePicture(pictureRgb, 9, 9, 0, 1));
     int number = 0;
-    for (const auto& [at, value] : {std::pair{0, 11}, {1, 6}, {2, 0}, {5, 1}, {4, 9}, {3, 4}, {65, 2}}) {
+    const std::tuple<int, int, const char*> cases[] = {{0, 11, "it does not begin as PCX files do"},
+                                                       {1, 6, "version 6, newer than 5"},
+                                                       {2, 0, "not run-length encoded"},
+                                                       {5, 1, "its header tells a size of -247 x 9"},
+                                                       {4, 9, "its header tells a size of 0 x 9"},
+                                                       {3, 4, "pixels of 4 bits in 3 planes"},
+                                                       {65, 2, "pixels of 8 bits in 2 planes"}};
+    for (const auto& [at, value, reason] : cases) {
         Bytes bytes = good;
         bytes[static_cast<size_t>(at)] = static_cast<u8>(value);
         const std::string file = directory.write(std::to_string(number++) + ".pcx", bytes);
         EXPECT_EQ(load(file, {.id = 3}).status, loadWrongFormat) << at;
+        EXPECT_STREQ(llibGetReason(), reason);
     }
     EXPECT_EQ(load(directory.write("short.pcx", Bytes(good.begin(), good.begin() + 127))).status, loadCannotRead);
     expectHarmless("a.pcx", encodePcx(noisePicture(pictureRgb, 5, 3, 0, 1)), 3);

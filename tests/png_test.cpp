@@ -118,11 +118,16 @@ TEST(Png, ExpandsTransparency)
         ASSERT_TRUE(std::equal(expected.begin(), expected.end(), loaded.rows.begin() + 4 * i)) << i;
     }
 
+    load(directory.write("c.png", encodePng(noiseImage(4, 4, pngRgb, 16), {.transparentColour = {1, 2, 300}})));
+    EXPECT_EQ(remarkTexts(),
+              "the transparent colour 1, 2, 300 is delivered as an opaque one\n16 bits a sample are cut to 8\n");
+
     // The alpha of level 255 is whatever the thread last had there, in a fresh thread 0.
     std::thread([&] {
         PngImage grey = noiseImage(40, 40, pngGrey, 8);
         Loaded fresh = load(directory.write("g.png", encodePng(grey, {.transparentColour = {77}})));
         EXPECT_EQ(fresh.kind, static_cast<u32>(kindRGBA));
+        EXPECT_EQ(remarkTexts(), "!white gets the alpha 0, which is not the file's\n");
         for (size_t i = 0; i < grey.rows.size(); i++) {
             u8 level = grey.rows[i];
             Bytes expected = {level, level, level, static_cast<u8>(level == 77 || level == 255 ? 0 : 255)};
@@ -161,8 +166,10 @@ TEST(Png, ReportsDamageWhereItIsFound)
     Bytes header = good;
     header[17] ^= 1;
     EXPECT_EQ(load(directory.write("h.png", header)).status, loadCannotRead);
+    EXPECT_STREQ(llibGetReason(), "libpng: IHDR: CRC error");
     Loaded cut = load(directory.write("cut.png", Bytes(good.begin(), good.begin() + 20000)));
     EXPECT_EQ(cut.bandStatus, loadDecoderError);
+    EXPECT_STREQ(llibGetReason(), "the file ends before the picture does");
     EXPECT_TRUE(std::equal(image.rows.begin(), image.rows.begin() + 180 * 80, cut.rows.begin()));
 
     Loaded more = load(directory.write("good.png", good), {.bands = {200 + 1}});

@@ -1,6 +1,8 @@
 // Formats that are recognised and not read.
 #include <gtest/gtest.h>
 
+#include <cstring>
+
 #include "tests/support.h"
 
 TEST(Recognised, TellsFilesOfTheFormatFromOthers)
@@ -16,6 +18,7 @@ TEST(Recognised, TellsFilesOfTheFormatFromOthers)
         TestDirectory directory;
         const std::string file = directory.write(name, text);
         EXPECT_EQ(load(file, {.id = id}).status, isKnown ? loadUnsupportedVariant : loadWrongFormat) << id << name;
+        EXPECT_EQ(strstr(llibGetReason(), "layout of ") != nullptr, isKnown) << llibGetReason();
         EXPECT_EQ(load(file).format == static_cast<int>(id), isKnown);
     }
 }

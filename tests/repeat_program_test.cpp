@@ -159,6 +159,7 @@ TEST(RepeatProgram, CostsNoMoreThanItsPicture)
             const Loaded loaded = load(path);
             EXPECT_LT(clock() - start, CLOCKS_PER_SEC / 2) << path;
             EXPECT_EQ(loaded.status, rows == 0 ? loadWrongFormat : loadSuccess) << path;
+            EXPECT_EQ(llibGetRemarkCount(), number == 5 ? 1 : 0) << path; // repeats without an end
             ASSERT_EQ(loaded.rows.size(), rows * u64{format.rowBytes}) << path;
             for (u64 y = 0; y < rows; y += rows - 1)
                 EXPECT_TRUE(std::equal(row.begin(), row.end(), &loaded.rows[y * format.rowBytes])) << path;

@@ -35,6 +35,7 @@ TEST(SmallDobbies, DeliverRows)
         expectDelivery(nissan, noiseCards(40, height));
         expectDelivery(pignone, noiseCards(40, height));
         expectDelivery(pignoneBackwards, noiseCards(40, height));
+        EXPECT_EQ(llibGetRemarkCount(), 0);
         expectDelivery(tongYuan, numbers(height));
         expectDelivery(viable, noiseCards(height + 63, 5));
         expectDelivery(avl, noiseCards(height - 1, 5));
@@ -61,6 +62,7 @@ TEST(SmallDobbies, ReadNissanDigits)
         const std::string file = directory.write("a", patched(program, 22, Bytes(line, line + 10)));
         EXPECT_EQ(load(file, {.id = 51}).rows, patched(Bytes(10), 0, pixels)) << line;
     }
+    EXPECT_STREQ(llibGetRemark(0, nullptr), "3 bytes of picks are no hexadecimal digits and lift all of their shafts");
     expectStatuses(nissan, encodeNissan(noiseCards(40, 3)), no, {{0, 'P'}, {20, '4'}, {19, 'g'}});
     expectStatuses(nissan, encodeNissan(noiseCards(40, 3)), yes, {{17, ' ', ' '}, {21, 'x'}});
     EXPECT_EQ(statusOf("a", encodeNissan(noiseCards(40, 1)), 51), no);
@@ -72,6 +74,7 @@ TEST(SmallDobbies, ReadPignoneBlocks)
     TestDirectory directory;
     const Bytes file = patched(encodePignone(flatPicture(pictureBilevel, 40, 2, 0xFF), 1), 18 + 9 + 2, {1});
     EXPECT_EQ(load(directory.write("a.arm", file)).rows, patched(Bytes(10), 0, Bytes(5, 0xFF)));
+    EXPECT_STREQ(llibGetRemark(0, nullptr), "1 picks are in no block of the file and stay clear");
     // Blocks at 18 and 122.
     const Bytes good = encodePignone(noiseCards(40, 40), 20);
     expectStatuses(pignone, good, yes, {{6, 9}, {20, 21}, {124, 1}});
@@ -95,6 +98,7 @@ TEST(SmallDobbies, ReadTongYuanNumbers)
     for (const std::string pick : {"1048577,0,0", "0,129,0", "0,0,9", "0,0,-1", "4294967296,0,0", "1 ,0,0", "1,0,",
                                    "\n\n0,0,0", overlong.c_str()})
         EXPECT_EQ(load(directory.write("a.dy", "2\n" + pick + "\n0,0,0\n"), {.id = 36}).bandStatus, bad) << pick;
+    EXPECT_EQ(toldOf(tongYuan, Bytes{'2', '\n', '1', ',', '2', '\n'}), "no pick is written \"1,2\"");
     for (const char* start : {"1", "x2", " 2", "65521", "18446744073709551618", ""})
         EXPECT_EQ(statusOf("a.dy", Bytes(start, start + strlen(start)), 36), no) << start;
 }
@@ -109,4 +113,20 @@ TEST(SmallDobbies, TellHeadersThatAreNone)
     EXPECT_EQ(statusOf("a.jlp", j1p, 22), no);
     for (const CardFormat* format : {&viable, &tongYuan, &avl})
         EXPECT_EQ(load(std::string("/nowhere/") + format->name, {.id = format->id}).status, loadCannotRead);
+}
+
+TEST(SmallDobbies, TellWhatIsTheMatter)
+{
+    const Bytes nax = encodeNissan(noiseCards(40, 3)), arm = encodePignone(noiseCards(40, 40), 20);
+    const std::tuple<const CardFormat&, Bytes, const char*> cases[] = {
+        {nissan, patched(nax, 20, {'4'}), "the header announces 40 x 4, the file holds 55 bytes"},
+        {nissan, patched(nax, 17, {'x', '\n'}), "its number of picks is no hexadecimal number: x?03"},
+        {viable, patched(encodeViable(noiseCards(72, 3)), 16, {0}), "its header tells a size of 72 x 0"},
+        {pignone, patched(arm, 20, {22}), "a block has 20 picks from pick 22 on, the weave has 40"},
+        {pignone, Bytes(arm.begin(), arm.end() - 1), "the file ends 20 picks before the weave does"},
+        {avl, Bytes(255), "the file ends in its header"}};
+    for (const auto& [format, bytes, reason] : cases) {
+        EXPECT_NE(statusOf(format.name, bytes, format.id), loadSuccess);
+        EXPECT_STREQ(llibGetReason(), reason);
+    }
 }

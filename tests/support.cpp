@@ -70,6 +70,17 @@ Loaded load(const std::string& path, const LoadOptions& options)
     return loaded;
 }
 
+std::string remarkTexts()
+{
+    std::string texts;
+    for (i32 i = 0; i < llibGetRemarkCount(); i++) {
+        i32 grave = 0;
+        const std::string text = llibGetRemark(i, &grave);
+        texts += (grave != 0 ? "!" : "") + text + "\n";
+    }
+    return texts;
+}
+
 OpenPicture::OpenPicture(const std::string& path, u32 id)
 {
     u32 ignored;

@@ -37,6 +37,9 @@ struct Loaded {
 
 Loaded load(const std::string& path, const LoadOptions& options = {});
 
+// The remarks on the last load, a line each, the grave ones with a '!' in front.
+std::string remarkTexts();
+
 // A picture that is open from construction to destruction, for tests that call loadBand themselves.
 struct OpenPicture {
     int status;

@@ -64,3 +64,17 @@ TEST(Takemura, TestsNamesAndSizes)
     EXPECT_EQ(statusOf("a.WJL", wjlFile, 70), loadWrongFormat);
     EXPECT_EQ(load("/nowhere/a.dat", {.id = 29}).status, loadCannotRead);
 }
+
+TEST(Takemura, TellsWhatIsMissing)
+{
+    const Bytes rows = encodeTakemuraDat(noiseCards(20, 3)); // of 7 bytes
+    EXPECT_EQ(toldOf(dat, rows), "");
+    EXPECT_EQ(toldOf(dat, Bytes(rows.begin(), rows.end() - 4)), "");
+    EXPECT_EQ(toldOf(dat, Bytes(rows.begin(), rows.end() - 5)),
+              "the file ends 1 row before the picture does"
+              "!the header announces 20 x 3, 5 bytes of its 21 bytes are missing");
+    EXPECT_EQ(toldOf(cgs, patched(encodeCgs(noiseCards(120, 3)), 104, {14})),
+              "its rows of 14 bytes are too short for a width of 120");
+    EXPECT_EQ(toldOf({"a.wjL", 70, nullptr, ""}, encodeActWjl(noiseCards(40, 3))),
+              "the last letter of its name is a capital");
+}

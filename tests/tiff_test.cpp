@@ -168,14 +168,20 @@ TEST_F(Tiff, KeepsRefusedFilesOpenUntilTheNext)
         tiled[entry + 8] = 16;
     }
     oldJpeg[entryOf(oldJpeg, 259) + 8] = 6;
-    std::vector<Bytes> refused = {encodeTiff(nothing), tiled, oldJpeg};
-    for (const TiffImage& image : {randomImage(greyFromBlack, 8, 2, 4, 4), randomImage(rgb, 32, 3, 4, 4),
-                                   randomImage(inks, 8, 3, 4, 4), randomImage(greyFromBlack, 8, 3, 4, 4, true)})
-        refused.push_back(encodeTiff(image));
+    const std::pair<Bytes, const char*> refused[] = {
+        {encodeTiff(nothing), "its header does not tell what the samples mean"},
+        {tiled, "tiled"},
+        {oldJpeg, "old-style JPEG compression"},
+        {encodeTiff(randomImage(greyFromBlack, 8, 2, 4, 4)), "2 samples a pixel"},
+        {encodeTiff(randomImage(rgb, 32, 3, 4, 4)), "32 bits a sample"},
+        {encodeTiff(randomImage(inks, 8, 3, 4, 4)), "3 inks instead of four"},
+        {encodeTiff(randomImage(greyFromBlack, 8, 3, 4, 4, true)),
+         "samples in planes that are not red, green and blue"}};
     testing::internal::CaptureStdout();
     const int descriptors = openDescriptors();
-    for (const Bytes& bytes : refused) {
-        EXPECT_EQ(load(bytes).status, loadWrongFormat) << &bytes - refused.data();
+    for (const auto& [bytes, reason] : refused) {
+        EXPECT_EQ(load(bytes).status, loadWrongFormat) << reason;
+        EXPECT_STREQ(llibGetReason(), reason);
         EXPECT_EQ(openDescriptors(), descriptors + 1);
     }
     getEndLoad()();
@@ -183,6 +189,36 @@ TEST_F(Tiff, KeepsRefusedFilesOpenUntilTheNext)
     EXPECT_EQ(openDescriptors(), descriptors);
     const std::string message = "llib: old style JPEG not supported in TIFF " + directory.path + "/a.tif\n";
     EXPECT_EQ(testing::internal::GetCapturedStdout(), message);
+}
+
+TEST_F(Tiff, TellsWhatItLeavesOut)
+{
+    TiffImage whiteAndBlack = randomImage(palette, 1, 1, 9, 4);
+    whiteAndBlack.colourMap = {0xFFFF, 0, 0xFFFF, 0, 0xFFFF, 0};
+    const TiffImage planes = randomImage(rgb, 8, 3, 5, 4, true), four = randomImage(rgb, 8, 4, 9, 4);
+    const std::tuple<const char*, bool, Bytes> cases[] = {
+        {"", false, encodeTiff(planes, {.rowsPerStrip = 1})},
+        {"samples are in planes, of which every row of a strip shows the strip's first", true,
+         encodeTiff(planes, {.rowsPerStrip = 2})},
+        {"", false, encodeTiff(whiteAndBlack)},
+        {"the colour map of a picture of 1 bit is taken for white and black", true,
+         encodeTiff(randomImage(palette, 1, 1, 9, 4))},
+        {"", false, encodeTiff(four, {.extraSample = 1})},
+        {"the alpha channel is left out", true, encodeTiff(four, {.extraSample = 2})},
+        {"the fourth sample of every pixel is left out", false, encodeTiff(four, {.extraSample = 0})},
+        {"the picture is not turned as its orientation 6 asks for", false,
+         encodeTiff(whiteAndBlack, {.orientation = 6})},
+        {"of samples of 16 bits the upper half is delivered", false, encodeTiff(randomImage(rgb, 16, 3, 9, 4))},
+        {"samples of 4 bits are not delivered as what they mean", true, encodeTiff(randomImage(rgb, 4, 3, 9, 4))},
+        {"of 3 samples a pixel each is taken for a pixel", true, encodeTiff(randomImage(greyFromWhite, 8, 3, 9, 4))},
+        {"luminance and chrominance are taken for red, green and blue", true,
+         encodeTiff(randomImage(yCbCr, 8, 3, 10, 4))}};
+    for (const auto& [text, grave, bytes] : cases) {
+        EXPECT_EQ(load(bytes).status, loadSuccess);
+        i32 isGrave = 0;
+        EXPECT_STREQ(llibGetRemark(llibGetRemarkCount() - 1, &isGrave), text);
+        EXPECT_EQ(isGrave, grave ? 1 : 0) << text;
+    }
 }
 
 TEST_F(Tiff, LeavesRowsThatCannotBeRead)
@@ -196,6 +232,10 @@ TEST_F(Tiff, LeavesRowsThatCannotBeRead)
         const Loaded got = load(bytes, {.bands = {3, 7, 4}});
         EXPECT_TRUE(std::equal(picture.rows.begin(), picture.rows.begin() + 1500, got.rows.begin()));
         EXPECT_EQ(Bytes(got.rows.begin() + 1500, got.rows.end()), Bytes(1500, 0xA5));
+        // The four rows behind the last one that the third band asks for are not the file's fault.
+        EXPECT_STREQ(llibGetRemark(0, nullptr), "1 strips of its data lie behind the end of the file");
+        EXPECT_STREQ(llibGetRemark(llibGetRemarkCount() - 1, nullptr),
+                     "5 rows cannot be read and are left as they were");
     }
 }
 

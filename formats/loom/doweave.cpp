@@ -14,14 +14,18 @@
 #include "formats/loom/repeat_program.h"
 #include "framework/loader.h"
 #include "framework/path.h"
+#include "framework/probe.h"
 #include "framework/rows.h"
 #include "framework/thread_state.h"
+
+namespace
+{
 
 constexpr u32 shafts = 64;
 constexpr u32 pickBytes = shafts / 8;
 constexpr int lineBytes = 100;
 constexpr i64 datedBytes = 13;
-constexpr size_t shortestDescription = 13;
+constexpr size_t leastDescriptionLength = 13;
 
 constexpr size_t atType = 0;
 constexpr size_t atZero = 4;
@@ -29,9 +33,11 @@ constexpr size_t atLength = 8;
 constexpr size_t atData = 12;
 
 constexpr i64 longDescription = 66;
+constexpr i64 longDescriptionBytes[] = {32, 33};
 constexpr size_t atLongPicks = 56;
 constexpr size_t atLongBytes = 60;
 constexpr i64 shortDescription = 68;
+constexpr i64 shortDescriptionBytes = 26;
 constexpr size_t atShortPicks = 12;
 constexpr size_t atShortRecords = 20;
 
@@ -45,13 +51,13 @@ constexpr i64 noNumber = -1;
 
 // A character that is no digit has the value of its place before or behind "a", which is 10; some that are no letters
 // count too.
-static int digitAt(const char* text)
+int digitAt(const char* text)
 {
     const int c = static_cast<u8>(*text);
     return isDigit(c) ? c - '0' : tolowerAZ(c) - 'a' + 10;
 }
 
-static i64 byteAt(const char* text)
+i64 byteAt(const char* text)
 {
     const int high = digitAt(text);
     const int low = digitAt(text + 1);
@@ -59,14 +65,14 @@ static i64 byteAt(const char* text)
 }
 
 // Two parts of so many characters. When one is no number, neither is the whole.
-static i64 bigEndianAt(const char* text)
+i64 bigEndianAt(const char* text)
 {
     const i64 high = byteAt(text);
     const i64 low = byteAt(text + 2);
     return high < 0 || low < 0 ? noNumber : high << 8 | low;
 }
 
-static i64 littleEndianAt(const char* text)
+i64 littleEndianAt(const char* text)
 {
     const i64 low = byteAt(text);
     const i64 high = byteAt(text + 2);
@@ -74,21 +80,21 @@ static i64 littleEndianAt(const char* text)
 }
 
 // All bits set when it is no number.
-static u32 littleEndianLongAt(const char* text)
+u32 littleEndianLongAt(const char* text)
 {
     const i64 low = littleEndianAt(text);
     const i64 high = littleEndianAt(text + 4);
     return static_cast<u32>(high < 0 || low < 0 ? noNumber : high << 16 | low);
 }
 
-static bool isDatedLine(const u8* line)
+bool isDatedLine(const u8* line)
 {
     return memcmp(line, "0010", 4) == 0 && isDigit(line[5]) && isDigit(line[6]) && line[7] == '.' &&
            isDigit(line[11]) && isDigit(line[12]);
 }
 
 // What a line does not reach reads as zeros, which are no digits.
-static void readLine(FILE* stream, char* line)
+void readLine(FILE* stream, char* line)
 {
     memset(line, 0, lineBytes);
     fgetsDosMac(line, lineBytes, stream);
@@ -99,93 +105,149 @@ struct Description {
     u32 records = 0;
 };
 
-static bool readDescription(const char* line, Description& description)
+LoadStatus refuseDescriptionLength(i64 length)
 {
+    return refuse(loadWrongFormat, "its description tells a wrong length of %lld", static_cast<long long>(length));
+}
+
+LoadStatus readDescription(const char* line, Description& description)
+{
+    const i64 type = bigEndianAt(line + atType);
     const i64 length = bigEndianAt(line + atLength);
     const size_t lineLength = strlen(line);
-    if (lineLength < shortestDescription || bigEndianAt(line + atZero) != 0 || length < 0 ||
-        lineLength < atData + 2 * static_cast<u64>(length))
-        return false;
-    switch (bigEndianAt(line + atType)) {
+    if (lineLength < leastDescriptionLength || length < 0 || lineLength < atData + 2 * static_cast<u64>(length))
+        return refuse(loadWrongFormat, "its second line, the description, is too short");
+    if (bigEndianAt(line + atZero) != 0)
+        return refuse(loadWrongFormat, "its second line is no description: %.40s", line);
+    switch (type) {
     case longDescription:
-        if (length != 32 && length != 33)
-            return false;
+        if (length != longDescriptionBytes[0] && length != longDescriptionBytes[1])
+            return refuseDescriptionLength(length);
         description = {littleEndianAt(line + atLongPicks), littleEndianLongAt(line + atLongBytes) / pickBytes};
         break;
     case shortDescription:
-        if (length != 26)
-            return false;
+        if (length != shortDescriptionBytes)
+            return refuseDescriptionLength(length);
         description = {littleEndianAt(line + atShortPicks), littleEndianLongAt(line + atShortRecords)};
         break;
     default:
-        return false;
+        return refuse(loadWrongFormat, "its second line is no description: %.40s", line);
     }
-    return description.picks >= fewestProgramRows && description.picks <= mostProgramRows && description.records != 0;
+    if (description.picks < leastProgramRows || description.picks > mostSide)
+        return refuseSize(loadWrongFormat, shafts, description.picks);
+    if (description.records == 0)
+        return refuse(loadWrongFormat, "its description announces no records");
+    return loadSuccess;
 }
 
-// Characters that are no digits lift all shafts of their byte.
-static void parsePick(const char* line, u8* pick)
+// Characters that are no digits lift all shafts of their byte. Returns for how many bytes.
+u32 parsePick(const char* line, u8* pick)
 {
-    for (u32 i = 0; i < pickBytes; i++)
-        pick[i] = static_cast<u8>(byteAt(line + atData + 2 * size_t{i}));
+    u32 noNumbers = 0;
+    for (u32 i = 0; i < pickBytes; i++) {
+        const i64 shaftsLifted = byteAt(line + atData + 2 * size_t{i});
+        noNumbers += shaftsLifted == noNumber ? 1 : 0;
+        pick[i] = static_cast<u8>(shaftsLifted);
+    }
     reverseBits(pick, pickBytes, false);
+    return noNumbers;
 }
 
-// False when the record is wrong or the weave has more picks than there is room for.
-static bool addRecord(const char* line, RepeatExpansion& weave)
+LoadStatus refuseMorePicks(const RepeatExpansion& weave)
+{
+    return refuse(loadWrongFormat, "it weaves more picks than the %llu of its description",
+                  static_cast<unsigned long long>(weave.room));
+}
+
+// 6 when the record is wrong or the weave has more picks than there is room for.
+LoadStatus addRecord(const char* line, RepeatExpansion& weave, u32& noNumbers)
 {
     const i64 mark = byteAt(line + atRepeatMark) & repeatMarks;
     if (mark == beginMark) {
         const i64 count = littleEndianAt(line + atData);
-        return count >= 0 && openRepeat(weave, static_cast<u32>(count));
+        if (count < 0)
+            return refuse(loadWrongFormat, "the count of a repeat is no number: %.40s", line);
+        return openRepeat(weave, static_cast<u32>(count));
     }
-    if (mark == endMark)
-        return closeRepeat(weave) && weave.rowsReached <= weave.room;
+    if (mark == endMark) {
+        const LoadStatus status = closeRepeat(weave);
+        return status == loadSuccess && weave.rowsReached > weave.room ? refuseMorePicks(weave) : status;
+    }
     u8 pick[pickBytes];
-    parsePick(line, pick);
-    return weave.rowsReached < weave.room && addPick(weave, pick, pickBytes);
+    noNumbers += parsePick(line, pick);
+    return weave.rowsReached < weave.room ? addPick(weave, pick, pickBytes) : refuseMorePicks(weave);
 }
 
-static bool isSilent(i64 type)
+bool isSilent(i64 type)
 {
     return type == 26 || type == 75 || type == 81 || type == 82;
 }
 
-static LoadStatus readWeave(FILE* stream, const char* path, u32 records, RepeatExpansion& weave)
+// What the description does not count is left out.
+void remarkFurtherRecords(FILE* stream)
 {
-    for (u32 done = 0; done < records && feof(stream) == 0;) {
+    char line[lineBytes];
+    do
+        readLine(stream, line);
+    while (isSilent(bigEndianAt(line + atType)));
+    if (bigEndianAt(line + atType) == weaveRecord)
+        remark(Gravity::harmless, "records behind the last one that the description counts are not read");
+}
+
+LoadStatus readWeave(FILE* stream, const char* path, u32 records, RepeatExpansion& weave)
+{
+    u32 noNumbers = 0;
+    u32 done = 0;
+    while (done < records && feof(stream) == 0) {
         char line[lineBytes];
         readLine(stream, line);
         const i64 type = bigEndianAt(line + atType);
         if (isSilent(type))
             continue;
         if (type != weaveRecord) {
-            printf("DoWeave %s contains unknown record(%d): %s\n", baseName(path), static_cast<int>(type), line);
-            return loadWrongFormat;
+            tell(stdout, "DoWeave %s contains unknown record(%d): %s\n", baseName(path), static_cast<int>(type), line);
+            return *line == 0 ? refuse(loadWrongFormat, "it has an empty line, or ends before its description tells")
+                              : refuse(loadWrongFormat, "it has an unknown record: %.40s", line);
         }
-        if (bigEndianAt(line + atLength) != pickBytes || !addRecord(line, weave))
-            return loadWrongFormat;
+        if (bigEndianAt(line + atLength) != pickBytes)
+            return refuse(loadWrongFormat, "a record of its weave is not %u bytes long: %.40s", pickBytes, line);
+        const LoadStatus status = addRecord(line, weave, noNumbers);
+        if (status != loadSuccess)
+            return status;
         done++;
     }
-    return finishCopies(weave);
+    const LoadStatus status = finishCopies(weave);
+    if (status != loadSuccess)
+        return status;
+    remarkOpenRepeats(weave);
+    remarkCount(Gravity::grave, noNumbers, "bytes of picks are no numbers and lift all of their shafts");
+    remarkCount(Gravity::grave, records - done, "records that the description announces are missing");
+    remarkCount(Gravity::grave, weave.room - weave.rowsReached, "picks that the file lacks are clear");
+    remarkFurtherRecords(stream);
+    return loadSuccess;
 }
 
-static LoadStatus tryLoad(const LoadRequest& request, ImageInfo& image)
+// Without picks there is no table, and loadBand has nothing to deliver.
+LoadStatus tryLoad(const LoadRequest& request, ImageInfo& image)
 {
     if (!hasExtension(request.path, "des"))
+        return refuseName("des");
+    const u8* probed = probedHeader(request.path, datedBytes);
+    if (probed == nullptr)
         return loadWrongFormat;
-    const u8* probed = loadImgCheckHeader(request.path);
-    if (probed == nullptr || loadImgLastFilesize() < datedBytes || !isDatedLine(probed))
-        return loadWrongFormat;
+    if (!isDatedLine(probed))
+        return refuseMark("DoWeave");
     File file;
-    if (!file.open(request.path))
-        return loadCannotRead;
+    LoadStatus status = openFile(request.path, file);
+    if (status != loadSuccess)
+        return status;
     char line[lineBytes];
     Description description;
     readLine(file.stream, line);
     readLine(file.stream, line);
-    if (!readDescription(line, description))
-        return loadWrongFormat;
+    status = readDescription(line, description);
+    if (status != loadSuccess)
+        return status;
 
     const auto picks = static_cast<u32>(description.picks);
     Buffer table;
@@ -195,32 +257,31 @@ static LoadStatus tryLoad(const LoadRequest& request, ImageInfo& image)
         weave.rowBytes = pickBytes;
         weave.removedRowsLeft = mostRemovedRows;
         if (!table.allocate(u64{picks} * pickBytes) || !makeRoom(weave, table.bytes, picks, pickBytes, picks))
-            return loadWrongFormat;
-        const LoadStatus status = readWeave(file.stream, request.path, description.records, weave);
+            return refuse(loadWrongFormat, "there is not enough memory");
+        status = readWeave(file.stream, request.path, description.records, weave);
         if (status != loadSuccess)
             return status;
     }
-    image.kind = kindBilevel;
-    image.width = shafts;
-    image.height = picks;
-    reportImage(image, "DoWeave .DES", loomOrientation);
+    reportBilevel(image, shafts, picks, "DoWeave .DES", loomOrientation);
     handOver(table, threadState().loom.doweave, picks, pickBytes);
     return loadSuccess;
 }
 
 // Every call begins at the first row.
-static LoadStatus loadBand(u8* rows, u32 count, u32 bytesPerRow)
+LoadStatus loadBand(u8* rows, u32 count, u32 bytesPerRow)
 {
     RowTable& slot = threadState().loom.doweave;
     slot.cursor = 0;
     return loadRows(slot, rows, count, bytesPerRow, BitOrder::asStored);
 }
 
-static LoadStatus endLoad()
+LoadStatus endLoad()
 {
     release(threadState().loom.doweave);
     return loadSuccess;
 }
+
+} // namespace
 
 void registerLoadDoWeaveDES()
 {

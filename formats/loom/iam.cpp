@@ -4,75 +4,87 @@
 //   BBI   'U' at 0, 'B' at 4, width at 16, height at 20; from 24 on four bytes a pixel, the first not zero: it is dark;
 //         pixels that the file lacks are light
 #include "formats/loom/card_file.h"
-#include "framework/path.h"
 #include "framework/thread_state.h"
 
 #if defined(__x86_64__)
 #include <emmintrin.h>
 #endif
 
-constexpr u32 patPaletteStart = 8;
-constexpr u32 patHeaderBytes = patPaletteStart + 4 * paletteColours;
+namespace
+{
+
+constexpr size_t atPatWidth = 0;
+constexpr size_t atPatHeight = 2;
+constexpr size_t atPatPalette = 8;
+constexpr u32 patHeaderBytes = atPatPalette + 4 * paletteColours;
+
+constexpr size_t atBbiU = 0;
+constexpr size_t atBbiB = 4;
+constexpr size_t atBbiWidth = 16;
+constexpr size_t atBbiHeight = 20;
 constexpr u32 bbiHeaderBytes = 24;
 constexpr u32 bbiPixelBytes = 4;
 
-static LoadStatus tryLoadPat(const LoadRequest& request, ImageInfo& image)
+LoadStatus tryLoadPat(const LoadRequest& request, ImageInfo& image)
 {
     if (!hasExtension(request.path, "pat"))
-        return loadWrongFormat;
+        return refuseName("pat");
     File file;
-    if (!file.open(request.path))
-        return loadCannotRead;
     u8 header[patHeaderBytes];
-    if (!readExactly(file.stream, header, sizeof header))
-        return loadWrongFormat;
-    const u32 width = littleEndian16(header);
-    const u32 height = littleEndian16(header + 2);
+    const LoadStatus status = openFile(request.path, file, header, sizeof header, loadWrongFormat);
+    if (status != loadSuccess)
+        return status;
+    const u32 width = littleEndian16(header + atPatWidth);
+    const u32 height = littleEndian16(header + atPatHeight);
     if (!isPictureSize(width, height))
-        return loadWrongFormat;
+        return refuseSize(loadWrongFormat, width, height);
     u8 fourth = 0;
     for (u32 i = 0; i < paletteColours; i++) {
-        const u8* colour = header + patPaletteStart + 4 * i;
+        const u8* colour = header + atPatPalette + 4 * i;
         setColour(image.palette, i, colour[2], colour[1], colour[0]);
         fourth |= colour[3];
     }
     if (fourth != 0)
-        return loadWrongFormat;
+        return refuse(loadWrongFormat, "the fourth bytes of its colours are not all zero");
     image.kind = kindIndexed;
     image.width = width;
     image.height = height;
     reportImage(image, "IAM PAT", loomOrientation);
+    remarkFileSize(file.stream, u64{width} * height, width, height);
     handOver(file, threadState().loom.iam, height, width);
     return loadSuccess;
 }
 
-static LoadStatus tryLoadBbi(const LoadRequest& request, ImageInfo& image)
+LoadStatus tryLoadBbi(const LoadRequest& request, ImageInfo& image)
 {
     if (!hasExtension(request.path, "bbi"))
-        return loadWrongFormat;
+        return refuseName("bbi");
     File file;
-    if (!file.open(request.path))
-        return loadCannotRead;
     u8 header[bbiHeaderBytes];
-    if (!readExactly(file.stream, header, sizeof header))
-        return loadWrongFormat;
-    const u32 width = littleEndian16(header + 16);
-    const u32 height = littleEndian16(header + 20);
-    if (header[0] != 'U' || header[4] != 'B' || !isPictureSize(width, height))
-        return loadWrongFormat;
+    const LoadStatus status = openFile(request.path, file, header, sizeof header, loadWrongFormat);
+    if (status != loadSuccess)
+        return status;
+    if (header[atBbiU] != 'U' || header[atBbiB] != 'B')
+        return refuseMark("IAM BBI");
+    const u32 width = littleEndian16(header + atBbiWidth);
+    const u32 height = littleEndian16(header + atBbiHeight);
+    if (!isPictureSize(width, height))
+        return refuseSize(loadWrongFormat, width, height);
+    const u32 rowBytes = bbiPixelBytes * width;
     reportBilevel(image, width, height, "IAM BBI", loomOrientation);
-    handOver(file, threadState().loom.iam, height, bbiPixelBytes * width);
+    remarkFileSize(file.stream, u64{rowBytes} * height, width, height);
+    handOver(file, threadState().loom.iam, height, rowBytes);
     return loadSuccess;
 }
 
-static LoadStatus loadPat(u8* rows, u32 count, u32 bytesPerRow)
+LoadStatus loadPat(u8* rows, u32 count, u32 bytesPerRow)
 {
     return loadRows(threadState().loom.iam, rows, count, bytesPerRow, BitOrder::asStored);
 }
 
 #if defined(__x86_64__)
 // As many times 16 pixels as there are. Returns the pixels done.
-static u64 deliverBlocks(u8* row, const u8* stored, u64 size)
+u64 deliverBlocks(u8* row, const u8* stored, u64 size)
 {
     const __m128i firstByte = _mm_set1_epi32(0xFF);
     u64 done = 0;
@@ -89,36 +101,44 @@ static u64 deliverBlocks(u8* row, const u8* stored, u64 size)
     return done;
 }
 #else
-static u64 deliverBlocks(u8*, const u8*, u64)
+u64 deliverBlocks(u8*, const u8*, u64)
 {
     return 0;
 }
 #endif
 
-static void deliverDarkRow(u8* row, const u8* stored, u64 width, u64 bytesPerRow)
+void deliverDarkRow(u8* row, const u8* stored, u64 width, u64 bytesPerRow)
 {
     const u64 size = std::min(width, 8 * bytesPerRow);
     for (u64 pixel = deliverBlocks(row, stored, size); pixel < size; pixel++)
         row[pixel / 8] |= static_cast<u8>(stored[bbiPixelBytes * pixel] != 0 ? 0x80 >> pixel % 8 : 0);
 }
 
-static LoadStatus loadBbi(u8* rows, u32 count, u32 bytesPerRow)
+LoadStatus loadBbi(u8* rows, u32 count, u32 bytesPerRow)
 {
     RowFile& slot = threadState().loom.iam;
     if (slot.file == nullptr)
-        return loadBadData;
+        return refuseUnopened();
     clearRows(rows, count, bytesPerRow);
+    const u64 wanted = std::min(count, slot.rowsLeft);
+    u64 delivered = 0;
     const LoadStatus status = convertRows(slot, count, 1, [&](const u8* stored, u64 row) {
         deliverDarkRow(rows + row * bytesPerRow, stored, slot.rowBytes / bbiPixelBytes, bytesPerRow);
+        delivered = row + 1;
     });
-    return status == loadBadData ? loadSuccess : status;
+    if (status != loadBadData)
+        return status;
+    remarkCount(Gravity::grave, wanted - delivered, "picks that the file lacks are clear");
+    return loadSuccess;
 }
 
-static LoadStatus endLoad()
+LoadStatus endLoad()
 {
     release(threadState().loom.iam);
     return loadSuccess;
 }
+
+} // namespace
 
 void registerLoadIAMPAT()
 {

@@ -4,14 +4,16 @@
 //   palette  3 x 256 bytes   all greens, all reds, all blues
 //   free     256 bytes
 //   rows     from 1536 on, first row first, one byte a pixel
-#include "framework/bytes.h"
-#include "framework/file.h"
 #include "framework/loader.h"
 #include "framework/path.h"
+#include "framework/probe.h"
+#include "framework/rows.h"
 #include "framework/thread_state.h"
 
+namespace
+{
+
 constexpr i64 designHeaderBytes = 1536;
-constexpr u32 largestSide = 65520;
 
 // Offsets in the header.
 constexpr size_t atHeight = 2;
@@ -26,18 +28,23 @@ constexpr size_t atBlues = 1024;
 constexpr i64 probedBytes = atResolution;
 constexpr u32 tenDotsPerInch = 10000;
 
-static bool describesPicture(const u8* header, i64 fileSize)
+LoadStatus checkHeader(const u8* header, i64 fileSize)
 {
     constexpr u8 mark[] = {0, 1, 0, 1};
+    if (memcmp(header + atMark, mark, sizeof mark) != 0 || memcmp(header + atCopy, header, 4) != 0 ||
+        bigEndian16(header + atZeros) != 0)
+        return refuseMark("Nedgraphics");
     const u32 width = bigEndian16(header);
     const u32 height = bigEndian16(header + atHeight);
-    return width >= 1 && width <= largestSide && height >= 1 && height <= largestSide &&
-           memcmp(header + atMark, mark, sizeof mark) == 0 && memcmp(header + atCopy, header, 4) == 0 &&
-           bigEndian16(header + atZeros) == 0 && fileSize >= i64{width} * height + designHeaderBytes;
+    if (!isPictureSize(width, height))
+        return refuseSize(loadWrongFormat, width, height);
+    if (fileSize < i64{width} * height + designHeaderBytes)
+        return refuseFileSize(loadWrongFormat, width, height, fileSize);
+    return loadSuccess;
 }
 
 // Tens of dots per inch, one digit each way; from 100 on the second direction has two.
-static void setResolution(ImageInfo& image, u32 code)
+void setResolution(ImageInfo& image, u32 code)
 {
     if (code <= 10)
         return;
@@ -46,20 +53,24 @@ static void setResolution(ImageInfo& image, u32 code)
     image.resY = code % base * tenDotsPerInch;
 }
 
-static LoadStatus tryLoad(const LoadRequest& request, ImageInfo& image)
+LoadStatus tryLoad(const LoadRequest& request, ImageInfo& image)
 {
     if (!hasExtension(request.path, "pat"))
+        return refuseName("pat");
+    const u8* probed = probedHeader(request.path, probedBytes);
+    if (probed == nullptr)
         return loadWrongFormat;
-    const u8* probed = loadImgCheckHeader(request.path);
     const i64 size = loadImgLastFilesize();
-    if (probed == nullptr || size < probedBytes || !describesPicture(probed, size))
-        return loadWrongFormat;
+    LoadStatus status = checkHeader(probed, size);
+    if (status != loadSuccess)
+        return status;
     File file;
-    if (!file.open(request.path))
-        return loadCannotRead;
     u8 header[designHeaderBytes];
-    if (!readExactly(file.stream, header, sizeof header) || !describesPicture(header, size))
-        return loadWrongFormat;
+    status = openFile(request.path, file, header, sizeof header, loadWrongFormat);
+    if (status == loadSuccess)
+        status = checkHeader(header, size);
+    if (status != loadSuccess)
+        return status;
 
     for (size_t i = 0; i < paletteColours; i++)
         setColour(image.palette, i, header[atReds + i], header[atGreens + i], header[atBlues + i]);
@@ -68,20 +79,23 @@ static LoadStatus tryLoad(const LoadRequest& request, ImageInfo& image)
     image.kind = kindIndexed;
     image.width = bigEndian16(header);
     image.height = bigEndian16(header + atHeight);
+    remarkFileSize(file.stream, u64{image.width} * image.height, image.width, image.height);
     handOver(file, threadState().loom.nedgraphics, image.height, image.width);
     return loadSuccess;
 }
 
-static LoadStatus loadBand(u8* rows, u32 count, u32 bytesPerRow)
+LoadStatus loadBand(u8* rows, u32 count, u32 bytesPerRow)
 {
     return loadRows(threadState().loom.nedgraphics, rows, count, bytesPerRow, BitOrder::asStored);
 }
 
-static LoadStatus endLoad()
+LoadStatus endLoad()
 {
     release(threadState().loom.nedgraphics);
     return loadSuccess;
 }
+
+} // namespace
 
 void registerLoadNedgraphicsPAT()
 {

@@ -1,50 +1,57 @@
 // Formats that are recognised and whose layout is not known: a file that is one of them is told so.
+#include "formats/catalogue.h"
 #include "formats/detection.h"
 #include "framework/loader.h"
 
-constexpr FormatId grosse = 18;
-constexpr FormatId mullerUpt = 41;
-constexpr FormatId jacquArtApf = 46;
-constexpr FormatId panter = 55;
-constexpr FormatId nedgraphicsDes = 58;
-
-template <FormatId format>
-static LoadStatus tryLoad(const LoadRequest& request, ImageInfo&)
+namespace
 {
-    return detectFormat(request.path) == format ? loadUnsupportedVariant : loadWrongFormat;
+
+template <FormatName format>
+LoadStatus tryLoad(const LoadRequest& request, ImageInfo&)
+{
+    const FormatId detected = detectFormat(request.path);
+    const char* name = catalogueRow(format)->fullName;
+    if (detected == format)
+        return refuse(loadUnsupportedVariant, "the layout of %s files is not known", name);
+    const CatalogueRow* other = catalogueRow(detected);
+    return other != nullptr
+               ? refuse(loadWrongFormat, "by its name and its first bytes it is a %s file", other->fullName)
+               : refuse(loadWrongFormat, "neither its name nor its first bytes are those of %s files", name);
 }
 
-static LoadStatus loadBand(u8*, u32, u32)
+LoadStatus loadBand(u8*, u32, u32)
 {
-    return loadBadData;
+    return refuseUnopened();
 }
 
-static LoadStatus endLoad()
+LoadStatus endLoad()
 {
     return loadSuccess;
 }
 
+} // namespace
+
 void registerLoadGrosse()
 {
-    registerEntries<tryLoad<grosse>, loadBand, endLoad>();
+    registerEntries<tryLoad<formatGrosse>, loadBand, endLoad>();
 }
 
 void registerLoadUPT()
 {
-    registerEntries<tryLoad<mullerUpt>, loadBand, endLoad>();
+    registerEntries<tryLoad<formatUpt>, loadBand, endLoad>();
 }
 
 void registerLoadAPF()
 {
-    registerEntries<tryLoad<jacquArtApf>, loadBand, endLoad>();
+    registerEntries<tryLoad<formatApf>, loadBand, endLoad>();
 }
 
 void registerLoadPanter()
 {
-    registerEntries<tryLoad<panter>, loadBand, endLoad>();
+    registerEntries<tryLoad<formatPanter>, loadBand, endLoad>();
 }
 
 void registerLoadNedgraphicsDES()
 {
-    registerEntries<tryLoad<nedgraphicsDes>, loadBand, endLoad>();
+    registerEntries<tryLoad<formatNedgraphicsDes>, loadBand, endLoad>();
 }

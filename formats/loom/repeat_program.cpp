@@ -2,24 +2,18 @@
 
 #include <cstdlib>
 
+namespace
+{
+
 // Blocks grow by doubling until they are this long, and are then copied from where the processor has them at hand.
 constexpr u64 nearBytes = 1 << 14;
 
-static BlockCopy* copiesOf(const RepeatExpansion& expansion)
+BlockCopy* copiesOf(const RepeatExpansion& expansion)
 {
     return reinterpret_cast<BlockCopy*>(expansion.copies.bytes);
 }
 
-bool makeRoom(RepeatExpansion& expansion, u8* rows, u64 room, u64 bytesPerRow, u64 recordCount)
-{
-    expansion.rows = rows;
-    expansion.room = room;
-    expansion.bytesPerRow = bytesPerRow;
-    // Each copy comes from a record of its own and writes rows that no other one writes.
-    return expansion.copies.allocate(std::min(room, recordCount) * sizeof(BlockCopy));
-}
-
-static void copyBlock(RepeatExpansion& expansion, const BlockCopy& copy)
+void copyBlock(RepeatExpansion& expansion, const BlockCopy& copy)
 {
     expansion.rowsWritten = std::max<u64>(expansion.rowsWritten, copy.end);
     const u64 stride = expansion.bytesPerRow;
@@ -40,30 +34,8 @@ static void copyBlock(RepeatExpansion& expansion, const BlockCopy& copy)
     }
 }
 
-// The block is what stands from start on.
-bool repeatRows(RepeatExpansion& expansion, u64 start, u64 count)
-{
-    const u64 blockEnd = expansion.rowsReached;
-    const u64 end = start + (blockEnd - start) * count;
-    if (end > UINT32_MAX)
-        return false;
-    if (end > blockEnd && blockEnd < expansion.room)
-        copiesOf(expansion)[expansion.copyCount++] = {static_cast<u32>(start), static_cast<u32>(blockEnd - start),
-                                                      static_cast<u32>(std::min(end, expansion.room))};
-    expansion.rowsReached = end;
-    return true;
-}
-
-bool openRepeat(RepeatExpansion& expansion, u32 count)
-{
-    if (expansion.openCount == expansion.mostOpen)
-        return false;
-    expansion.open[expansion.openCount++] = {count, expansion.copyCount, expansion.rowsReached};
-    return true;
-}
-
 // The block stays where it is until something else is written there.
-static void removeBlock(RepeatExpansion& expansion, const OpenRepeat& repeat)
+void removeBlock(RepeatExpansion& expansion, const OpenRepeat& repeat)
 {
     if (expansion.rowsReached >= expansion.lostEnd)
         expansion.lostEnd = 0;
@@ -83,15 +55,48 @@ static void removeBlock(RepeatExpansion& expansion, const OpenRepeat& repeat)
     expansion.rowsReached = repeat.start;
 }
 
-bool closeRepeat(RepeatExpansion& expansion)
+} // namespace
+
+bool makeRoom(RepeatExpansion& expansion, u8* rows, u64 room, u64 bytesPerRow, u64 recordCount)
+{
+    expansion.rows = rows;
+    expansion.room = room;
+    expansion.bytesPerRow = bytesPerRow;
+    // Each copy comes from a record of its own and writes rows that no other one writes.
+    return expansion.copies.allocate(std::min(room, recordCount) * sizeof(BlockCopy));
+}
+
+// The block is what stands from start on.
+LoadStatus repeatRows(RepeatExpansion& expansion, u64 start, u64 count)
+{
+    const u64 blockEnd = expansion.rowsReached;
+    const u64 end = start + (blockEnd - start) * count;
+    if (end > UINT32_MAX)
+        return refuse(loadWrongFormat, "its repeats weave more picks than can be counted");
+    if (end > blockEnd && blockEnd < expansion.room)
+        copiesOf(expansion)[expansion.copyCount++] = {static_cast<u32>(start), static_cast<u32>(blockEnd - start),
+                                                      static_cast<u32>(std::min(end, expansion.room))};
+    expansion.rowsReached = end;
+    return loadSuccess;
+}
+
+LoadStatus openRepeat(RepeatExpansion& expansion, u32 count)
+{
+    if (expansion.openCount == expansion.mostOpen)
+        return refuse(loadWrongFormat, "its repeats stand more than %u deep", expansion.mostOpen);
+    expansion.open[expansion.openCount++] = {count, expansion.copyCount, expansion.rowsReached};
+    return loadSuccess;
+}
+
+LoadStatus closeRepeat(RepeatExpansion& expansion)
 {
     if (expansion.openCount == 0)
-        return false;
+        return refuse(loadWrongFormat, "a repeat ends that never began");
     const OpenRepeat& repeat = expansion.open[--expansion.openCount];
     if (repeat.count != 0)
         return repeatRows(expansion, repeat.start, repeat.count);
     removeBlock(expansion, repeat);
-    return true;
+    return loadSuccess;
 }
 
 LoadStatus finishCopies(RepeatExpansion& expansion)
@@ -104,6 +109,11 @@ LoadStatus finishCopies(RepeatExpansion& expansion)
     return loadSuccess;
 }
 
+void remarkOpenRepeats(const RepeatExpansion& expansion)
+{
+    remarkCount(Gravity::grave, expansion.openCount, "repeats have no end and are woven once");
+}
+
 void reverseRest(const RepeatExpansion& expansion)
 {
     const u64 stride = expansion.bytesPerRow;
@@ -111,6 +121,14 @@ void reverseRest(const RepeatExpansion& expansion)
     for (u64 row = 0; row < written && stride > expansion.rowBytes; row++)
         reverseBits(expansion.rows + row * stride + expansion.rowBytes, stride - expansion.rowBytes, false);
     reverseBits(expansion.rows + written * stride, (expansion.room - written) * stride, false);
+}
+
+LoadStatus checkProgramRows(u64 rows)
+{
+    if (rows < leastProgramRows || rows > mostSide)
+        return refuse(loadWrongFormat, "it weaves %llu picks, which are to be %u to %u",
+                      static_cast<unsigned long long>(rows), leastProgramRows, mostSide);
+    return loadSuccess;
 }
 
 void release(RepeatProgram& slot)

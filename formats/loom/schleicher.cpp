@@ -10,8 +10,12 @@
 #include "framework/bytes.h"
 #include "framework/file.h"
 #include "framework/loader.h"
+#include "framework/probe.h"
 #include "framework/thread_state.h"
 #include "framework/turned_picks.h"
+
+namespace
+{
 
 constexpr size_t cardHeaderBytes = 56;
 constexpr u32 groupHooks = 28;
@@ -36,13 +40,13 @@ constexpr i32 usualExtraBytes = 3;
 constexpr i64 probedBytes = atZero + 1;
 constexpr u32 picksOfBlock = 8 * picksAtOnce; // so that the map is not turned into places too often
 
-static bool hasName(const char* path)
+bool hasName(const char* path)
 {
     const size_t length = strlen(path);
     return length >= 3 && tolowerAZ(path[length - 3]) == 's';
 }
 
-static void report(ImageInfo& image, const u8* header, i32 block)
+void report(ImageInfo& image, const u8* header, u32 width, u32 height, i32 block)
 {
     const u8* version = header + atVersion;
     const u8* date = header + atDate;
@@ -52,39 +56,43 @@ static void report(ImageInfo& image, const u8* header, i32 block)
     snprintf(description, sizeof description, "Schleicher V%c.%c%c\n%s\nDate %c%c.%c%c.%c%c\nBlock %d\nType %c",
              version[0], version[1], version[2], name, date[4], date[5], date[2], date[3], date[0], date[1], block,
              header[atType]);
-    reportImage(image, description, loomOrientation);
+    reportBilevel(image, width, height, description, loomOrientation);
+    image.palette[0] = 0;
 }
 
-static LoadStatus tryLoad(const LoadRequest& request, ImageInfo& image)
+LoadStatus tryLoad(const LoadRequest& request, ImageInfo& image)
 {
-    const u8* probed = loadImgCheckHeader(request.path);
-    if (probed == nullptr || loadImgLastFilesize() < probedBytes || probed[atMark] != 'S' || probed[atZero] != 0 ||
-        !hasName(request.path))
+    const u8* probed = probedHeader(request.path, probedBytes);
+    if (probed == nullptr)
         return loadWrongFormat;
+    if (probed[atMark] != 'S' || probed[atZero] != 0)
+        return refuseMark("Schleicher");
+    if (!hasName(request.path))
+        return refuse(loadWrongFormat, "the third character from the end of the name is no s");
     File file;
-    if (!file.open(request.path))
-        return loadCannotRead;
     u8 header[cardHeaderBytes];
-    if (!readExactly(file.stream, header, sizeof header))
-        return loadWrongFormat;
+    const LoadStatus status = openFile(request.path, file, header, sizeof header, loadWrongFormat);
+    if (status != loadSuccess)
+        return status;
     const i32 height = decimalNumber(header + atHeight, sideDigits);
     const i32 width = decimalNumber(header + atWidth, sideDigits);
     const i32 block = decimalNumber(header + atBlock, twoDigits);
     i32 extraBytes = decimalNumber(header + atExtraBytes, twoDigits);
     if (extraBytes == 0 && header[atHasExtra] == 'Y')
         extraBytes = usualExtraBytes;
-    if (height < 1 || width < 1 || block < 1 || extraBytes < 0)
-        return loadWrongFormat;
-    const u32 rowBytes = (static_cast<u32>(width) + 7) / 8;
+    if (height < 1 || width < 1)
+        return refuseSize(loadWrongFormat, width, height);
+    if (block < 1)
+        return refuse(loadWrongFormat, "a block of %d groups of hooks", block);
+    if (extraBytes < 0)
+        return refuse(loadWrongFormat, "%d extra bytes a pick", extraBytes);
+    const u32 rowBytes = bilevelRowBytes(static_cast<u32>(width));
     const i64 recordBytes = i64{rowBytes} + extraBytes;
     if (recordBytes > i64{cardHeaderBytes} && fseeko(file.stream, recordBytes, SEEK_SET) != 0)
-        return loadWrongFormat;
+        return refuseHeader(loadWrongFormat);
 
-    report(image, header, block);
-    image.kind = kindBilevel;
-    image.width = static_cast<u32>(width);
-    image.height = static_cast<u32>(height);
-    image.palette[0] = 0;
+    report(image, header, static_cast<u32>(width), static_cast<u32>(height), block);
+    remarkFileSize(file.stream, static_cast<u64>(recordBytes) * image.height, image.width, image.height);
     SchleicherState& state = threadState().loom.schleicher;
     handOver(file, state.file);
     state.rowsLeft = image.height;
@@ -95,7 +103,7 @@ static LoadStatus tryLoad(const LoadRequest& request, ImageInfo& image)
 }
 
 // The last block may lack hooks: what lies before the first hook becomes a number that no hook has.
-static bool makeMap(HookMap& map, u32 rowBytes, u32 block)
+bool makeMap(HookMap& map, u32 rowBytes, u32 block)
 {
     map.columns = 8ull * rowBytes;
     if (!map.buffer.allocate(map.columns * sizeof(u32)))
@@ -111,19 +119,22 @@ static bool makeMap(HookMap& map, u32 rowBytes, u32 block)
     return true;
 }
 
-// What the file lacks stays as it was in the record before, which the first one lies behind.
-static void readRecords(FILE* stream, u8* before, u64 size, u64 recordBytes)
+// What the file lacks stays as it was in the record before, which the first one lies behind. Returns how many bytes the
+// file had.
+u64 readRecords(FILE* stream, u8* before, u64 size, u64 recordBytes)
 {
     u8* records = before + recordBytes;
-    for (u64 i = fread(records, 1, size, stream); i < size; i++)
+    const u64 arrived = fread(records, 1, size, stream);
+    for (u64 i = arrived; i < size; i++)
         records[i] = before[i];
+    return arrived;
 }
 
-static LoadStatus loadBand(u8* rows, u32 count, u32 bytesPerRow)
+LoadStatus loadBand(u8* rows, u32 count, u32 bytesPerRow)
 {
     SchleicherState& state = threadState().loom.schleicher;
     if (state.file == nullptr)
-        return loadBadData;
+        return refuseUnopened();
     const u32 wanted = std::min(count, state.rowsLeft);
     const u32 recordBytes = state.rowBytes + state.extraBytes;
     TurnedPicks turned;
@@ -131,33 +142,38 @@ static LoadStatus loadBand(u8* rows, u32 count, u32 bytesPerRow)
     Buffer stage;
     if (!allocateTurned(turned, recordBytes, std::min(wanted, picksOfBlock)) ||
         !makeMap(map, state.rowBytes, state.block) || !stage.allocate((u64{picksAtOnce} + 1) * recordBytes))
-        return loadOutOfMemory;
+        return refuseMemory();
     u8* before = stage.bytes;
     u8* records = before + recordBytes;
     memset(before, 0xFF, recordBytes); // nothing is lifted before the first pick
 
+    u64 lacking = 0;
     for (u64 row = 0; row < wanted; row += turned.picks) {
         turned.picks = static_cast<u32>(std::min<u64>(picksOfBlock, wanted - row));
         for (u32 pick = 0; pick < turned.picks; pick += picksAtOnce) {
             const u32 picks = std::min(picksAtOnce, turned.picks - pick);
-            readRecords(state.file, before, u64{picks} * recordBytes, recordBytes);
+            const u64 arrived = readRecords(state.file, before, u64{picks} * recordBytes, recordBytes);
+            lacking += incompleteRows(picks, arrived, state.rowBytes, recordBytes);
             turnPicks(turned, pick, records, picks);
             memcpy(before, records + u64{picks - 1} * recordBytes, recordBytes);
         }
         if (!deliverTurned(turned, map, rows + row * bytesPerRow, bytesPerRow, RowEnd::kept))
-            return loadOutOfMemory;
+            return refuseMemory();
     }
+    remarkCount(Gravity::grave, lacking, "picks that the file lacks are made up");
     state.rowsLeft -= wanted;
-    return wanted < count ? loadBadData : loadSuccess;
+    return wanted < count ? refuseRowsBehindPicture() : loadSuccess;
 }
 
-static LoadStatus endLoad()
+LoadStatus endLoad()
 {
     SchleicherState& state = threadState().loom.schleicher;
     closeSlot(state.file);
     state = {};
     return loadSuccess;
 }
+
+} // namespace
 
 void registerLoadSchleicher()
 {

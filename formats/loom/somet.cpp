@@ -1,6 +1,5 @@
-// Weaving programs of Somet machines. In a byte the leftmost column is the lowest bit.
+// Weaving programs of Somet machines (DOP, COP). In a byte the leftmost column is the lowest bit.
 //
-// DOP and COP
 //   0  checksum of all that follows, big-endian
 //   2  17 for a length of one byte, 18 for a big-endian one of two
 //   3  unknown
@@ -16,13 +15,14 @@
 //         5 others           pick                            ? p0 p1      pick
 //
 //   Counts are little-endian. A row is a pick and the settings at that time.
-//
-// ARM
-//   picks of 10 bytes, each with four columns in its lower half
 #include "formats/loom/repeat_program.h"
 #include "framework/loader.h"
 #include "framework/path.h"
+#include "framework/probe.h"
 #include "framework/thread_state.h"
+
+namespace
+{
 
 constexpr u8 shortHeader = 17;
 constexpr u8 longHeader = 18;
@@ -34,11 +34,7 @@ constexpr u32 longHeaderBytes = 6;
 constexpr u32 dopPickBytes = 5;
 constexpr u32 copPickBytes = 2;
 
-constexpr u32 armRecordBytes = 10;
-constexpr u32 armRowBytes = 5;
-constexpr u32 armColumns = 8 * armRowBytes;
-
-static ProgramRecord readDop(const u8* record, u8* row)
+ProgramRecord readDop(const u8* record, u8* row)
 {
     u8* settings = row + dopPickBytes;
     const u8 letter = record[3];
@@ -68,7 +64,7 @@ static ProgramRecord readDop(const u8* record, u8* row)
     return {ProgramStep::pick, 1};
 }
 
-static ProgramRecord readCop(const u8* record, u8* row)
+ProgramRecord readCop(const u8* record, u8* row)
 {
     u8* settings = row + copPickBytes;
     const bool isBare = record[1] == 0;
@@ -99,25 +95,25 @@ static ProgramRecord readCop(const u8* record, u8* row)
     return {ProgramStep::pick, 1};
 }
 
-static constexpr ProgramFormat dopFormat = {5, dopPickBytes + 9, readDop};
-static constexpr ProgramFormat copFormat = {3, copPickBytes + 4, readCop};
+constexpr ProgramFormat dopFormat = {5, dopPickBytes + 9, readDop};
+constexpr ProgramFormat copFormat = {3, copPickBytes + 4, readCop};
 
 struct SometProgramFile {
     const char* extension;
-    i64 smallest;
-    i64 largest;
+    i64 leastBytes;
+    i64 mostBytes;
     const char* description;
 };
 
-static constexpr SometProgramFile dopFile = {"dop", 15, 65541, "Somet .DOP"};
-static constexpr SometProgramFile copFile = {"cop", 8, 196566, "Somet .COP"};
+constexpr SometProgramFile dopFile = {"dop", 15, 65541, "Somet .DOP"};
+constexpr SometProgramFile copFile = {"cop", 8, 196566, "Somet .COP"};
 
-static bool isHeaderType(u8 type)
+bool isHeaderType(u8 type)
 {
     return type == shortHeader || type == longHeader;
 }
 
-static u32 sumOf(const u8* bytes, size_t size)
+u32 sumOf(const u8* bytes, size_t size)
 {
     u32 sum = 0;
     for (size_t i = 0; i < size; i++)
@@ -125,164 +121,94 @@ static u32 sumOf(const u8* bytes, size_t size)
     return sum;
 }
 
-template <const ProgramFormat& format, const SometProgramFile& known>
-static LoadStatus tryProgram(const LoadRequest& request, ImageInfo& image)
+struct Header {
+    u8 bytes[longHeaderBytes];
+    u32 size;
+    u32 length; // of the records
+};
+
+// Reads the header, of either length, behind which the records fill the file.
+LoadStatus readHeader(FILE* stream, u32 recordBytes, i64 fileBytes, Header& header)
 {
-    if (!hasExtension(request.path, known.extension))
-        return loadWrongFormat;
-    const u8* probed = loadImgCheckHeader(request.path);
-    const i64 size = loadImgLastFilesize();
-    if (probed == nullptr || size < known.smallest || size > known.largest || !isHeaderType(probed[atHeaderType]))
-        return loadWrongFormat;
-    File file;
-    if (!file.open(request.path))
-        return loadCannotRead;
-
-    u8 header[longHeaderBytes];
-    if (!readExactly(file.stream, header, shortHeaderBytes) || !isHeaderType(header[atHeaderType]))
-        return loadWrongFormat;
-    u32 headerSize = shortHeaderBytes;
-    u32 length = header[atLength];
-    if (header[atHeaderType] == longHeader) {
-        if (!readByte(file.stream, header[headerSize++]))
-            return loadWrongFormat;
-        length = bigEndian16(header + atLength);
+    header.size = shortHeaderBytes;
+    if (!readExactly(stream, header.bytes, shortHeaderBytes))
+        return refuseHeader(loadWrongFormat);
+    if (!isHeaderType(header.bytes[atHeaderType]))
+        return refuseMark("Somet");
+    header.length = header.bytes[atLength];
+    if (header.bytes[atHeaderType] == longHeader) {
+        if (!readByte(stream, header.bytes[header.size++]))
+            return refuseHeader(loadWrongFormat);
+        header.length = bigEndian16(header.bytes + atLength);
     }
-    if (length % format.recordBytes != 0 || i64{headerSize} + length != size)
-        return loadWrongFormat;
-
-    Buffer records;
-    if (!records.allocate(length))
-        return loadOutOfMemory;
-    if (!readExactly(file.stream, records.bytes, length))
-        return loadWrongFormat;
-    const u32 sum = sumOf(header + atHeaderType, headerSize - atHeaderType) + sumOf(records.bytes, length);
-    RepeatProgram& slot = threadState().loom.somet;
-    if ((sum & 0xFFFF) != bigEndian16(header) || !takeProgram<format>(records, length / format.recordBytes, slot))
-        return loadWrongFormat;
-
-    image.kind = kindBilevel;
-    image.width = 8 * format.rowBytes;
-    image.height = slot.rows;
-    reportImage(image, known.description, loomOrientation);
+    if (header.length % recordBytes != 0)
+        return refuse(loadWrongFormat, "its %u bytes of records are no multiple of %u", header.length, recordBytes);
+    if (i64{header.size} + header.length != fileBytes)
+        return refuse(loadWrongFormat, "the header announces %u bytes of records, the file has %lld behind it",
+                      header.length, static_cast<long long>(fileBytes - header.size));
     return loadSuccess;
 }
 
+template <const ProgramFormat& format, const SometProgramFile& known>
+LoadStatus tryLoad(const LoadRequest& request, ImageInfo& image)
+{
+    if (!hasExtension(request.path, known.extension))
+        return refuseName(known.extension);
+    const u8* probed = probedHeader(request.path, known.leastBytes);
+    const i64 size = loadImgLastFilesize();
+    if (probed == nullptr)
+        return loadWrongFormat;
+    if (size > known.mostBytes)
+        return refuse(loadWrongFormat, "the file is too large: %s", amountOf(static_cast<u64>(size)).text);
+    if (!isHeaderType(probed[atHeaderType]))
+        return refuseMark("Somet");
+    File file;
+    LoadStatus status = openFile(request.path, file);
+    if (status != loadSuccess)
+        return status;
+    Header header;
+    status = readHeader(file.stream, format.recordBytes, size, header);
+    if (status != loadSuccess)
+        return status;
+
+    Buffer records;
+    if (!records.allocate(header.length))
+        return refuseMemory();
+    if (!readExactly(file.stream, records.bytes, header.length))
+        return refuse(loadWrongFormat, "the file ends in its records");
+    const u32 sum =
+        sumOf(header.bytes + atHeaderType, header.size - atHeaderType) + sumOf(records.bytes, header.length);
+    if ((sum & 0xFFFF) != bigEndian16(header.bytes))
+        return refuse(loadWrongFormat, "its checksum is %u, that of its bytes is %u", bigEndian16(header.bytes),
+                      sum & 0xFFFF);
+    RepeatProgram& slot = threadState().loom.somet;
+    status = takeProgram<format>(records, header.length / format.recordBytes, slot);
+    if (status == loadSuccess)
+        reportBilevel(image, 8 * format.rowBytes, slot.rows, known.description, loomOrientation);
+    return status;
+}
+
 template <const ProgramFormat& format>
-static LoadStatus loadProgramBand(u8* rows, u32 count, u32 bytesPerRow)
+LoadStatus loadBand(u8* rows, u32 count, u32 bytesPerRow)
 {
     RepeatExpansion expansion;
     return loadProgram<format>(threadState().loom.somet, expansion, rows, count, bytesPerRow);
 }
 
-static LoadStatus endProgram()
+LoadStatus endLoad()
 {
     release(threadState().loom.somet);
     return loadSuccess;
 }
 
-static LoadStatus tryArm(const LoadRequest& request, ImageInfo& image)
-{
-    // A file that cannot be looked at is judged by the size of the one before.
-    const bool isProbed = loadImgCheckHeader(request.path) != nullptr;
-    const i64 size = loadImgLastFilesize();
-    if (isProbed && size % armRecordBytes != 0)
-        return loadWrongFormat;
-    const i64 picks = size / armRecordBytes;
-    if (!hasExtension(request.path, "arm") || picks < fewestProgramRows || picks > mostProgramRows)
-        return loadWrongFormat;
-    File file;
-    if (!file.open(request.path))
-        return loadCannotRead;
-
-    image.kind = kindBilevel;
-    image.width = armColumns;
-    image.height = static_cast<u32>(picks);
-    image.palette[0] = 0;
-    reportImage(image, "Somet ARM", loomOrientation);
-    handOver(file, threadState().loom.sometArm, image.height, armRecordBytes);
-    return loadSuccess;
-}
-
-// The upper half of an even byte shows through in the columns of the odd one.
-static inline void packPairs(u8* __restrict packed, const u8* __restrict halves, size_t packedBytes)
-{
-    for (size_t i = 0; i < packedBytes; i++)
-        packed[i] = static_cast<u8>(halves[2 * i + 1] << 4 | halves[2 * i]);
-}
-
-#if defined(__x86_64__)
-// The same, which the compiler makes of longer words.
-__attribute__((target("avx2"))) static void packLongPairs(u8* __restrict packed, const u8* __restrict halves,
-                                                          size_t packedBytes)
-{
-    packPairs(packed, halves, packedBytes);
-}
-#endif
-
-static void packHalves(u8* packed, const u8* halves, size_t packedBytes)
-{
-#if defined(__x86_64__)
-    if (__builtin_cpu_supports("avx2")) {
-        packLongPairs(packed, halves, packedBytes);
-        return;
-    }
-#endif
-    packPairs(packed, halves, packedBytes);
-}
-
-static LoadStatus loadArmBand(u8* rows, u32 count, u32 bytesPerRow)
-{
-    constexpr u32 picksAtOnce = 4096; // a whole number of pages
-    RowFile& slot = threadState().loom.sometArm;
-    if (slot.file == nullptr)
-        return loadBadData;
-    const u32 wanted = std::min(count, slot.rowsLeft);
-    u8 records[picksAtOnce * armRecordBytes];
-    u8 packed[picksAtOnce * armRowBytes];
-    u32 done = 0;
-    bool isShort = wanted < count;
-    while (done < wanted) {
-        const size_t asked = std::min(picksAtOnce, wanted - done);
-        const size_t picks = fread(records, armRecordBytes, asked, slot.file);
-        u8* destination = rows + u64{done} * bytesPerRow;
-        if (bytesPerRow == armRowBytes) {
-            packHalves(destination, records, picks * armRowBytes);
-        } else {
-            packHalves(packed, records, picks * armRowBytes);
-            for (size_t i = 0; i < picks; i++)
-                deliverRow(destination + i * bytesPerRow, packed + i * armRowBytes, armRowBytes, bytesPerRow);
-        }
-        reverseBits(destination, picks * bytesPerRow, false);
-        done += static_cast<u32>(picks);
-        slot.rowsLeft -= static_cast<u32>(picks);
-        if (picks < asked) {
-            isShort = true;
-            break;
-        }
-    }
-    if (isShort) // the bits stay as the file has them
-        reverseBits(rows, u64{done} * bytesPerRow, false);
-    return isShort ? loadBadData : loadSuccess;
-}
-
-static LoadStatus endArm()
-{
-    release(threadState().loom.sometArm);
-    return loadSuccess;
-}
+} // namespace
 
 void registerLoadSometDOP()
 {
-    registerEntries<tryProgram<dopFormat, dopFile>, loadProgramBand<dopFormat>, endProgram>();
+    registerEntries<tryLoad<dopFormat, dopFile>, loadBand<dopFormat>, endLoad>();
 }
 
 void registerLoadSometCOP()
 {
-    registerEntries<tryProgram<copFormat, copFile>, loadProgramBand<copFormat>, endProgram>();
-}
-
-void registerLoadSometARM()
-{
-    registerEntries<tryArm, loadArmBand, endArm>();
+    registerEntries<tryLoad<copFormat, copFile>, loadBand<copFormat>, endLoad>();
 }

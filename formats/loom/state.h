@@ -4,6 +4,7 @@
 #include <cstdio>
 
 #include "framework/rows.h"
+#include "framework/temporary.h"
 #include "tload.h"
 
 constexpr u32 partNameBytes = 4096;
@@ -16,9 +17,9 @@ struct StaubliState {
     StaubliFormat format; // whose file it is
     u32 nameLength;
     char partName[partNameBytes];
-    char tempName[partNameBytes]; // removed at the end; empty = none
-    u32 rowsLeft;                 // of the whole design
-    u32 rowBytes;                 // of a pick in the file
+    TemporaryPath unpacked; // the open file when it was packed
+    u32 rowsLeft;           // of the whole design
+    u32 rowBytes;           // of a pick in the file
     u32 width;
     u32 hookModule;
     u32 moduleCount;
@@ -40,8 +41,7 @@ struct BonasState {
     FILE* file; // the current part
     u32 nameLength;
     char partName[partNameBytes];
-    char tempName[partNameBytes]; // removed at the end; empty = none
-    u32 tempFolderLength;         // of the folder in tempName that was made for it and goes too; 0 = none
+    TemporaryPath expanded; // removed at the end
     u32 picksPerFile;
     u32 fileCount;
     u32 fileRowBytes;
@@ -71,14 +71,16 @@ struct QteState {
     RowFile rows;
     u32 bitOffset; // of the first pixel in a stored row, 0..7
     u32 width;
-    char tempName[partNameBytes]; // removed at the end; empty = none
+    TemporaryPath unpacked; // removed at the end
 };
 
+// Shared by the loaders of Varitex, Zhu, Chinese and Most dobby files.
 struct ChineseState {
     RowFile rows;
-    u32 columns; // of an ORG file, which holds columns instead of rows
+    u32 columns; // of a Most dobby file, which holds columns instead of rows
 };
 
+// Shared by the loaders of Takemura, Tsudakoma and Act files.
 struct TakemuraState {
     RowFile rows;
     u32 pixelBytes; // of a CGS row, which may be longer

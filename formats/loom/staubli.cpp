@@ -1,13 +1,28 @@
 #include "formats/loom/staubli.h"
 
-#include <unistd.h>
-
 #include <cstdlib>
 
 #include "framework/bytes.h"
 
+namespace
+{
+
 constexpr size_t partNumberDigits = 2;
-constexpr u32 smallestMappedRow = smallModule / 8; // bytes; narrower picks have their hooks in order
+constexpr u32 leastMappedRowBytes = smallModule / 8; // narrower picks have their hooks in order
+
+bool mapBand(StaubliState& state, const TurnedPicks& turned, CountModules countModules, HookMap& map)
+{
+    if (state.rowBytes < leastMappedRowBytes)
+        return makeStraightMap(map, 8ull * state.rowBytes);
+    u32 module = 0;
+    if (!detectModule(turned, state.width, module))
+        return false;
+    state.moduleCount = countModules(state, module);
+    state.hookModule = module;
+    return makeModuleMap(map, module, state.moduleCount, false);
+}
+
+} // namespace
 
 bool turnToFirstPart(char* path, const char* extension, u32& firstPart)
 {
@@ -24,42 +39,47 @@ bool turnToFirstPart(char* path, const char* extension, u32& firstPart)
     return true;
 }
 
-void nextPartName(char* name, u32 nameLength)
-{
-    char* last = name + nameLength - 1;
-    (*last)++;
-    if (*last == '0')
-        last[-1]++;
-}
-
-bool openPart(StaubliState& state, i64 dataStart)
+LoadStatus openPart(StaubliState& state, i64 dataStart)
 {
     closeSlot(state.file);
+    if (state.partName[0] == 0)
+        return refuse(loadCannotRead, "the file ends before the picture does");
     File file;
-    if (state.partName[0] == 0 || !file.open(state.partName))
-        return false;
+    if (!file.open(state.partName))
+        return refusePart(state, "is missing or cannot be opened");
     fseeko(file.stream, dataStart, SEEK_SET);
     state.partDataLength = regularFileSize(file.stream) - dataStart;
     state.partCounter = 0;
     handOver(file, state.file);
-    return true;
+    return loadSuccess;
 }
 
-void readFilled(FILE* stream, u8* bytes, u64 size, u8 missing)
+LoadStatus refusePart(const StaubliState& state, const char* flaw)
 {
-    const size_t read = fread(bytes, 1, size, stream);
-    memset(bytes + read, missing, size - read);
+    return refuse(loadCannotRead, "its part %.150s %s", baseName(state.partName), flaw);
+}
+
+u64 readFilled(FILE* stream, u8* bytes, u64 size, u8 missing)
+{
+    const u64 arrived = fread(bytes, 1, size, stream);
+    memset(bytes + arrived, missing, size - arrived);
+    return arrived;
 }
 
 void reportCards(ImageInfo& image, u32 width, u32 height, const char* description, const u8* designName)
 {
-    image.kind = kindBilevel;
-    image.width = width;
-    image.height = height;
+    reportBilevel(image, width, height, description, loomOrientation);
     image.palette[0] = 0;
-    reportImage(image, description, loomOrientation);
     if (designName != nullptr)
         strncat(image.description, reinterpret_cast<const char*>(designName), designNameBytes);
+}
+
+void remarkDesignSize(const StaubliState& loaded, FILE* stream)
+{
+    const u64 dataBytes = u64{loaded.rowBytes} * loaded.rowsLeft;
+    const bool mayGoOn = loaded.partName[0] != 0 && loaded.partDataLength >= 0;
+    if (!mayGoOn || static_cast<u64>(loaded.partDataLength) > dataBytes)
+        remarkFileSize(stream, dataBytes, loaded.width, loaded.rowsLeft);
 }
 
 void startStaubli(StaubliFormat format, File& file, const StaubliState& loaded)
@@ -71,35 +91,24 @@ void startStaubli(StaubliFormat format, File& file, const StaubliState& loaded)
     handOver(file, state.file);
 }
 
-static bool mapBand(StaubliState& state, const TurnedPicks& turned, CountModules countModules, HookMap& map)
-{
-    if (state.rowBytes < smallestMappedRow)
-        return makeStraightMap(map, 8ull * state.rowBytes);
-    u32 module = 0;
-    if (!detectModule(turned, state.width, module))
-        return false;
-    state.moduleCount = countModules(state, module);
-    state.hookModule = module;
-    return makeModuleMap(map, module, state.moduleCount, false);
-}
-
 LoadStatus loadMappedBand(StaubliFormat format, u8* rows, u32 count, u32 bytesPerRow, ReadPicks readPicks,
                           CountModules countModules)
 {
     StaubliState* open = openStaubli(format);
     if (open == nullptr)
-        return loadBadData;
+        return refuseUnopened();
     StaubliState& state = *open;
     const u32 wanted = std::min(count, state.rowsLeft);
     TurnedPicks turned;
     if (!allocateTurned(turned, state.rowBytes, wanted))
-        return loadOutOfMemory;
+        return refuseMemory();
+    u64 lacking = 0;
     for (u32 row = 0; row < wanted; row += picksAtOnce) {
         const u32 picks = std::min(picksAtOnce, wanted - row);
-        const LoadStatus status = readPicks(state, turned.stored.bytes, static_cast<u64>(picks) * state.rowBytes);
+        const LoadStatus status = readPicks(state, turned.stored.bytes, u64{picks} * state.rowBytes, lacking);
         if (status != loadSuccess) {
             // No pick is delivered before the last one was read.
-            memset(rows, 0, static_cast<u64>(wanted) * bytesPerRow);
+            memset(rows, 0, u64{wanted} * bytesPerRow);
             return status;
         }
         turnPicks(turned, row, turned.stored.bytes, picks);
@@ -107,13 +116,15 @@ LoadStatus loadMappedBand(StaubliFormat format, u8* rows, u32 count, u32 bytesPe
     HookMap map;
     if (wanted > 0 &&
         (!mapBand(state, turned, countModules, map) || !deliverTurned(turned, map, rows, bytesPerRow, RowEnd::cleared)))
-        return loadOutOfMemory;
+        return refuseMemory();
+    remarkCount(Gravity::grave, lacking, lackingPicks);
     state.rowsLeft -= wanted;
     if (wanted == count)
         return loadSuccess;
-    // What reading on would find.
-    const LoadStatus status = readPicks(state, turned.stored.bytes, 1);
-    return status == loadSuccess ? loadBadData : status;
+    // The status is what reading on would find.
+    const LoadStatus status = readPicks(state, turned.stored.bytes, 1, lacking);
+    const LoadStatus behind = refuseRowsBehindPicture();
+    return status == loadSuccess ? behind : status;
 }
 
 StaubliState* openStaubli(StaubliFormat format)
@@ -126,9 +137,7 @@ LoadStatus endStaubli()
 {
     StaubliState& state = threadState().loom.staubli;
     closeSlot(state.file);
-    if (state.tempName[0] != 0)
-        unlink(state.tempName);
-    state.tempName[0] = 0;
+    removeTemporary(state.unpacked);
     state.format = StaubliFormat::none;
 
     StaubliJc5State& jc5 = threadState().loom.staubliJc5;

@@ -8,28 +8,33 @@
 constexpr size_t designNameBytes = 16;
 constexpr u8 endOfFile = 0xFF; // what a missing byte of a numbered part reads as
 
+// The remark on picks that are not wholly in the file.
+constexpr const char* lackingPicks = "picks that the file lacks are made up";
+
 // The first part of a design of several files, named stem.jc4.01 and so on: turns the last two digits of such a name
 // into "01". extension is what stands before the digits. firstPart becomes 0 when the name was another part's.
 bool turnToFirstPart(char* path, const char* extension, u32& firstPart);
 
-// Turns the last two characters of a numbered part's name into the next number: the last goes up by one, and the one
-// before it only when the last has become "0", so that "09" is followed by "0:".
-void nextPartName(char* name, u32 nameLength);
+// Closes the current part and opens the one that partName names at its picks; 3 when that cannot be opened, and without
+// a name.
+LoadStatus openPart(StaubliState& state, i64 dataStart);
+LoadStatus refusePart(const StaubliState& state, const char* flaw); // 3
 
-// Closes the current part and opens the one that partName names at its picks. Without a name there is none.
-bool openPart(StaubliState& state, i64 dataStart);
-
-// Reads size bytes; those that the file lacks become missing.
-void readFilled(FILE* stream, u8* bytes, u64 size, u8 missing);
+// Reads size bytes, fills up those that the file lacks, and returns how many it had.
+u64 readFilled(FILE* stream, u8* bytes, u64 size, u8 missing);
 
 // Reports a bilevel picture; designName, which may be null, ends the description.
 void reportCards(ImageInfo& image, u32 width, u32 height, const char* description, const u8* designName);
 
+// Remarks on a file, which stands at its first pick, that does not hold just the picks of the design. Those that a part
+// lacks may be in the next one.
+void remarkDesignSize(const StaubliState& loaded, FILE* stream);
+
 // Ends what an earlier load may have left and begins this one.
 void startStaubli(StaubliFormat format, File& file, const StaubliState& loaded);
 
-// Reads picks as they are stored, or as many bytes of them.
-using ReadPicks = LoadStatus (*)(StaubliState& state, u8* picks, u64 size);
+// Reads picks as they are stored, or as many bytes of them, and counts those that the file lacks.
+using ReadPicks = LoadStatus (*)(StaubliState& state, u8* picks, u64 size, u64& lacking);
 
 // How many modules the design has, if they are of this size.
 using CountModules = u32 (*)(const StaubliState& state, u32 module);
@@ -41,5 +46,5 @@ LoadStatus loadMappedBand(StaubliFormat format, u8* rows, u32 count, u32 bytesPe
 // The state when a file of this format is open, else null: another Staubli loader's file is not ours to read.
 StaubliState* openStaubli(StaubliFormat format);
 
-// Closes the current part, removes the temporary file and frees what JC5 holds.
+// Closes the current part, removes the unpacked file and frees what JC5 holds.
 LoadStatus endStaubli();

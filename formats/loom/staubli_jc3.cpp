@@ -9,6 +9,11 @@
 
 #include "formats/loom/staubli.h"
 #include "framework/bytes.h"
+#include "framework/path.h"
+#include "framework/probe.h"
+
+namespace
+{
 
 constexpr size_t headerSize = 512;
 
@@ -21,10 +26,17 @@ constexpr size_t heightDigits = 6;
 constexpr size_t atPicksPerPart = 66;
 constexpr size_t picksPerPartDigits = 4;
 
-constexpr i32 smallestHeight = 2;
-constexpr i32 largestSide = 65520;
+constexpr i32 leastPicks = 2;
 
-static LoadStatus tryLoad(const LoadRequest& request, ImageInfo& image)
+// The picks that the first part of a design has.
+u64 picksOfFirstPart(const StaubliState& loaded)
+{
+    if (!loaded.multiPart || loaded.picksPerPart < 0)
+        return loaded.rowsLeft;
+    return std::min(loaded.rowsLeft, static_cast<u32>(loaded.picksPerPart));
+}
+
+LoadStatus tryLoad(const LoadRequest& request, ImageInfo& image)
 {
     StaubliState loaded{};
     u32 firstPart = 1;
@@ -33,13 +45,17 @@ static LoadStatus tryLoad(const LoadRequest& request, ImageInfo& image)
 
     File file;
     u8 header[headerSize];
-    if (!file.open(request.path) || !readExactly(file.stream, header, sizeof header))
-        return loadCannotRead;
+    const LoadStatus status = openFile(request.path, file, header, sizeof header, loadCannotRead);
+    if (status != loadSuccess)
+        return status;
     const i32 width = decimalNumber(header + atWidth, widthDigits);
     const i32 height = decimalNumber(header + atHeight, heightDigits);
-    if (header[0] != 'B' || width <= 0 || width > largestSide || width % static_cast<i32>(smallModule) != 0 ||
-        height < smallestHeight || height > largestSide)
-        return loadWrongFormat;
+    if (header[0] != 'B')
+        return refuseMark("JC III");
+    if (width <= 0 || width % i32{smallModule} != 0)
+        return refuse(loadWrongFormat, "its width of %d is no multiple of %u hooks", width, smallModule);
+    if (height < leastPicks || height > i32{mostSide})
+        return refuseSize(loadWrongFormat, width, height);
 
     loaded.nameLength = static_cast<u32>(strlen(request.path));
     if (loaded.multiPart)
@@ -50,6 +66,7 @@ static LoadStatus tryLoad(const LoadRequest& request, ImageInfo& image)
     loaded.hookModule = smallModule;
     loaded.moduleCount = loaded.width / smallModule;
     loaded.picksPerPart = decimalNumber(header + atPicksPerPart, picksPerPartDigits);
+    remarkFileSize(file.stream, picksOfFirstPart(loaded) * loaded.rowBytes, loaded.width, loaded.rowsLeft);
     reportCards(image, loaded.width, loaded.rowsLeft, "Staubli JC III\n", header + atName);
     image.firstPart = firstPart;
     startStaubli(StaubliFormat::jc3, file, loaded);
@@ -57,56 +74,63 @@ static LoadStatus tryLoad(const LoadRequest& request, ImageInfo& image)
 }
 
 // A pick takes as many bytes as the caller has for a row, and never less than it has hooks.
-static LoadStatus readPick(StaubliState& state, u8* pick, u32 bytesPerRow)
+LoadStatus readPick(StaubliState& state, u8* pick, u32 bytesPerRow, u64& lacking)
 {
     if (state.multiPart && state.partCounter == state.picksPerPart) {
         nextPartName(state.partName, state.nameLength);
-        if (!openPart(state, headerSize))
-            return loadCannotRead;
+        const LoadStatus status = openPart(state, headerSize);
+        if (status != loadSuccess)
+            return status;
     }
-    readFilled(state.file, pick, state.rowBytes, endOfFile);
+    if (readFilled(state.file, pick, state.rowBytes, endOfFile) < state.rowBytes)
+        lacking++;
     if (bytesPerRow > state.rowBytes)
         fseeko(state.file, static_cast<off_t>(bytesPerRow - state.rowBytes), SEEK_CUR);
     state.partCounter++;
     return loadSuccess;
 }
 
-static LoadStatus loadBand(u8* rows, u32 count, u32 bytesPerRow)
+LoadStatus loadBand(u8* rows, u32 count, u32 bytesPerRow)
 {
     StaubliState* open = openStaubli(StaubliFormat::jc3);
     if (open == nullptr)
-        return loadBadData;
+        return refuseUnopened();
     StaubliState& state = *open;
     const u32 wanted = std::min(count, state.rowsLeft);
     TurnedPicks turned;
     HookMap map;
     if (!allocateTurned(turned, state.rowBytes, wanted) ||
         !makeModuleMap(map, state.hookModule, state.moduleCount, true))
-        return loadOutOfMemory;
+        return refuseMemory();
 
     LoadStatus status = loadSuccess;
+    u64 lacking = 0;
     u32 done = 0;
     while (done < wanted && status == loadSuccess) {
         const u32 first = done;
         const u32 end = std::min(wanted, first + picksAtOnce);
         while (done < end && status == loadSuccess) {
-            status =
-                readPick(state, turned.stored.bytes + static_cast<u64>(done - first) * state.rowBytes, bytesPerRow);
+            u8* pick = turned.stored.bytes + u64{done - first} * state.rowBytes;
+            status = readPick(state, pick, bytesPerRow, lacking);
             if (status == loadSuccess)
                 done++;
         }
         turnPicks(turned, first, turned.stored.bytes, done - first);
     }
+    remarkCount(Gravity::grave, lacking, lackingPicks);
     turned.picks = done;
     state.rowsLeft -= done;
     if (!deliverTurned(turned, map, rows, bytesPerRow, RowEnd::cleared))
-        return loadOutOfMemory;
-    if (status == loadSuccess && wanted < count) {
-        status = readPick(state, turned.stored.bytes, bytesPerRow);
-        return status == loadSuccess ? loadBadData : status;
-    }
-    return status;
+        return refuseMemory();
+    if (status != loadSuccess || wanted == count)
+        return status;
+    // The status is what reading on would find.
+    status = readPick(state, turned.stored.bytes, bytesPerRow, lacking);
+    const LoadStatus behind = refuseRowsBehindPicture();
+    return status == loadSuccess ? behind : status;
 }
+
+} // namespace
 
 void registerLoadStaubliJC3()
 {

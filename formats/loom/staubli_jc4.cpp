@@ -13,6 +13,11 @@
 
 #include "formats/loom/staubli.h"
 #include "framework/bytes.h"
+#include "framework/path.h"
+#include "framework/probe.h"
+
+namespace
+{
 
 constexpr size_t headerSize = 64;
 constexpr size_t envelopeSize = 512;
@@ -27,37 +32,46 @@ constexpr u8 limits[] = {80, 2, 18};
 
 constexpr size_t atEnvelopeMark = 33;
 constexpr size_t atEnvelopeNumber = 34;
-constexpr u8 largestEnvelopeNumber = 25;
+constexpr u8 mostEnvelopeNumber = 25;
 
 constexpr i64 diskBytes = 1450000; // a file below this size has all its picks
 constexpr size_t extensionLength = 4;
 
-static bool isAscii(const u8* text, size_t length)
+bool isAscii(const u8* text, size_t length)
 {
     return std::all_of(text, text + length, [](u8 c) { return c < 0x80; });
 }
 
-// False for what is no header of JC4.
-static bool readGeometry(const u8* header, StaubliState& loaded)
+LoadStatus readGeometry(const u8* header, StaubliState& loaded)
 {
     const u32 width = bigEndian16(header);
     if (width == 0 || (width % smallModule != 0 && width % middleModule != 0))
-        return false;
+        return refuse(loadWrongFormat, "its width of %u is no multiple of %u or %u hooks", width, smallModule,
+                      middleModule);
     for (size_t i = 0; i < sizeof limits; i++) {
         if (header[atLimited + i] > limits[i])
-            return false;
+            return refuse(loadWrongFormat, "byte %zu of its header is %u and not at most %u", atLimited + i,
+                          header[atLimited + i], limits[i]);
     }
     // Designs of more than 2^32 bits wrap around.
     const i32 height = static_cast<i32>(bigEndian32(header + atDataLength) * 8) / static_cast<i32>(width);
     if (height <= 0)
-        return false;
+        return refuseSize(loadWrongFormat, width, height);
     loaded.width = width;
     loaded.rowsLeft = static_cast<u32>(height);
-    loaded.rowBytes = (width + 7) / 8;
-    return true;
+    loaded.rowBytes = bilevelRowBytes(width);
+    return loadSuccess;
 }
 
-static LoadStatus tryLoad(const LoadRequest& request, ImageInfo& image)
+void remarkDesign(const u8* header, const StaubliState& loaded, FILE* stream)
+{
+    const u32 announced = bigEndian32(header + atDataLength) / loaded.rowBytes;
+    if (announced != loaded.rowsLeft)
+        remark(Gravity::grave, "the header announces %u picks, only %u can be read", announced, loaded.rowsLeft);
+    remarkDesignSize(loaded, stream);
+}
+
+LoadStatus tryLoad(const LoadRequest& request, ImageInfo& image)
 {
     u32 firstPart = 1;
     const bool isPart = turnToFirstPart(request.path, "jc4.", firstPart);
@@ -65,101 +79,109 @@ static LoadStatus tryLoad(const LoadRequest& request, ImageInfo& image)
 
     File file;
     u8 header[headerSize];
-    if (!file.open(request.path) || !readExactly(file.stream, header, sizeof header))
-        return loadCannotRead;
+    LoadStatus status = openFile(request.path, file, header, sizeof header, loadCannotRead);
+    if (status != loadSuccess)
+        return status;
+    if (!isAscii(header + atName, designNameBytes))
+        return refuse(loadWrongFormat, "its design name is not ASCII");
     StaubliState loaded{};
-    if (!isAscii(header + atName, designNameBytes) || !readGeometry(header, loaded))
-        return loadWrongFormat;
+    status = readGeometry(header, loaded);
+    if (status != loadSuccess)
+        return status;
     const i64 size = regularFileSize(file.stream);
-    if (size<diskBytes&& static_cast<i64>(loaded.rowBytes) * loaded.rowsLeft> size)
-        return loadWrongFormat;
+    const i64 dataBytes = i64{loaded.rowBytes} * loaded.rowsLeft;
+    if (size < diskBytes && dataBytes > size)
+        return refuse(loadWrongFormat, "the header announces %u x %u, the file holds %s", loaded.width, loaded.rowsLeft,
+                      amountOf(static_cast<u64>(std::max<i64>(size, 0))).text);
 
     loaded.nameLength = static_cast<u32>(strlen(request.path));
     if (isPart)
         strcpy(loaded.partName, request.path); // the system opens no longer names
     loaded.partDataLength = size - jc4Start;
+    remarkDesign(header, loaded, file.stream);
     reportCards(image, loaded.width, loaded.rowsLeft, "Staubli JC4\n", header + atName);
     image.firstPart = firstPart;
     startStaubli(StaubliFormat::jc4, file, loaded);
     return loadSuccess;
 }
 
+using OpenNextPart = LoadStatus (*)(StaubliState& state);
+
 // Before every byte a part that is used up is left for the next, once: a part without picks ends the data.
-static LoadStatus readAcrossParts(StaubliState& state, u8* bytes, u64 size, bool (*openNextPart)(StaubliState& state))
+LoadStatus readAcrossParts(StaubliState& state, u8* bytes, u64 size, u64& lacking, OpenNextPart openNextPart)
 {
     for (u64 done = 0; done < size;) {
-        if (state.partCounter == state.partDataLength && !openNextPart(state))
-            return loadCannotRead;
+        if (state.partCounter == state.partDataLength) {
+            const LoadStatus status = openNextPart(state);
+            if (status != loadSuccess)
+                return status;
+        }
         u64 run = size - done;
         if (state.partCounter < state.partDataLength)
             run = std::min(run, static_cast<u64>(state.partDataLength - state.partCounter));
-        readFilled(state.file, bytes + done, run, endOfFile);
+        const u64 arrived = readFilled(state.file, bytes + done, run, endOfFile);
         state.partCounter += static_cast<i64>(run);
         done += run;
+        if (arrived < run)
+            lacking += (done - 1) / state.rowBytes - (done - run + arrived) / state.rowBytes + 1;
     }
     return loadSuccess;
 }
 
-static bool openNumberedPart(StaubliState& state)
+LoadStatus openNumberedPart(StaubliState& state)
 {
     if (state.partName[0] != 0)
         nextPartName(state.partName, state.nameLength);
     return openPart(state, jc4Start);
 }
 
-static LoadStatus readPicks(StaubliState& state, u8* picks, u64 size)
+LoadStatus readPicks(StaubliState& state, u8* picks, u64 size, u64& lacking)
 {
-    return readAcrossParts(state, picks, size, openNumberedPart);
+    return readAcrossParts(state, picks, size, lacking, openNumberedPart);
 }
 
-static u32 countModules(const StaubliState& state, u32 module)
+u32 countModules(const StaubliState& state, u32 module)
 {
     return (state.width + module - 1) / module;
 }
 
-static LoadStatus loadBand(u8* rows, u32 count, u32 bytesPerRow)
+LoadStatus loadBand(u8* rows, u32 count, u32 bytesPerRow)
 {
     return loadMappedBand(StaubliFormat::jc4, rows, count, bytesPerRow, readPicks, countModules);
 }
 
-static bool isEmailName(const char* path, size_t length)
+LoadStatus tryLoadEmail(const LoadRequest& request, ImageInfo& image)
 {
-    if (length <= extensionLength)
-        return false;
-    char extension[extensionLength + 1];
-    strcpy(extension, path + length - extensionLength);
-    stringToLower(extension);
-    return strcmp(extension, ".jc4") == 0 || strcmp(extension, ".dat") == 0;
-}
-
-static LoadStatus tryLoadEmail(const LoadRequest& request, ImageInfo& image)
-{
-    const size_t length = strlen(request.path);
-    if (!isEmailName(request.path, length))
-        return loadWrongFormat;
+    if (!hasExtension(request.path, "jc4") && !hasExtension(request.path, "dat"))
+        return refuse(loadWrongFormat, "the name does not end in .jc4 or .dat");
     File file;
     u8 envelope[envelopeSize];
-    if (!file.open(request.path) || !readExactly(file.stream, envelope, sizeof envelope))
-        return loadCannotRead;
+    LoadStatus status = openFile(request.path, file, envelope, sizeof envelope, loadCannotRead);
+    if (status != loadSuccess)
+        return status;
     if (envelope[0] != 'C')
-        return loadWrongFormat;
+        return refuseMark("JC4 mail");
     if (envelope[atEnvelopeMark] != 1) {
         image.firstPart = 0;
-        return loadWrongFormat;
+        return refuse(loadWrongFormat, "byte %zu of its envelope is %u and not 1", atEnvelopeMark,
+                      envelope[atEnvelopeMark]);
     }
-    if (envelope[atEnvelopeNumber] < 1 || envelope[atEnvelopeNumber] > largestEnvelopeNumber)
-        return loadWrongFormat;
+    if (envelope[atEnvelopeNumber] < 1 || envelope[atEnvelopeNumber] > mostEnvelopeNumber)
+        return refuse(loadWrongFormat, "byte %zu of its envelope is %u and not 1 to %u", atEnvelopeNumber,
+                      envelope[atEnvelopeNumber], mostEnvelopeNumber);
     u8 header[headerSize];
     if (!readExactly(file.stream, header, sizeof header))
-        return loadCannotRead;
+        return refuseHeader(loadCannotRead);
     StaubliState loaded{};
-    if (!readGeometry(header, loaded))
-        return loadWrongFormat;
+    status = readGeometry(header, loaded);
+    if (status != loadSuccess)
+        return status;
 
-    loaded.nameLength = static_cast<u32>(length);
+    loaded.nameLength = static_cast<u32>(strlen(request.path));
     strcpy(loaded.partName, request.path); // the system opens no longer names
     loaded.partDataLength = regularFileSize(file.stream) - emailStart;
     fseeko(file.stream, emailStart, SEEK_SET);
+    remarkDesign(header, loaded, file.stream);
     reportCards(image, loaded.width, loaded.rowsLeft, "Staubli JC4 email\n", header + atName);
     startStaubli(StaubliFormat::email, file, loaded);
     return loadSuccess;
@@ -167,7 +189,7 @@ static LoadStatus tryLoadEmail(const LoadRequest& request, ImageInfo& image)
 
 // Puts a letter before the dot, or counts the character there up where no such file can be read. A name that has its
 // letter stays.
-static void nextMailedName(StaubliState& state)
+void nextMailedName(StaubliState& state)
 {
     const size_t length = strlen(state.partName);
     if (length != state.nameLength)
@@ -185,21 +207,23 @@ static void nextMailedName(StaubliState& state)
     dot[-1]++;
 }
 
-static bool openMailedPart(StaubliState& state)
+LoadStatus openMailedPart(StaubliState& state)
 {
     nextMailedName(state);
     return openPart(state, emailStart);
 }
 
-static LoadStatus readMailedPicks(StaubliState& state, u8* picks, u64 size)
+LoadStatus readMailedPicks(StaubliState& state, u8* picks, u64 size, u64& lacking)
 {
-    return readAcrossParts(state, picks, size, openMailedPart);
+    return readAcrossParts(state, picks, size, lacking, openMailedPart);
 }
 
-static LoadStatus loadBandEmail(u8* rows, u32 count, u32 bytesPerRow)
+LoadStatus loadBandEmail(u8* rows, u32 count, u32 bytesPerRow)
 {
     return loadMappedBand(StaubliFormat::email, rows, count, bytesPerRow, readMailedPicks, countModules);
 }
+
+} // namespace
 
 void registerLoadStaubli()
 {

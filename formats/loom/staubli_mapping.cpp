@@ -12,13 +12,69 @@
 
 #include "framework/thread_state.h"
 
+namespace
+{
+
 constexpr u32 groupHooks = 12;
 constexpr u32 halfBlockHooks = 96;
 
-static u32* entriesOf(HookMap& map)
+u32* entriesOf(HookMap& map)
 {
     return reinterpret_cast<u32*>(map.buffer.bytes);
 }
+
+// Entries that would lie outside the map are left out, and what they would have set keeps its value.
+bool extendMapping(u32* map, u64 module, u64 count, bool invert, bool separateModules)
+{
+    const u64 total = module * count;
+    Buffer buffer;
+    if (total >= noHook || !buffer.allocate(total * sizeof(u32)))
+        return false;
+    auto* extended = reinterpret_cast<u32*>(buffer.bytes);
+    std::fill_n(extended, total, noHook);
+    for (u64 copy = 0; copy < count; copy++) {
+        for (u64 i = 0; i < module; i++) {
+            const u64 place = separateModules
+                                  ? copy * module + i
+                                  : i / groupHooks * (groupHooks * count) + groupHooks * copy + i % groupHooks;
+            if (place < total)
+                extended[place] = static_cast<u32>(copy * module + map[i]);
+        }
+    }
+    for (u64 place = total; place-- > 0;) {
+        const u32 hook = extended[place];
+        if (invert && hook < total)
+            map[hook] = static_cast<u32>(place);
+        else if (!invert && hook != noHook)
+            map[place] = hook;
+    }
+    return true;
+}
+
+// With the right order neighbouring ends are lifted about equally often: the longest run of such neighbours.
+u64 longestRun(const HookMap& map, const u64* counts, u64 hooks, u64 threshold)
+{
+    u64 run = 1;
+    u64 longest = 1;
+    u64 left = counts[wordOfHook(hooksOf(map)[0])];
+    for (u64 x = 1; x < std::min(hooks, map.columns); x++) {
+        const u64 right = counts[wordOfHook(hooksOf(map)[x])];
+        const u64 difference = left > right ? left - right : right - left;
+        run = difference > threshold ? 1 : run + 1;
+        longest = std::max(longest, run);
+        left = right;
+    }
+    return longest;
+}
+
+u32 moduleOfSelector(i32 selector)
+{
+    if (selector < 2)
+        return smallModule;
+    return selector == 2 ? middleModule : largeModule;
+}
+
+} // namespace
 
 void makeStaubliMapping(u32* map, i32 module)
 {
@@ -60,34 +116,6 @@ void makeStaubliMapping(u32* map, i32 module)
     }
 }
 
-// Entries that would lie outside the map are left out, and what they would have set keeps its value.
-static bool extendMapping(u32* map, u64 module, u64 count, bool invert, bool separateModules)
-{
-    const u64 total = module * count;
-    Buffer buffer;
-    if (total >= noHook || !buffer.allocate(total * sizeof(u32)))
-        return false;
-    auto* extended = reinterpret_cast<u32*>(buffer.bytes);
-    std::fill_n(extended, total, noHook);
-    for (u64 copy = 0; copy < count; copy++) {
-        for (u64 i = 0; i < module; i++) {
-            const u64 place = separateModules
-                                  ? copy * module + i
-                                  : i / groupHooks * (groupHooks * count) + groupHooks * copy + i % groupHooks;
-            if (place < total)
-                extended[place] = static_cast<u32>(copy * module + map[i]);
-        }
-    }
-    for (u64 place = total; place-- > 0;) {
-        const u32 hook = extended[place];
-        if (invert && hook < total)
-            map[hook] = static_cast<u32>(place);
-        else if (!invert && hook != noHook)
-            map[place] = hook;
-    }
-    return true;
-}
-
 void invertStaubliMapping(u32* map, i32 module, i32 count, i32 invert, i32 separateModules)
 {
     if (module > 0 && count > 0)
@@ -112,29 +140,6 @@ bool makeModuleMap(HookMap& map, u32 module, u32 count, bool separateModules)
         return false;
     makeStaubliMapping(entriesOf(map), static_cast<i32>(module));
     return extendMapping(entriesOf(map), module, count, true, separateModules);
-}
-
-// With the right order neighbouring ends are lifted about equally often: the longest run of such neighbours.
-static u64 longestRun(const HookMap& map, const u64* counts, u64 hooks, u64 threshold)
-{
-    u64 run = 1;
-    u64 longest = 1;
-    u64 left = counts[wordOfHook(hooksOf(map)[0])];
-    for (u64 x = 1; x < std::min(hooks, map.columns); x++) {
-        const u64 right = counts[wordOfHook(hooksOf(map)[x])];
-        const u64 difference = left > right ? left - right : right - left;
-        run = difference > threshold ? 1 : run + 1;
-        longest = std::max(longest, run);
-        left = right;
-    }
-    return longest;
-}
-
-static u32 moduleOfSelector(i32 selector)
-{
-    if (selector < 2)
-        return smallModule;
-    return selector == 2 ? middleModule : largeModule;
 }
 
 bool detectModule(const TurnedPicks& turned, u32 width, u32& module)

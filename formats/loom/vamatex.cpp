@@ -10,11 +10,15 @@
 #include "formats/loom/repeat_program.h"
 #include "framework/loader.h"
 #include "framework/path.h"
+#include "framework/probe.h"
 #include "framework/thread_state.h"
 
-constexpr u32 magicBytes = 6;
-constexpr i64 smallestFile = 22;
-constexpr i64 largestFile = 65541;
+namespace
+{
+
+constexpr u32 markBytes = 6;
+constexpr i64 leastFileBytes = 22;
+constexpr i64 mostFileBytes = 65541;
 constexpr u32 recordBytes = 8;
 constexpr u32 pickBytes = 7;
 constexpr u32 rowBytes = pickBytes + 1;
@@ -23,7 +27,7 @@ constexpr u32 pickCountBytes = 2;
 
 enum RecordCode : u8 { beginRepeat = 2, endRepeat = 3, setting = 4 };
 
-static ProgramRecord readPid(const u8* record, u8* row)
+ProgramRecord readPid(const u8* record, u8* row)
 {
     switch (record[0]) {
     case beginRepeat:
@@ -39,7 +43,7 @@ static ProgramRecord readPid(const u8* record, u8* row)
     }
 }
 
-static ProgramRecord readPiw(const u8* record, u8* row)
+ProgramRecord readPiw(const u8* record, u8* row)
 {
     const ProgramRecord read = readPid(record, row);
     if (read.step != ProgramStep::pick)
@@ -48,51 +52,55 @@ static ProgramRecord readPiw(const u8* record, u8* row)
     return {ProgramStep::pick, std::max(1u, littleEndian16(record + atPickCount))};
 }
 
-static constexpr ProgramFormat pidFormat = {recordBytes, rowBytes, readPid};
-static constexpr ProgramFormat piwFormat = {recordBytes, rowBytes, readPiw};
+constexpr ProgramFormat pidFormat = {recordBytes, rowBytes, readPid};
+constexpr ProgramFormat piwFormat = {recordBytes, rowBytes, readPiw};
 
 struct VamatexProgramFile {
     const char* extension;
-    u8 magic[magicBytes];
+    u8 mark[markBytes];
     const char* description;
 };
 
-static constexpr VamatexProgramFile pidFile = {"pid", {1, 0, 0, 0x1C, 0x0C, 0x05}, "Vamatex .PID"};
-static constexpr VamatexProgramFile piwFile = {"piw", {2, 0, 0, 0x1C, 0x0C, 0x05}, "Vamatex .PIW"};
+constexpr VamatexProgramFile pidFile = {"pid", {1, 0, 0, 0x1C, 0x0C, 0x05}, "Vamatex .PID"};
+constexpr VamatexProgramFile piwFile = {"piw", {2, 0, 0, 0x1C, 0x0C, 0x05}, "Vamatex .PIW"};
 
 template <const ProgramFormat& format, const VamatexProgramFile& known>
-static LoadStatus tryLoad(const LoadRequest& request, ImageInfo& image)
+LoadStatus tryLoad(const LoadRequest& request, ImageInfo& image)
 {
     if (!hasExtension(request.path, known.extension))
-        return loadWrongFormat;
-    const u8* probed = loadImgCheckHeader(request.path);
+        return refuseName(known.extension);
+    const u8* probed = probedHeader(request.path, leastFileBytes);
     const i64 size = loadImgLastFilesize();
-    if (probed == nullptr || size < smallestFile || size > largestFile || memcmp(probed, known.magic, magicBytes) != 0)
+    if (probed == nullptr)
         return loadWrongFormat;
+    if (memcmp(probed, known.mark, markBytes) != 0)
+        return refuseMark(known.description);
+    if (size > mostFileBytes)
+        return refuse(loadWrongFormat, "the file is too large: %s", amountOf(static_cast<u64>(size)).text);
     File file;
-    if (!file.open(request.path))
-        return loadCannotRead;
-    u8 magic[magicBytes];
-    const auto length = static_cast<u32>(size - magicBytes);
-    if (!readExactly(file.stream, magic, magicBytes) || memcmp(magic, known.magic, magicBytes) != 0 ||
-        length % recordBytes != 0)
-        return loadWrongFormat;
+    u8 mark[markBytes];
+    LoadStatus status = openFile(request.path, file, mark, markBytes, loadWrongFormat);
+    if (status != loadSuccess)
+        return status;
+    if (memcmp(mark, known.mark, markBytes) != 0)
+        return refuseMark(known.description);
+    const auto length = static_cast<u32>(size - markBytes);
+    if (length % recordBytes != 0)
+        return refuse(loadWrongFormat, "its %u bytes of records are no multiple of %u", length, recordBytes);
 
     Buffer records;
     if (!records.allocate(length))
-        return loadOutOfMemory;
+        return refuseMemory();
+    if (!readExactly(file.stream, records.bytes, length))
+        return refuse(loadWrongFormat, "the file ends in its records");
     RepeatProgram& slot = threadState().loom.vamatex;
-    if (!readExactly(file.stream, records.bytes, length) || !takeProgram<format>(records, length / recordBytes, slot))
-        return loadWrongFormat;
-
-    image.kind = kindBilevel;
-    image.width = 8 * rowBytes;
-    image.height = slot.rows;
-    reportImage(image, known.description, loomOrientation);
-    return loadSuccess;
+    status = takeProgram<format>(records, length / recordBytes, slot);
+    if (status == loadSuccess)
+        reportBilevel(image, 8 * rowBytes, slot.rows, known.description, loomOrientation);
+    return status;
 }
 
-static LoadStatus loadPidBand(u8* rows, u32 count, u32 bytesPerRow)
+LoadStatus loadPidBand(u8* rows, u32 count, u32 bytesPerRow)
 {
     RepeatExpansion expansion;
     return loadProgram<pidFormat>(threadState().loom.vamatex, expansion, rows, count, bytesPerRow);
@@ -100,15 +108,16 @@ static LoadStatus loadPidBand(u8* rows, u32 count, u32 bytesPerRow)
 
 // Counts are taken away from the records as the picks are written, and the last row of the largest picture stays
 // empty.
-static LoadStatus loadPiwBand(u8* rows, u32 count, u32 bytesPerRow)
+LoadStatus loadPiwBand(u8* rows, u32 count, u32 bytesPerRow)
 {
     RepeatProgram& slot = threadState().loom.vamatex;
     RepeatExpansion expansion;
-    expansion.pickLimit = mostProgramRows;
+    expansion.pickLimit = mostSide;
     expansion.removedRowsLeft = mostRemovedRows;
     const LoadStatus status = loadProgram<piwFormat>(slot, expansion, rows, count, bytesPerRow);
     if (status != loadSuccess)
         return status;
+    remarkCount(Gravity::grave, slot.rows - expansion.rowsReached, "rows of the picture are not written");
     u8 ignored[rowBytes];
     for (u8* record = slot.records; record < slot.records + u64{slot.recordCount} * recordBytes; record += recordBytes)
         if (readPid(record, ignored).step == ProgramStep::pick)
@@ -116,11 +125,13 @@ static LoadStatus loadPiwBand(u8* rows, u32 count, u32 bytesPerRow)
     return loadSuccess;
 }
 
-static LoadStatus endLoad()
+LoadStatus endLoad()
 {
     release(threadState().loom.vamatex);
     return loadSuccess;
 }
+
+} // namespace
 
 void registerLoadVamatexPID()
 {

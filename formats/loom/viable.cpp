@@ -4,40 +4,45 @@
 //   picks    the leftmost end in a byte's lowest bit
 #include "formats/loom/card_file.h"
 #include "framework/path.h"
+#include "framework/probe.h"
 #include "framework/thread_state.h"
+
+namespace
+{
 
 constexpr u32 headerSize = 512;
 constexpr size_t atHeight = 16;
 constexpr size_t atWidth = 18;
 constexpr u32 leastWidth = 64;
 
-static LoadStatus tryLoad(const LoadRequest& request, ImageInfo& image)
+LoadStatus tryLoad(const LoadRequest& request, ImageInfo& image)
 {
     if (!hasExtension(request.path, "pun"))
-        return loadWrongFormat;
+        return refuseName("pun");
     File file;
-    if (!file.open(request.path))
-        return loadCannotRead;
     u8 header[headerSize];
-    if (!readExactly(file.stream, header, sizeof header))
-        return loadWrongFormat;
+    const LoadStatus status = openFile(request.path, file, header, sizeof header, loadWrongFormat);
+    if (status != loadSuccess)
+        return status;
     const u32 width = leastWidth + littleEndian16(header + atWidth);
     const u32 height = littleEndian16(header + atHeight);
     if (!isPictureSize(width, height))
-        return loadWrongFormat;
+        return refuseSize(loadWrongFormat, width, height);
     return keepCards(file, threadState().loom.viable, {"Viable card", width, height, bilevelRowBytes(width)}, image);
 }
 
-static LoadStatus loadBand(u8* rows, u32 count, u32 bytesPerRow)
+LoadStatus loadBand(u8* rows, u32 count, u32 bytesPerRow)
 {
     return loadRows(threadState().loom.viable, rows, count, bytesPerRow, BitOrder::reversed);
 }
 
-static LoadStatus endLoad()
+LoadStatus endLoad()
 {
     release(threadState().loom.viable);
     return loadSuccess;
 }
+
+} // namespace
 
 void registerLoadPUN()
 {

@@ -1,6 +1,6 @@
 // Uncompressed Windows bitmaps of 1, 4, 8, 24 and 32 bits a pixel.
 //
-//   file header   14 bytes   "BM", sizes and the data offset, which is not used
+//   file header   14 bytes   "BM", sizes and the offset of the rows, which is not used
 //   info header   40 or 124  see the offsets below
 //   palette       4 bytes an entry: B, G, R, reserved (1, 4 and 8 bits only)
 //   rows          from the bottom row to the top one, each padded to a multiple of 4 bytes
@@ -8,49 +8,165 @@
 #include "framework/file.h"
 #include "framework/loader.h"
 #include "framework/path.h"
+#include "framework/probe.h"
 #include "framework/thread_state.h"
 
 #if defined(__x86_64__)
 #include <tmmintrin.h>
 #endif
 
+namespace
+{
+
 constexpr i64 probedBytes = 28; // what the tests on the cached header look at
 constexpr size_t fileHeaderBytes = 14;
-constexpr size_t largestInfoHeader = 124;
+constexpr size_t leastInfoBytes = 40;
+constexpr size_t mostInfoBytes = 124;
 constexpr size_t paletteEntryBytes = 4;
+
+// Offset in the file header.
+constexpr size_t atDataOffset = 10;
 
 // Offsets in the info header.
 constexpr size_t atWidth = 4;
 constexpr size_t atHeight = 8;
+constexpr size_t atPlanes = 12;
 constexpr size_t atBitsPerPixel = 14;
 constexpr size_t atCompression = 16;
 constexpr size_t atResolutionX = 24;
 constexpr size_t atResolutionY = 28;
 constexpr size_t atColoursUsed = 32;
+constexpr size_t atColourSpace = 56; // in the long header only
 
-constexpr i32 largestSide = 65520;
+constexpr u32 profileLinked = 0x4C494E4B;
+constexpr u32 profileEmbedded = 0x4D424544;
+
 constexpr u64 readAheadBytes = 1 << 18; // rows are read in blocks that stay in the cache until they are converted
+constexpr i64 mostPadding = 3;          // what programs that round a file up add to it
 
-static bool isBmp(const u8* header)
+struct BmpHeader {
+    u8 file[fileHeaderBytes];
+    u8 info[mostInfoBytes];
+    size_t infoBytes;
+};
+
+LoadStatus openHeader(const char* path, File& file, BmpHeader& header)
 {
-    return header[0] == 'B' && header[1] == 'M' && (header[14] == 40 || header[14] == 124) && header[15] == 0 &&
-           header[16] == 0 && header[17] == 0 && header[26] == 1 && header[27] == 0;
+    const u8* probed = probedMark(path, "BM", "BMP", probedBytes);
+    if (probed == nullptr)
+        return loadWrongFormat;
+    header.infoBytes = littleEndian32(probed + fileHeaderBytes);
+    if (header.infoBytes != leastInfoBytes && header.infoBytes != mostInfoBytes)
+        return refuse(loadWrongFormat, "an info header of %zu bytes, not of 40 or 124", header.infoBytes);
+    const u32 planes = littleEndian16(probed + fileHeaderBytes + atPlanes);
+    if (planes != 1)
+        return refuse(loadWrongFormat, "%u colour planes", planes);
+
+    const LoadStatus status = openFile(path, file, header.file, fileHeaderBytes, loadWrongFormat);
+    if (status != loadSuccess)
+        return status;
+    return readExactly(file.stream, header.info, header.infoBytes) ? loadSuccess : refuseHeader(loadWrongFormat);
 }
 
-static u32 thousandthsOfDpi(const u8* pixelsPerMetre)
+LoadStatus refuseCompression(u32 method)
+{
+    static constexpr const char* names[] = {"",
+                                            "run-length encoded",
+                                            "run-length encoded",
+                                            "colours told by masks",
+                                            "compressed as JPEG",
+                                            "compressed as PNG",
+                                            "colours told by masks"};
+    return method < std::size(names) ? refuse(loadWrongFormat, "%s", names[method])
+                                     : refuse(loadWrongFormat, "compressed by the unknown method %u", method);
+}
+
+LoadStatus chooseLayout(BmpState& loaded, ImageInfo& image)
+{
+    switch (loaded.bitsPerPixel) {
+    case 1:
+        image.kind = kindBilevel;
+        break;
+    case 4:
+    case 8:
+        image.kind = kindIndexed;
+        break;
+    case 24:
+        image.kind = kindRGB;
+        break;
+    case 32:
+        image.kind = kindRGBA;
+        break;
+    default:
+        return refuse(loadWrongFormat, "%u bits a pixel", loaded.bitsPerPixel);
+    }
+    if (static_cast<i32>(loaded.height) < 0)
+        return refuse(loadBadData, "stored from the top row to the bottom one");
+    if (!isPictureSize(loaded.width, loaded.height))
+        return refuseSize(loadBadData, static_cast<i32>(loaded.width), loaded.height);
+    loaded.rowBytes = (loaded.width * loaded.bitsPerPixel + 7) / 8;
+    return loadSuccess;
+}
+
+u64 storedRowBytes(const BmpState& state)
+{
+    return (u64{state.rowBytes} + 3) / 4 * 4;
+}
+
+u32 thousandthsOfDpi(const u8* pixelsPerMetre)
 {
     auto value = static_cast<i32>(littleEndian32(pixelsPerMetre));
     return static_cast<u32>(static_cast<i64>(value * 25.4));
 }
 
 // Resolutions that differ by a factor of more than 50 are taken for rubbish.
-static bool isImplausible(u32 resX, u32 resY)
+bool isImplausible(u32 resX, u32 resY)
 {
     return resX >= 11 && resY >= 2 && std::max(resX, resY) / std::min(resX, resY) >= 51;
 }
 
+void reportResolution(const BmpHeader& header, const char* path, ImageInfo& image)
+{
+    image.resX = thousandthsOfDpi(header.info + atResolutionX);
+    image.resY = thousandthsOfDpi(header.info + atResolutionY);
+    if (isImplausible(image.resX, image.resY))
+        image.resX = image.resY = 0;
+    if (hasExtension(path, "dsn", 6))
+        std::swap(image.resX, image.resY);
+}
+
+u32 paletteEntries(const BmpHeader& header, u32 bitsPerPixel)
+{
+    if (bitsPerPixel >= 24)
+        return 0;
+    const u32 colours = littleEndian32(header.info + atColoursUsed);
+    return colours != 0 ? colours : 1u << bitsPerPixel;
+}
+
+// What is told by the header, with the stream behind it.
+void remarkHeader(const BmpHeader& header, const BmpState& loaded, FILE* stream)
+{
+    const u64 colours = paletteEntries(header, loaded.bitsPerPixel);
+    const u64 paletteSize = colours * paletteEntryBytes;
+    const u64 readFrom = fileHeaderBytes + header.infoBytes + paletteSize;
+    const u32 dataOffset = littleEndian32(header.file + atDataOffset);
+    if (dataOffset != 0 && dataOffset != readFrom)
+        remark(Gravity::grave, "the rows begin at byte %u of the file and are read from byte %llu on", dataOffset,
+               static_cast<unsigned long long>(readFrom));
+    if (colours > paletteColours)
+        remarkCount(Gravity::harmless, colours - paletteColours, "colours behind the 256th are not read");
+    const u32 colourSpace = littleEndian32(header.info + atColourSpace);
+    if (colourSpace == profileLinked || colourSpace == profileEmbedded)
+        remark(Gravity::harmless, "the colour profile is not used");
+
+    const u64 dataBytes = paletteSize + storedRowBytes(loaded) * loaded.height;
+    const i64 behind = regularFileSize(stream) - static_cast<i64>(fileHeaderBytes + header.infoBytes + dataBytes);
+    if (behind < 0 || behind > mostPadding)
+        remarkFileSize(stream, dataBytes, loaded.width, loaded.height);
+}
+
 // Entries that no palette has room for are skipped. A palette that the file's end cuts short is left as it is.
-static void readPalette(FILE* stream, u32 count, u8* palette)
+void readPalette(FILE* stream, u32 count, u8* palette)
 {
     u8 entry[paletteEntryBytes];
     u32 stored = std::min(count, paletteColours);
@@ -60,79 +176,40 @@ static void readPalette(FILE* stream, u32 count, u8* palette)
         fseeko(stream, static_cast<off_t>(count - stored) * static_cast<off_t>(paletteEntryBytes), SEEK_CUR);
 }
 
-static u32 brightness(const u8* colour)
+u32 brightness(const u8* colour)
 {
     return colour[0] + colour[1] + colour[2];
 }
 
-static LoadStatus tryLoad(const LoadRequest& request, ImageInfo& image)
+LoadStatus tryLoad(const LoadRequest& request, ImageInfo& image)
 {
-    const u8* header = loadImgCheckHeader(request.path);
-    if (header == nullptr || loadImgLastFilesize() < probedBytes || !isBmp(header))
-        return loadWrongFormat;
-    size_t infoBytes = header[fileHeaderBytes];
-
     File file;
-    if (!file.open(request.path))
-        return loadCannotRead;
-    u8 fileHeader[fileHeaderBytes];
-    u8 info[largestInfoHeader];
-    if (!readExactly(file.stream, fileHeader, sizeof fileHeader) || !readExactly(file.stream, info, infoBytes))
-        return loadWrongFormat;
+    BmpHeader header{};
+    LoadStatus status = openHeader(request.path, file, header);
+    if (status != loadSuccess)
+        return status;
 
     BmpState loaded{};
-    auto width = static_cast<i32>(littleEndian32(info + atWidth));
-    auto height = static_cast<i32>(littleEndian32(info + atHeight));
-    loaded.width = image.width = static_cast<u32>(width);
-    loaded.height = image.height = static_cast<u32>(height);
-    if (littleEndian32(info + atCompression) != 0)
-        return loadWrongFormat;
-    loaded.bitsPerPixel = littleEndian16(info + atBitsPerPixel);
-    switch (loaded.bitsPerPixel) {
-    case 1:
-        image.kind = kindBilevel;
-        loaded.rowBytes = (loaded.width + 7) / 8;
-        break;
-    case 4:
-        image.kind = kindIndexed;
-        loaded.rowBytes = (loaded.width + 1) / 2;
-        break;
-    case 8:
-        image.kind = kindIndexed;
-        loaded.rowBytes = loaded.width;
-        break;
-    case 24:
-        image.kind = kindRGB;
-        loaded.rowBytes = 3 * loaded.width;
-        break;
-    case 32:
-        image.kind = kindRGBA;
-        loaded.rowBytes = 4 * loaded.width;
-        break;
-    default:
-        return loadWrongFormat;
-    }
-    if (width < 1 || width > largestSide || height < 1 || height > largestSide)
-        return loadBadData;
+    loaded.width = image.width = littleEndian32(header.info + atWidth);
+    loaded.height = image.height = littleEndian32(header.info + atHeight);
+    const u32 compression = littleEndian32(header.info + atCompression);
+    if (compression != 0)
+        return refuseCompression(compression);
+    loaded.bitsPerPixel = littleEndian16(header.info + atBitsPerPixel);
+    status = chooseLayout(loaded, image);
+    if (status != loadSuccess)
+        return status;
+    remarkHeader(header, loaded, file.stream);
 
     BmpState& state = threadState().raster.bmp;
     loaded.invert = state.invert;
     if (request.wantPalette != 0) {
-        if (loaded.bitsPerPixel < 24) {
-            u32 colours = littleEndian32(info + atColoursUsed);
-            readPalette(file.stream, colours != 0 ? colours : 1u << loaded.bitsPerPixel, image.palette);
-        }
+        readPalette(file.stream, paletteEntries(header, loaded.bitsPerPixel), image.palette);
         // A set bit has to be the dark colour.
         loaded.invert = loaded.bitsPerPixel == 1 && brightness(image.palette) < brightness(image.palette + 3);
     }
-
     reportImage(image, "PBM plus", pictureOrientation);
-    image.resX = thousandthsOfDpi(info + atResolutionX);
-    image.resY = thousandthsOfDpi(info + atResolutionY);
-    if (isImplausible(image.resX, image.resY))
-        image.resX = image.resY = 0;
-    if (hasExtension(request.path, "dsn", 6))
-        std::swap(image.resX, image.resY);
+    reportResolution(header, request.path, image);
 
     loaded.file = state.file;
     handOver(file, loaded.file);
@@ -142,7 +219,7 @@ static LoadStatus tryLoad(const LoadRequest& request, ImageInfo& image)
 
 #if defined(__x86_64__)
 // Swaps the pixels of as many whole blocks as the row has and returns how many bytes that were.
-__attribute__((target("ssse3"))) static u64 swapBlocks(u8* destination, const u8* source, u64 size)
+__attribute__((target("ssse3"))) u64 swapBlocks(u8* destination, const u8* source, u64 size)
 {
     // Five pixels of the sixteen bytes; the last byte is written again by the next block.
     const __m128i order = _mm_setr_epi8(2, 1, 0, 5, 4, 3, 8, 7, 6, 11, 10, 9, 14, 13, 12, 15);
@@ -155,7 +232,7 @@ __attribute__((target("ssse3"))) static u64 swapBlocks(u8* destination, const u8
 }
 #endif
 
-static void bgrToRgb(u8* destination, const u8* source, u64 size)
+void bgrToRgb(u8* destination, const u8* source, u64 size)
 {
     u64 done = 0;
 #if defined(__x86_64__)
@@ -169,7 +246,7 @@ static void bgrToRgb(u8* destination, const u8* source, u64 size)
     }
 }
 
-static void bgraToRgba(u8* destination, const u8* source, u64 size)
+void bgraToRgba(u8* destination, const u8* source, u64 size)
 {
     for (u64 i = 0; i < size; i += 4) {
         u32 pixel;
@@ -179,7 +256,7 @@ static void bgraToRgba(u8* destination, const u8* source, u64 size)
     }
 }
 
-static void nibblesToBytes(u8* destination, const u8* source, u64 width)
+void nibblesToBytes(u8* destination, const u8* source, u64 width)
 {
     for (u64 i = 0; i < width / 2; i++) {
         destination[2 * i] = source[i] >> 4;
@@ -189,7 +266,7 @@ static void nibblesToBytes(u8* destination, const u8* source, u64 width)
         destination[width - 1] = source[width / 2] >> 4;
 }
 
-static void convertRow(const BmpState& state, u8* destination, const u8* source)
+void convertRow(const BmpState& state, u8* destination, const u8* source)
 {
     switch (state.bitsPerPixel) {
     case 32:
@@ -207,12 +284,24 @@ static void convertRow(const BmpState& state, u8* destination, const u8* source)
     }
 }
 
-static LoadStatus loadBand(u8* rows, u32 count, u32 bytesPerRow)
+// Whether any of the pixels has an alpha other than 0.
+bool holdsAlpha(const u8* pixels, u64 size)
+{
+    u32 all = 0;
+    for (u64 i = 0; i < size; i += 4) {
+        u32 pixel;
+        memcpy(&pixel, pixels + i, sizeof pixel);
+        all |= pixel;
+    }
+    return all >> 24 != 0;
+}
+
+LoadStatus loadBand(u8* rows, u32 count, u32 bytesPerRow)
 {
     BmpState& state = threadState().raster.bmp;
     if (state.file == nullptr)
-        return loadBadData;
-    const u64 stored = (static_cast<u64>(state.rowBytes) + 3) / 4 * 4;
+        return refuseUnopened();
+    const u64 stored = storedRowBytes(state);
     const u64 delivered = state.bitsPerPixel == 4 ? state.width : state.rowBytes;
     const u32 wanted = std::min(count, state.height - state.rowsDelivered);
     const u64 rowsAtOnce = std::max<u64>(1, readAheadBytes / stored);
@@ -220,7 +309,7 @@ static LoadStatus loadBand(u8* rows, u32 count, u32 bytesPerRow)
     Buffer block;
     Buffer narrowRow;
     if (!block.allocate(stored * rowsAtOnce) || (bytesPerRow < delivered && !narrowRow.allocate(delivered)))
-        return loadOutOfMemory;
+        return refuseMemory();
     u32 row = 0;
     while (row < wanted) {
         u64 asked = std::min<u64>(rowsAtOnce, wanted - row);
@@ -228,23 +317,31 @@ static LoadStatus loadBand(u8* rows, u32 count, u32 bytesPerRow)
         for (u64 i = 0; i < complete; i++, row++) {
             // The file begins with the bottom row.
             u8* destination = rows + static_cast<u64>(state.height - 1 - state.rowsDelivered - row) * bytesPerRow;
+            const u8* source = block.bytes + i * stored;
+            if (state.bitsPerPixel == 32 && !state.hasAlpha)
+                state.hasAlpha = holdsAlpha(source, state.rowBytes);
             u8* converted = narrowRow.bytes != nullptr ? narrowRow.bytes : destination;
-            convertRow(state, converted, block.bytes + i * stored);
+            convertRow(state, converted, source);
             if (converted != destination)
                 deliverRow(destination, converted, delivered, bytesPerRow);
         }
         if (complete < asked)
-            return loadBadData;
+            return refuseEarlyEnd(state.height - state.rowsDelivered - row);
     }
     state.rowsDelivered += wanted;
-    return wanted < count ? loadBadData : loadSuccess;
+    // Without compression the fourth byte means nothing, and many programs leave it 0.
+    if (state.bitsPerPixel == 32 && state.rowsDelivered == state.height && !state.hasAlpha)
+        remark(Gravity::grave, "the alpha of all pixels is 0: an opaque picture is delivered as a transparent one");
+    return wanted < count ? refuseRowsBehindPicture() : loadSuccess;
 }
 
-static LoadStatus endLoad()
+LoadStatus endLoad()
 {
     closeSlot(threadState().raster.bmp.file);
     return loadSuccess;
 }
+
+} // namespace
 
 void registerLoadBMP()
 {

@@ -5,56 +5,35 @@
 #include <sys/stat.h>
 
 #include <algorithm>
+#include <cerrno>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <string_view>
 
 #include "formats/raster/tiff.h"
 #include "framework/command.h"
-#include "framework/file.h"
 #include "framework/path.h"
+#include "framework/probe.h"
+#include "framework/temporary.h"
 #include "framework/thread_state.h"
 
-constexpr u8 archiveMark[] = {'P', 'K', 3, 4};
+namespace
+{
+
+constexpr std::string_view archiveMark = "PK\3\4";
 constexpr u32 deepestFolder = 16;
 
-// The unpacked archive, until the picture in it is open.
-struct UnpackedArchive {
-    char folder[folderNameBytes] = "";
-
-    UnpackedArchive() = default;
-    UnpackedArchive(const UnpackedArchive&) = delete;
-    UnpackedArchive& operator=(const UnpackedArchive&) = delete;
-    ~UnpackedArchive()
-    {
-        if (folder[0] != 0)
-            removeFolder(folder);
-    }
-};
-
-static bool isArchive(const char* path)
+LoadStatus unpack(const char* path, Temporary& unpacked, int& result)
 {
-    const u8* header = loadImgCheckHeader(path);
-    if (header == nullptr || loadImgLastFilesize() < static_cast<i64>(sizeof archiveMark) ||
-        memcmp(header, archiveMark, sizeof archiveMark) != 0)
-        return false;
-    return hasExtension(path, "dis", 4);
+    if (!makeTemporaryFolder(unpacked.path))
+        return refuse(loadWrongFormat, "the temporary directory takes no folder: %s", strerror(errno));
+    result = runCommand({commandText(threadState().unzipCommand), commandText(" "), commandPath(path),
+                         commandText(" -d "), commandPath(unpacked.path.name)});
+    return loadSuccess;
 }
 
-static bool unpack(const char* path, UnpackedArchive& unpacked)
-{
-    LoaderThreadState& thread = threadState();
-    const int length = snprintf(unpacked.folder, folderNameBytes, "%s/tload-XXXXXX", thread.tmpDir);
-    if (length < 0 || length >= static_cast<int>(folderNameBytes) || mkdtemp(unpacked.folder) == nullptr) {
-        unpacked.folder[0] = 0;
-        return false;
-    }
-    runCommand({commandText(thread.unzipCommand), commandText(" "), commandPath(path), commandText(" -d "),
-                commandPath(unpacked.folder)});
-    return true;
-}
-
-static bool isTiffFile(const char* path)
+bool isTiffFile(const char* path)
 {
     File file;
     u8 mark[tiffMarkBytes];
@@ -62,14 +41,14 @@ static bool isTiffFile(const char* path)
 }
 
 // Folders and files alone: links lead out of the archive and are not followed.
-static u8 typeOf(const char* path)
+u8 typeOf(const char* path)
 {
     struct stat info;
     return lstat(path, &info) == 0 ? static_cast<u8>(IFTODT(info.st_mode)) : u8{DT_UNKNOWN};
 }
 
 // In the whole names of its members a folder's name goes on with a '/'.
-static bool comesBefore(const dirent* left, const dirent* right)
+bool comesBefore(const dirent* left, const dirent* right)
 {
     size_t i = 0;
     while (left->d_name[i] == right->d_name[i] && left->d_name[i] != 0)
@@ -81,20 +60,20 @@ static bool comesBefore(const dirent* left, const dirent* right)
     return character(left) < character(right);
 }
 
-static int isMember(const dirent* entry)
+int isMember(const dirent* entry)
 {
     return strcmp(entry->d_name, ".") != 0 && strcmp(entry->d_name, "..") != 0 ? 1 : 0;
 }
 
-// Lengthens the name of a folder, which has room for folderNameBytes, to that of the first TIFF file in it.
-static bool findPicture(char* path, u32 depth)
+// Lengthens the name of a folder, which has room for temporaryNameBytes, to that of the first TIFF file in it.
+bool findPicture(char* path, u32 depth)
 {
     dirent** entries = nullptr;
     const int count = scandir(path, &entries, isMember, nullptr);
     const size_t length = strlen(path);
     auto nameMember = [path, length](const dirent* entry) {
-        const int size = snprintf(path + length, folderNameBytes - length, "/%s", entry->d_name);
-        return static_cast<size_t>(size) < folderNameBytes - length;
+        const int size = snprintf(path + length, temporaryNameBytes - length, "/%s", entry->d_name);
+        return static_cast<size_t>(size) < temporaryNameBytes - length;
     };
     for (int i = 0; i < count; i++)
         entries[i]->d_type = nameMember(entries[i]) ? typeOf(path) : u8{DT_UNKNOWN};
@@ -115,28 +94,40 @@ static bool findPicture(char* path, u32 depth)
     return isFound;
 }
 
-static LoadStatus tryLoad(const LoadRequest& request, ImageInfo& image)
+LoadStatus tryLoad(const LoadRequest& request, ImageInfo& image)
 {
     LoaderThreadState& thread = threadState();
-    if (thread.tmpDir == nullptr || thread.unzipCommand == nullptr || !isArchive(request.path))
+    if (thread.tmpDir == nullptr)
+        return refuse(loadWrongFormat, "the temporary directory is not set");
+    if (thread.unzipCommand == nullptr)
+        return refuse(loadWrongFormat, "the command that unpacks archives is not set");
+    if (probedMark(request.path, archiveMark, "JD&N") == nullptr)
         return loadWrongFormat;
-    UnpackedArchive unpacked;
-    if (!unpack(request.path, unpacked))
-        return loadWrongFormat;
-    char picture[folderNameBytes];
-    strcpy(picture, unpacked.folder);
+    if (!hasExtension(request.path, "dis", 4))
+        return refuseName("dis");
+    Temporary unpacked;
+    int result = 0;
+    LoadStatus status = unpack(request.path, unpacked, result);
+    if (status != loadSuccess)
+        return status;
+    char picture[temporaryNameBytes];
+    strcpy(picture, unpacked.path.name);
     if (!findPicture(picture, 0))
-        return loadWrongFormat;
-    const LoadStatus status = openTiff(picture, image);
+        return result != 0 ? refuseCommand(loadWrongFormat, thread.unzipCommand, result)
+                           : refuse(loadWrongFormat, "the archive holds no TIFF picture");
+    status = openTiff(picture, image);
     if (status != loadSuccess) {
         endTiff();
         return status;
     }
+    if (result != 0)
+        remark(Gravity::harmless, "the command that unpacked the archive was not content with it");
     strcpy(image.description, "JD&N .DES");
-    strcpy(thread.raster.tiff.folder, unpacked.folder);
-    unpacked.folder[0] = 0;
+    handOver(unpacked, thread.raster.tiff.folder);
     return loadSuccess;
 }
+
+} // namespace
 
 void registerLoadDIS()
 {

@@ -16,29 +16,49 @@
 #include "framework/bytes.h"
 #include "framework/file.h"
 #include "framework/loader.h"
+#include "framework/probe.h"
 #include "framework/thread_state.h"
+
+namespace
+{
 
 constexpr size_t signatureBytes = 6;
 constexpr u8 globalColourTable = 0x80;
 constexpr u8 colourTableSize = 0x07;
-constexpr u8 localTableOrInterlace = 0xC0;
+constexpr u8 localColourTable = 0x80;
+constexpr u8 interlaced = 0x40;
 
 constexpr u8 extensionBlock = 0x21;
 constexpr u8 imageBlock = 0x2C;
+constexpr u8 trailer = 0x3B;
 constexpr u8 plainTextLabel = 0x01;
 constexpr u8 graphicControlLabel = 0xF9;
 constexpr u8 commentLabel = 0xFE;
 constexpr u8 applicationLabel = 0xFF;
+constexpr u8 mostBlockBytes = 255;
 
-constexpr u32 codeLimit = 4096;
-constexpr int largestCodeSize = 12;
+// The data of a graphic control extension.
+constexpr u8 graphicControlBytes = 4;
+constexpr size_t atControlFlags = 0;
+constexpr size_t atTransparentColour = 3;
+constexpr u8 isTransparent = 0x01;
+
+constexpr u32 mostCodes = 4096;
+constexpr int mostCodeBits = 12;
 constexpr u32 ringBytes = 512;
-constexpr u32 longestExpansion = 5001;
+constexpr u32 mostExpansion = 5001;
 constexpr u32 storeBytes = 8; // pixels are moved eight at a time
 
 // A string of pixels that a code stands for: the string of another code and one pixel more. So that a string is not
-// walked pixel by pixel, an entry also holds the last one to eight pixels, as many as are over a multiple of eight, and
-// the code of the string before them. Decoding writes an entry a code, so the small numbers share one word:
+// walked pixel by pixel, an entry also holds its tail, the last one to eight pixels, as many as are over a multiple of
+// eight, and the code of the string before them. A string of 19 pixels is put together from three entries:
+//
+//   pixels      0 ..... 7   8 .... 15   16 17 18
+//   its entry                             tail      code before the tail: B
+//   B's entry                 tail                  code before the tail: A
+//   A's entry     tail
+//
+// Decoding writes an entry a code, so the small numbers share one word:
 //
 //   bits 0-15 length   16-31 code before the tail   32-47 code before the last pixel   56-63 first pixel
 //
@@ -65,98 +85,150 @@ struct GifCursor {
     u8 firstPixel;
 };
 
+} // namespace
+
 struct GifDecoder {
-    GifString strings[codeLimit];
-    u8 expansion[longestExpansion];
+    GifString strings[mostCodes];
+    u8 expansion[mostExpansion];
     u8 ring[ringBytes + 4]; // code bytes; the first four are repeated behind the end, to be read in one piece
     i64 bytesWritten;       // into the ring, since the first
     int initialCodeSize;
     u32 clearCode;
     GifCursor cursor;
     bool terminated; // the sub-block of length 0 was read
+    u64 codesMadeUp; // since the last remark: read behind the data's end, or cut short by it
+    i64 madeUpUntil; // the bit position behind the last of them
     bool pending;    // the pixels on the line do not all belong to rows that were asked for
     u8* line;        // pixels that are not delivered yet: less than a row and one expansion
 };
 
-static LoadStatus skipSubBlocks(FILE* stream)
+namespace
 {
-    u8 skipped[255];
+
+LoadStatus skipSubBlocks(FILE* stream)
+{
+    u8 skipped[mostBlockBytes];
     u8 length;
     do {
         if (!readByte(stream, length) || !readExactly(stream, skipped, length))
-            return loadCannotRead;
+            return refuseHeader(loadCannotRead);
     } while (length != 0);
     return loadSuccess;
 }
 
-static LoadStatus skipExtension(FILE* stream)
+LoadStatus skipExtension(FILE* stream)
 {
-    u8 skipped[255];
+    u8 data[mostBlockBytes];
     u8 label;
     if (!readByte(stream, label))
-        return loadCannotRead;
+        return refuseHeader(loadCannotRead);
     if (label == plainTextLabel || label == graphicControlLabel || label == applicationLabel) {
         u8 length;
-        if (!readByte(stream, length) || !readExactly(stream, skipped, length))
-            return loadCannotRead;
+        if (!readByte(stream, length) || !readExactly(stream, data, length))
+            return refuseHeader(loadCannotRead);
+        if (label == plainTextLabel)
+            remark(Gravity::harmless, "the text over the picture is not drawn");
+        if (label == graphicControlLabel && length >= graphicControlBytes &&
+            (data[atControlFlags] & isTransparent) != 0)
+            remark(Gravity::harmless, "the transparent colour %u is delivered as an opaque one",
+                   data[atTransparentColour]);
     } else if (label != commentLabel) {
-        return loadBadData;
+        return refuse(loadBadData, "an extension of the unknown kind 0x%02X", label);
     }
     return skipSubBlocks(stream);
 }
 
-static LoadStatus tryLoad(const LoadRequest& request, ImageInfo& image)
-{
-    const u8* header = loadImgCheckHeader(request.path);
-    if (header == nullptr || loadImgLastFilesize() < static_cast<i64>(signatureBytes) ||
-        (memcmp(header, "GIF87a", signatureBytes) != 0 && memcmp(header, "GIF89a", signatureBytes) != 0))
-        return loadWrongFormat;
+struct GifScreen {
+    u32 width;
+    u32 height;
+    u32 colours;
+};
 
-    File file;
-    u8 skipped[signatureBytes];
+// Up to and with the global colours.
+LoadStatus readScreen(FILE* stream, ImageInfo& image, GifScreen& screen)
+{
+    u8 signature[signatureBytes];
     u8 packed;
-    if (!file.open(request.path) || !readExactly(file.stream, skipped, signatureBytes) ||
-        !readExactly(file.stream, skipped, 4) || !readByte(file.stream, packed))
-        return loadCannotRead;
+    if (!readExactly(stream, signature, sizeof signature) || !readLittleEndian16(stream, screen.width) ||
+        !readLittleEndian16(stream, screen.height) || !readByte(stream, packed))
+        return refuseHeader(loadCannotRead);
     if ((packed & globalColourTable) == 0)
-        return loadUnsupportedVariant;
-    u32 colours = 2u << (packed & colourTableSize);
+        return refuse(loadUnsupportedVariant, "without a global colour table");
+    screen.colours = 2u << (packed & colourTableSize);
     image.kind = kindIndexed;
 
     u8 background;
     u8 aspect;
-    if (!readByte(file.stream, background) || !readByte(file.stream, aspect))
-        return loadCannotRead;
+    if (!readByte(stream, background) || !readByte(stream, aspect))
+        return refuseHeader(loadCannotRead);
     image.resX = aspect != 0 ? (aspect + 15u) / 64 * 100000 : 0;
     image.resY = aspect != 0 ? 100000 : 0;
-    if (!readExactly(file.stream, image.palette, 3 * colours))
-        return loadCannotRead;
+    return readExactly(stream, image.palette, 3 * screen.colours) ? loadSuccess : refuseHeader(loadCannotRead);
+}
 
-    u8 introducer;
+// Skips what stands before the first picture, and its introducer.
+LoadStatus findPicture(FILE* stream)
+{
     while (true) {
-        if (!readByte(file.stream, introducer))
-            return loadCannotRead;
+        u8 introducer;
+        if (!readByte(stream, introducer))
+            return refuseHeader(loadCannotRead);
+        if (introducer == imageBlock)
+            return loadSuccess;
+        if (introducer == trailer)
+            return refuse(loadUnsupportedVariant, "the file holds no picture");
         if (introducer != extensionBlock)
-            break;
-        LoadStatus status = skipExtension(file.stream);
+            return refuse(loadUnsupportedVariant, "a block of the unknown kind 0x%02X", introducer);
+        const LoadStatus status = skipExtension(stream);
         if (status != loadSuccess)
             return status;
     }
-    if (introducer != imageBlock)
-        return loadUnsupportedVariant;
+}
 
-    if (!readExactly(file.stream, skipped, 4) || !readLittleEndian16(file.stream, image.width) ||
-        !readLittleEndian16(file.stream, image.height))
-        return loadCannotRead;
+LoadStatus readDescriptor(FILE* stream, ImageInfo& image, const GifScreen& screen)
+{
+    u32 left;
+    u32 top;
+    if (!readLittleEndian16(stream, left) || !readLittleEndian16(stream, top) ||
+        !readLittleEndian16(stream, image.width) || !readLittleEndian16(stream, image.height))
+        return refuseHeader(loadCannotRead);
     if (image.width < 1 || image.height < 1)
-        return loadUnsupportedVariant;
-    if (!readByte(file.stream, packed))
-        return loadCannotRead;
-    if ((packed & localTableOrInterlace) != 0)
-        return loadUnsupportedVariant;
+        return refuseSize(loadUnsupportedVariant, image.width, image.height);
+    u8 packed;
+    if (!readByte(stream, packed))
+        return refuseHeader(loadCannotRead);
+    if ((packed & interlaced) != 0)
+        return refuse(loadUnsupportedVariant, "interlaced");
+    if ((packed & localColourTable) != 0)
+        return refuse(loadUnsupportedVariant, "colours of the picture's own beside the global ones");
+    if (screen.width > image.width || screen.height > image.height)
+        remark(Gravity::harmless, "the background around the picture, a screen of %u x %u, is left out", screen.width,
+               screen.height);
+    return loadSuccess;
+}
 
-    u32 resX = image.resX;
-    u32 resY = image.resY;
+LoadStatus tryLoad(const LoadRequest& request, ImageInfo& image)
+{
+    const u8* header = probedHeader(request.path, signatureBytes);
+    if (header == nullptr)
+        return loadWrongFormat;
+    if (memcmp(header, "GIF87a", signatureBytes) != 0 && memcmp(header, "GIF89a", signatureBytes) != 0)
+        return refuseMark("GIF");
+
+    File file;
+    GifScreen screen{};
+    LoadStatus status = openFile(request.path, file);
+    if (status == loadSuccess)
+        status = readScreen(file.stream, image, screen);
+    if (status == loadSuccess)
+        status = findPicture(file.stream);
+    if (status == loadSuccess)
+        status = readDescriptor(file.stream, image, screen);
+    if (status != loadSuccess)
+        return status;
+
+    const u32 resX = image.resX;
+    const u32 resY = image.resY;
     reportImage(image, "GIF", pictureOrientation);
     image.resX = resX;
     image.resY = resY;
@@ -165,7 +237,7 @@ static LoadStatus tryLoad(const LoadRequest& request, ImageInfo& image)
     free(state.decoder);
     handOver(file, state.file);
     state.decoder = nullptr;
-    state.colourMask = colours - 1;
+    state.colourMask = screen.colours - 1;
     state.width = image.width;
     state.rowsLeft = image.height;
     state.decodeStatus = loadSuccess;
@@ -173,7 +245,7 @@ static LoadStatus tryLoad(const LoadRequest& request, ImageInfo& image)
 }
 
 // Appends one sub-block to the ring. The stream is the loader's own, no other thread can hold its lock.
-static void readSubBlock(GifDecoder& decoder, GifState& state)
+void readSubBlock(GifDecoder& decoder, GifState& state)
 {
     const int length = getc_unlocked(state.file);
     const size_t wanted = length > 0 ? static_cast<size_t>(length) : 0;
@@ -189,43 +261,63 @@ static void readSubBlock(GifDecoder& decoder, GifState& state)
     decoder.bytesWritten += static_cast<i64>(count);
 }
 
+[[gnu::noinline]] void countMadeUp(GifDecoder& decoder, i64 bitPosition)
+{
+    decoder.codesMadeUp++;
+    decoder.madeUpUntil = bitPosition;
+}
+
 // The next code. Once the terminator has been read every code is 0, also the last ones before it.
-static inline u32 readCode(GifDecoder& decoder, GifState& state, GifCursor& cursor)
+inline u32 readCode(GifDecoder& decoder, GifState& state, GifCursor& cursor)
 {
     i64 byteIndex = cursor.bitPosition >> 3;
     u32 usable = 0xFFFFFF;
+    bool isCut = false;
     if (decoder.bytesWritten - byteIndex < 3) [[unlikely]] {
-        if (decoder.terminated)
+        if (decoder.terminated) {
+            countMadeUp(decoder, cursor.bitPosition);
             return 0;
+        }
         readSubBlock(decoder, state);
         i64 available = decoder.bytesWritten - byteIndex;
         usable = available < 2 ? 0xFF : available < 3 ? 0xFFFF : 0xFFFFFF;
+        isCut = available * 8 < (cursor.bitPosition & 7) + cursor.codeSize;
     }
     u32 bits = littleEndian32(decoder.ring + static_cast<size_t>(byteIndex) % ringBytes) & usable;
     u32 code = bits >> (cursor.bitPosition & 7) & ((1u << cursor.codeSize) - 1);
     cursor.bitPosition += cursor.codeSize;
+    if (isCut) [[unlikely]]
+        countMadeUp(decoder, cursor.bitPosition);
     return code;
 }
 
-static inline void clearTable(const GifDecoder& decoder, GifCursor& cursor)
+inline void clearTable(const GifDecoder& decoder, GifCursor& cursor)
 {
     cursor.codeSize = decoder.initialCodeSize;
     cursor.nextCode = decoder.clearCode + 2;
 }
 
-static LoadStatus startDecoder(GifState& state)
+LoadStatus refuseData(u32 rowsMissing)
 {
-    size_t lineBytes = state.width + longestExpansion + storeBytes;
+    if (rowsMissing == 0)
+        return refuse(loadCannotRead, "the file ends before the picture's data do");
+    refuseEarlyEnd(rowsMissing);
+    return loadCannotRead;
+}
+
+LoadStatus startDecoder(GifState& state)
+{
+    size_t lineBytes = state.width + mostExpansion + storeBytes;
     Buffer memory;
     if (!memory.allocate(sizeof(GifDecoder) + lineBytes))
-        return loadOutOfMemory;
+        return refuseMemory();
     auto& decoder = *reinterpret_cast<GifDecoder*>(memory.bytes);
     decoder.line = memory.bytes + sizeof(GifDecoder);
     u8 minimumCodeSize;
     if (!readByte(state.file, minimumCodeSize))
-        return loadCannotRead;
-    if (minimumCodeSize >= largestCodeSize)
-        return loadBadData;
+        return refuseData(state.rowsLeft);
+    if (minimumCodeSize >= mostCodeBits)
+        return refuse(loadBadData, "codes of %d bits, more than %d", minimumCodeSize + 1, mostCodeBits);
 
     for (u32 colour = 0; colour <= state.colourMask; colour++)
         decoder.strings[colour] = {colour, 1 | static_cast<u64>(colour) << 56};
@@ -236,7 +328,7 @@ static LoadStatus startDecoder(GifState& state)
     clearTable(decoder, decoder.cursor);
     decoder.cursor.code = readCode(decoder, state, decoder.cursor);
     if (state.decodeStatus != loadSuccess)
-        return loadCannotRead;
+        return refuseData(state.rowsLeft);
 
     state.decoder = &decoder;
     memory.bytes = nullptr;
@@ -244,12 +336,12 @@ static LoadStatus startDecoder(GifState& state)
 }
 
 // Whether the string of a code was put together since the table was last cleared, from others of that kind.
-static inline bool isWhole(const GifDecoder& decoder, u32 colourMask, u32 nextCode, u32 code)
+inline bool isWhole(const GifDecoder& decoder, u32 colourMask, u32 nextCode, u32 code)
 {
     return (code < nextCode || code <= colourMask) && decoder.strings[code].length() != 0;
 }
 
-static inline void putString(const GifDecoder& decoder, GifString string, u8* pixels)
+inline void putString(const GifDecoder& decoder, GifString string, u8* pixels)
 {
     u32 position = (string.length() - 1) / storeBytes * storeBytes;
     memcpy(pixels + position, &string.tail, storeBytes);
@@ -263,7 +355,7 @@ static inline void putString(const GifDecoder& decoder, GifString string, u8* pi
 }
 
 // The string of a code and one pixel more.
-static inline GifString extend(const GifString& string, u32 code, u8 pixel)
+inline GifString extend(const GifString& string, u32 code, u8 pixel)
 {
     constexpr u64 lengthAndFirst = 0xFF0000000000FFFF;
     constexpr u64 codeBeforeTail = 0xFFFF0000;
@@ -276,14 +368,14 @@ static inline GifString extend(const GifString& string, u32 code, u8 pixel)
 
 // Expands a code pixel by pixel along whatever chain the table holds, a circular one included. Returns the number of
 // pixels, 0 when the chain has no end.
-[[gnu::noinline]] static u32 walkString(GifDecoder& decoder, u32 colourMask, u32 code, bool undefined, u8 firstPixel,
-                                        u8* pixels)
+[[gnu::noinline]] u32 walkString(GifDecoder& decoder, u32 colourMask, u32 code, bool undefined, u8 firstPixel,
+                                 u8* pixels)
 {
     u32 count = 0;
     if (undefined)
         decoder.expansion[count++] = firstPixel;
     for (; code > colourMask; code = decoder.strings[code].beforeLast()) {
-        if (count == longestExpansion - 1)
+        if (count == mostExpansion - 1)
             return 0;
         decoder.expansion[count++] = decoder.strings[code].last();
     }
@@ -294,7 +386,7 @@ static inline GifString extend(const GifString& string, u32 code, u8 pixel)
 }
 
 // Appends the pixels of the current code to the line; false when they have no end.
-static inline bool expandCode(GifDecoder& decoder, u32 colourMask, GifCursor& cursor)
+inline bool expandCode(GifDecoder& decoder, u32 colourMask, GifCursor& cursor)
 {
     u8* pixels = decoder.line + cursor.lineLength;
     // A code that is about to be defined stands for the old string and that string's first pixel.
@@ -319,11 +411,11 @@ static inline bool expandCode(GifDecoder& decoder, u32 colourMask, GifCursor& cu
 }
 
 // The next free code becomes the old string and the first pixel of the current one.
-static inline void defineCode(GifDecoder& decoder, u32 colourMask, GifCursor& cursor)
+inline void defineCode(GifDecoder& decoder, u32 colourMask, GifCursor& cursor)
 {
     const u32 old = cursor.oldCode;
     cursor.oldCode = cursor.code;
-    if (cursor.nextCode >= codeLimit)
+    if (cursor.nextCode >= mostCodes)
         return;
     // A code among the colours stands for its colour whatever is defined.
     if (cursor.nextCode > colourMask) {
@@ -332,13 +424,13 @@ static inline void defineCode(GifDecoder& decoder, u32 colourMask, GifCursor& cu
                                                  : GifString{cursor.firstPixel, static_cast<u64>(old) << 32};
     }
     cursor.nextCode++;
-    if (cursor.nextCode >= 1u << cursor.codeSize && cursor.codeSize < largestCodeSize)
+    if (cursor.nextCode >= 1u << cursor.codeSize && cursor.codeSize < mostCodeBits)
         cursor.codeSize++;
 }
 
 // Decodes ordinary codes as long as nothing else is due: no code that is special or not yet defined, no end of a row,
 // no new sub-block, no larger code size. What it leaves is decoded step by step.
-static inline void decodeOrdinaryCodes(GifDecoder& decoder, u32 colourMask, u32 width, GifCursor& cursor)
+inline void decodeOrdinaryCodes(GifDecoder& decoder, u32 colourMask, u32 width, GifCursor& cursor)
 {
     const u32 codeMask = (1u << cursor.codeSize) - 1;
     const i64 lastPosition = (decoder.bytesWritten - 3) * 8 + 7;
@@ -347,7 +439,7 @@ static inline void decodeOrdinaryCodes(GifDecoder& decoder, u32 colourMask, u32 
         !isWhole(decoder, colourMask, cursor.nextCode, cursor.oldCode))
         return;
     // Counted as if all codes were of the largest size.
-    const i64 codesAvailable = (lastPosition - cursor.bitPosition) / largestCodeSize + 1;
+    const i64 codesAvailable = (lastPosition - cursor.bitPosition) / mostCodeBits + 1;
     const u32 stopCode = cursor.nextCode + static_cast<u32>(std::min<i64>(codesAvailable, codeMask - cursor.nextCode));
 
     const u8* const ring = decoder.ring;
@@ -394,7 +486,7 @@ struct GifBand {
 };
 
 // Moves the complete rows from the line to the band and returns how many pixels stay on the line.
-[[gnu::noinline]] static u32 deliverRows(GifDecoder& decoder, u32 width, u32 lineLength, GifBand& band)
+[[gnu::noinline]] u32 deliverRows(GifDecoder& decoder, u32 width, u32 lineLength, GifBand& band)
 {
     u32 delivered = 0;
     while (lineLength - delivered >= width && band.complete < band.count) {
@@ -407,7 +499,7 @@ struct GifBand {
     return lineLength - delivered;
 }
 
-static LoadStatus decodeRows(GifDecoder& decoder, GifState& state, GifCursor& cursor, GifBand& band)
+LoadStatus decodeRows(GifDecoder& decoder, GifState& state, GifCursor& cursor, GifBand& band)
 {
     const u32 clearCode = decoder.clearCode;
     const u32 endCode = clearCode + 1;
@@ -432,7 +524,7 @@ static LoadStatus decodeRows(GifDecoder& decoder, GifState& state, GifCursor& cu
             cursor.firstPixel = static_cast<u8>(cursor.oldCode & colourMask);
             decoder.line[cursor.lineLength++] = cursor.firstPixel;
         } else if (!resumes && !expandCode(decoder, colourMask, cursor)) {
-            return loadBadData;
+            return refuse(loadBadData, "a code that stands for more than %u pixels", mostExpansion - 1);
         }
         resumes = false;
 
@@ -446,15 +538,56 @@ static LoadStatus decodeRows(GifDecoder& decoder, GifState& state, GifCursor& cu
             defineCode(decoder, colourMask, cursor);
         cursor.code = readCode(decoder, state, cursor);
         if (state.decodeStatus != loadSuccess)
-            return static_cast<LoadStatus>(state.decodeStatus);
+            return refuseData(state.rowsLeft - band.complete);
     }
 }
 
-static LoadStatus loadBand(u8* rows, u32 count, u32 bytesPerRow)
+// Whether a further picture follows, with or without a graphic control before it.
+bool isPictureNext(FILE* stream)
+{
+    u8 introducer = 0;
+    u8 label = 0;
+    return readByte(stream, introducer) &&
+           (introducer == imageBlock ||
+            (introducer == extensionBlock && readByte(stream, label) && label == graphicControlLabel));
+}
+
+// Nothing of the picture is read any more. Codes may end with an emptied table, too.
+void remarkRest(GifDecoder& decoder, GifState& state)
+{
+    u32 code = decoder.cursor.code;
+    if (!decoder.pending && code == decoder.clearCode) {
+        clearTable(decoder, decoder.cursor);
+        code = readCode(decoder, state, decoder.cursor);
+    }
+    const bool isLeft = decoder.pending || (code != decoder.clearCode + 1 && decoder.codesMadeUp == 0);
+    u8 length = 0;
+    if (!decoder.terminated && readByte(state.file, length))
+        decoder.terminated = length == 0;
+    if (isLeft || length != 0)
+        remark(Gravity::harmless, "the data go on behind the picture's last row");
+    if (decoder.terminated && isPictureNext(state.file))
+        remark(Gravity::harmless, "further pictures are not read");
+}
+
+// What was made up of the band, and what is left out behind the picture's last row: a look at the next few bytes.
+void remarkBand(GifDecoder& decoder, GifState& state, const GifBand& band)
+{
+    remarkCount(Gravity::grave, band.count - band.complete,
+                "rows that the data lack, in full or in part, are left as they were");
+    // A code that was read last is still to come.
+    const u64 toCome = decoder.codesMadeUp > 0 && decoder.cursor.bitPosition == decoder.madeUpUntil ? 1 : 0;
+    remarkCount(Gravity::grave, decoder.codesMadeUp - toCome, "codes behind the end of the data are made up");
+    decoder.codesMadeUp = toCome;
+    if (state.rowsLeft == 0 && band.complete > 0)
+        remarkRest(decoder, state);
+}
+
+LoadStatus loadBand(u8* rows, u32 count, u32 bytesPerRow)
 {
     GifState& state = threadState().raster.gif;
     if (state.file == nullptr)
-        return loadBadData;
+        return refuseUnopened();
     if (state.decoder == nullptr) {
         LoadStatus status = startDecoder(state);
         if (status != loadSuccess)
@@ -473,10 +606,12 @@ static LoadStatus loadBand(u8* rows, u32 count, u32 bytesPerRow)
         cursor.lineLength = 0;
     }
     decoder.cursor = cursor;
+    if (status == loadSuccess)
+        remarkBand(decoder, state, band);
     return status;
 }
 
-static LoadStatus endLoad()
+LoadStatus endLoad()
 {
     GifState& state = threadState().raster.gif;
     free(state.decoder);
@@ -484,6 +619,8 @@ static LoadStatus endLoad()
     closeSlot(state.file);
     return loadSuccess;
 }
+
+} // namespace
 
 void registerLoadGIF()
 {

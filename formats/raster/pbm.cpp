@@ -3,31 +3,37 @@
 //   "P4", "P5" or "P6"   the type
 //   text lines           comments, width, height, largest value
 //   pixels
-#include "framework/file.h"
 #include "framework/loader.h"
-#include "framework/thread_state.h"
+#include "framework/probe.h"
+
+namespace
+{
 
 constexpr i64 probedBytes = 2;
 
-static LoadStatus tryLoad(const LoadRequest& request, ImageInfo&)
+LoadStatus tryLoad(const LoadRequest& request, ImageInfo&)
 {
-    const u8* header = loadImgCheckHeader(request.path);
-    if (header == nullptr || loadImgLastFilesize() < probedBytes || header[0] != 'P' || header[1] < '4' ||
-        header[1] > '6')
+    const u8* header = probedHeader(request.path, probedBytes);
+    if (header == nullptr)
         return loadWrongFormat;
+    if (header[0] != 'P' || header[1] < '4' || header[1] > '6')
+        return refuseMark("binary anymap");
     File file;
-    return file.open(request.path) ? loadWrongFormat : loadCannotRead;
+    const LoadStatus status = openFile(request.path, file);
+    return status == loadSuccess ? refuse(loadWrongFormat, "portable anymaps are recognised and not read") : status;
 }
 
-static LoadStatus loadBand(u8*, u32, u32)
+LoadStatus loadBand(u8*, u32, u32)
 {
-    return loadBadData;
+    return refuseUnopened();
 }
 
-static LoadStatus endLoad()
+LoadStatus endLoad()
 {
     return loadSuccess;
 }
+
+} // namespace
 
 void registerLoadPBM()
 {

@@ -9,14 +9,19 @@
 #include <utility>
 
 #include "color/levels.h"
+#include "framework/bits.h"
 #include "framework/bytes.h"
 #include "framework/file.h"
 #include "framework/loader.h"
+#include "framework/probe.h"
 #include "framework/thread_state.h"
 
 #if defined(__x86_64__)
 #include <tmmintrin.h>
 #endif
+
+namespace
+{
 
 constexpr i64 probedBytes = 3;
 constexpr size_t headerSize = 128;
@@ -36,15 +41,18 @@ constexpr size_t atPalette = 16;
 constexpr size_t atPlanes = 65;
 constexpr size_t atBytesPerLine = 66;
 
+constexpr u32 headerColours = 16;
 constexpr i64 paletteFromEnd = 769;
 constexpr u8 paletteMark = 12;
 
-constexpr u32 largestSide = 65520;
-constexpr u32 largestDepth = 30; // a number of colours that has a sign
+constexpr u32 mostDepth = 30; // a number of colours that has a sign
 constexpr u8 runMark = 0xC0;
-constexpr u32 longestRun = 63;
+constexpr u32 mostRunLength = 63;
 constexpr u32 trueColourPlanes = 3;
-constexpr u8 byteAtEnd = 0xFF; // what indexed pictures read behind the file's end
+constexpr u32 mostBitPlanes = 7; // eight of them would be taken for bytes
+constexpr u8 byteAtEnd = 0xFF;   // what indexed pictures read behind the file's end
+
+} // namespace
 
 struct PcxReader {
     size_t next;
@@ -56,10 +64,13 @@ struct PcxReader {
     u8 block[1 << 16];
 };
 
+namespace
+{
+
 enum class AtEnd { stops, goesOn };
 
 // False at the end of the file when the reader stops there.
-static bool nextByte(PcxReader& reader, FILE* stream, AtEnd atEnd, u8& byte)
+bool nextByte(PcxReader& reader, FILE* stream, AtEnd atEnd, u8& byte)
 {
     if (reader.next == reader.end && !reader.isEnded) {
         reader.next = 0;
@@ -74,14 +85,14 @@ static bool nextByte(PcxReader& reader, FILE* stream, AtEnd atEnd, u8& byte)
     return true;
 }
 
-static bool readRun(PcxReader& reader, FILE* stream, AtEnd atEnd)
+bool readRun(PcxReader& reader, FILE* stream, AtEnd atEnd)
 {
     u8 byte;
     u8 count = 1;
     if (!nextByte(reader, stream, atEnd, byte))
         return false;
     if (byte >= runMark) {
-        count = byte & longestRun;
+        count = byte & mostRunLength;
         if (!nextByte(reader, stream, atEnd, byte))
             return false;
     }
@@ -93,7 +104,7 @@ static bool readRun(PcxReader& reader, FILE* stream, AtEnd atEnd)
 
 // Decodes the runs that stand in the block already, to behind count samples where a last run is longer: samples has
 // room for one more run.
-static u64 decodeBlock(PcxReader& reader, u8* samples, u64 count)
+u64 decodeBlock(PcxReader& reader, u8* samples, u64 count)
 {
     const u8* next = reader.block + reader.next;
     const u8* const end = reader.block + reader.end;
@@ -109,8 +120,8 @@ static u64 decodeBlock(PcxReader& reader, u8* samples, u64 count)
             continue;
         }
         const u8 value = next[1];
-        memset(sample, value, longestRun);
-        sample += byte & longestRun;
+        memset(sample, value, mostRunLength);
+        sample += byte & mostRunLength;
         largest = std::max(largest, value);
         reader.runValue = value;
         next += 2;
@@ -125,7 +136,7 @@ static u64 decodeBlock(PcxReader& reader, u8* samples, u64 count)
 }
 
 // Returns how many of count samples there were. samples has room for one run more.
-static u64 decodeSamples(PcxReader& reader, FILE* stream, AtEnd atEnd, u8* samples, u64 count)
+u64 decodeSamples(PcxReader& reader, FILE* stream, AtEnd atEnd, u8* samples, u64 count)
 {
     u64 done = 0;
     while (done < count) {
@@ -143,7 +154,7 @@ static u64 decodeSamples(PcxReader& reader, FILE* stream, AtEnd atEnd, u8* sampl
 
 #if defined(__x86_64__)
 // The whole blocks of 16 pixels; returns how many pixels that were.
-__attribute__((target("ssse3"))) static u64 interleaveBlocks(u8* row, const u8* const planes[3], u64 width)
+__attribute__((target("ssse3"))) u64 interleaveBlocks(u8* row, const u8* const planes[3], u64 width)
 {
     // Which byte of its plane each byte of three blocks is; 0x80 marks those of other planes.
     alignas(16) u8 order[3][3][16];
@@ -167,7 +178,7 @@ __attribute__((target("ssse3"))) static u64 interleaveBlocks(u8* row, const u8* 
 }
 #endif
 
-static void interleave(u8* row, const u8* scanline, u64 bytesPerLine, u64 width)
+void interleave(u8* row, const u8* scanline, u64 bytesPerLine, u64 width)
 {
     const u8* const planes[3] = {scanline, scanline + bytesPerLine, scanline + 2 * bytesPerLine};
     const u64 stored = std::min(width, bytesPerLine);
@@ -184,30 +195,35 @@ static void interleave(u8* row, const u8* scanline, u64 bytesPerLine, u64 width)
 
 // The picture of a 24-bit file, as far as there are data, with its brightest sample raised to 255; false when memory
 // does not suffice.
-static bool decodePicture(const PcxState& state, FILE* stream, PcxReader& reader, Buffer& picture)
+bool decodePicture(const PcxState& state, FILE* stream, PcxReader& reader, Buffer& picture)
 {
     const u64 rowBytes = u64{trueColourPlanes} * state.width;
     Buffer scanline;
-    if (!picture.allocate(rowBytes * state.height) || !scanline.allocate(state.scanlineBytes + longestRun))
+    if (!picture.allocate(rowBytes * state.height) || !scanline.allocate(state.scanlineBytes + mostRunLength))
         return false;
     u64 rows = 0;
+    u64 complete = 0;
     for (u64 decoded = state.scanlineBytes; decoded > 0 && decoded == state.scanlineBytes && rows < state.height;) {
         decoded = decodeSamples(reader, stream, AtEnd::stops, scanline.bytes, state.scanlineBytes);
         memset(scanline.bytes + decoded, 0, state.scanlineBytes - decoded);
         if (decoded > 0)
             interleave(picture.bytes + rowBytes * rows++, scanline.bytes, state.scanlineBytes / trueColourPlanes,
                        state.width);
+        complete += decoded == state.scanlineBytes ? 1 : 0;
     }
+    remarkCount(Gravity::grave, state.height - complete, "rows that the file lacks, in full or in part, are black");
     if (reader.largest > 0 && reader.largest < 255) {
         const u8 largest = reader.largest;
         const Levels levels = {{}, {largest, largest, largest}};
         stretchLevels(picture.bytes, 0, rowBytes * rows, 1, trueColourPlanes, levels);
+        remark(Gravity::grave, "true colour is spread over all levels: the brightest, %u, is delivered as 255",
+               largest);
     }
     return true;
 }
 
 // From the end of the file or, as many colours as the pixels can name, from the header, behind which all is zero.
-static void readPalette(FILE* stream, const u8* header, u32 colours, u8* palette)
+void readPalette(FILE* stream, const u8* header, u32 colours, u8* palette)
 {
     const i64 size = loadImgLastFilesize();
     if (header[atVersion] == newestVersion && size >= paletteFromEnd) {
@@ -224,10 +240,13 @@ static void readPalette(FILE* stream, const u8* header, u32 colours, u8* palette
         const size_t stored = std::min(wanted, headerSize - atPalette);
         memcpy(palette, header + atPalette, stored);
         memset(palette + stored, 0, wanted - stored);
+        if (colours > headerColours)
+            remark(Gravity::grave, "no palette stands behind its rows: %u of its %u colours are made up",
+                   colours - headerColours, colours);
     }
 }
 
-static void release(PcxState& state)
+void release(PcxState& state)
 {
     closeSlot(state.file);
     free(state.reader);
@@ -236,51 +255,91 @@ static void release(PcxState& state)
     state = {};
 }
 
-static u8* taken(Buffer& buffer)
+u8* taken(Buffer& buffer)
 {
     return std::exchange(buffer.bytes, nullptr);
 }
 
-static LoadStatus tryLoad(const LoadRequest& request, ImageInfo& image)
+LoadStatus refuseLayout(const u8* header)
 {
-    const u8* probed = loadImgCheckHeader(request.path);
-    if (probed == nullptr || loadImgLastFilesize() < probedBytes || probed[0] != manufacturer ||
-        probed[atVersion] > newestVersion || probed[atEncoding] != runLengthEncoding)
+    return refuse(loadWrongFormat, "pixels of %u bits in %u planes", header[atBitsPerPlane], header[atPlanes]);
+}
+
+LoadStatus checkProbed(const char* path)
+{
+    const u8* probed = probedHeader(path, probedBytes);
+    if (probed == nullptr)
         return loadWrongFormat;
+    if (probed[0] != manufacturer)
+        return refuseMark("PCX");
+    if (probed[atVersion] > newestVersion)
+        return refuse(loadWrongFormat, "version %u, newer than %u", probed[atVersion], newestVersion);
+    if (probed[atEncoding] != runLengthEncoding)
+        return refuse(loadWrongFormat, "not run-length encoded");
+    return loadSuccess;
+}
+
+LoadStatus readLayout(const u8* header, PcxState& loaded)
+{
+    loaded.width = littleEndian16(header + atRight) - littleEndian16(header + atLeft) + 1;
+    loaded.height = littleEndian16(header + atBottom) - littleEndian16(header + atTop) + 1;
+    loaded.planes = header[atPlanes];
+    const u32 depth = header[atBitsPerPlane] * loaded.planes % 32;
+    if (header[0] != manufacturer || header[atVersion] > newestVersion)
+        return refuseMark("PCX");
+    if (!isPictureSize(loaded.width, loaded.height))
+        return refuseSize(loadWrongFormat, static_cast<i32>(loaded.width), static_cast<i32>(loaded.height));
+    if (depth > mostDepth)
+        return refuseLayout(header);
+    loaded.colours = 1U << depth;
+    loaded.scanlineBytes = loaded.planes * littleEndian16(header + atBytesPerLine);
+    return loadSuccess;
+}
+
+void remarkLayout(const u8* header, const PcxState& loaded)
+{
+    const u32 bits = header[atBitsPerPlane];
+    const u32 bytesPerLine = littleEndian16(header + atBytesPerLine);
+    const bool isOfBytes = bits == 8 && (loaded.planes == 1 || loaded.planes == trueColourPlanes);
+    const bool isOfBits = bits == 1 && loaded.planes >= 1 && loaded.planes <= mostBitPlanes;
+    if (!isOfBytes && !isOfBits)
+        remark(Gravity::grave, "pixels of %u bits in %u planes are read as if they were of %s", bits, loaded.planes,
+               loaded.colours == paletteColours ? "bytes" : "single bits");
+    else if (u64{bytesPerLine} * 8 < u64{loaded.width} * bits)
+        remark(Gravity::grave, "lines of %u bytes hold less than the width of %u", bytesPerLine, loaded.width);
+}
+
+LoadStatus tryLoad(const LoadRequest& request, ImageInfo& image)
+{
+    LoadStatus status = checkProbed(request.path);
+    if (status != loadSuccess)
+        return status;
     File file;
     u8 header[headerSize];
-    if (!file.open(request.path) || !readExactly(file.stream, header, sizeof header))
-        return loadCannotRead;
-    const u32 width = littleEndian16(header + atRight) - littleEndian16(header + atLeft) + 1;
-    const u32 height = littleEndian16(header + atBottom) - littleEndian16(header + atTop) + 1;
-    const u32 bits = header[atBitsPerPlane];
-    const u32 planes = header[atPlanes];
-    const u32 depth = bits * planes % 32;
-    if (header[0] != manufacturer || header[atVersion] > newestVersion || width < 1 || width > largestSide ||
-        height < 1 || height > largestSide || depth > largestDepth)
-        return loadWrongFormat;
-
+    status = openFile(request.path, file, header, sizeof header, loadCannotRead);
+    if (status != loadSuccess)
+        return status;
     PcxState loaded{};
-    loaded.width = width;
-    loaded.height = height;
-    loaded.planes = planes;
-    loaded.colours = 1U << depth;
-    loaded.scanlineBytes = planes * littleEndian16(header + atBytesPerLine);
+    status = readLayout(header, loaded);
+    if (status != loadSuccess)
+        return status;
+
     const bool isIndexed = loaded.colours <= paletteColours;
     readPalette(file.stream, header, loaded.colours, image.palette);
-    if (!isIndexed && (bits != 8 || planes != trueColourPlanes))
-        return loadWrongFormat;
+    if (!isIndexed && (header[atBitsPerPlane] != 8 || loaded.planes != trueColourPlanes))
+        return refuseLayout(header);
+    remarkLayout(header, loaded);
     image.kind = isIndexed ? kindIndexed : kindRGB;
-    image.width = width;
-    image.height = height;
+    image.width = loaded.width;
+    image.height = loaded.height;
     reportImage(image, "PCX", pictureOrientation);
 
     Buffer reader;
     Buffer picture;
-    LoadStatus status = reader.allocate(sizeof(PcxReader)) ? loadSuccess : loadOutOfMemory;
+    status = reader.allocate(sizeof(PcxReader)) ? loadSuccess : refuseMemory();
     if (status == loadSuccess && !isIndexed && request.wantPalette != 0 &&
         !decodePicture(loaded, file.stream, *reinterpret_cast<PcxReader*>(reader.bytes), picture))
-        status = loadOutOfMemory;
+        status = refuseMemory();
     PcxState& state = threadState().raster.pcx;
     release(state);
     handOver(file, loaded.file); // also where memory did not suffice: the next load or endLoad closes it
@@ -292,50 +351,36 @@ static LoadStatus tryLoad(const LoadRequest& request, ImageInfo& image)
     return status;
 }
 
-// Every bit of a byte in a byte of its own, the highest one first in memory.
-struct BitTable {
-    u64 ofByte[256];
-};
-
-static constexpr BitTable makeBitTable()
-{
-    BitTable table{};
-    for (u32 byte = 0; byte < 256; byte++) {
-        for (u32 bit = 0; bit < 8; bit++)
-            table.ofByte[byte] |= u64{byte >> (7 - bit) & 1} << 8 * bit;
-    }
-    return table;
-}
-
-static constexpr BitTable bitTable = makeBitTable();
-
 // Writes whole bytes of pixels, up to seven more than the row has.
-static void unpackPlanes(u8* row, const u8* scanline, u64 planeBytes, u32 planes, u64 width)
+void unpackPlanes(u8* row, const u8* scanline, u64 planeBytes, u32 planes, u64 width)
 {
     for (u64 i = 0; i < (width + 7) / 8; i++) {
         u64 pixels = 0;
-        for (u32 plane = 0; plane < planes; plane++)
-            pixels |= bitTable.ofByte[scanline[plane * planeBytes + i]] << plane;
-        for (u32 x = 0; x < 8; x++)
-            row[8 * i + x] = static_cast<u8>(pixels >> 8 * x);
+        for (u32 plane = 0; plane < planes; plane++) {
+            u64 bits;
+            memcpy(&bits, unpackedBits[scanline[plane * planeBytes + i]].data(), sizeof bits);
+            pixels |= bits << plane;
+        }
+        memcpy(row + 8 * i, &pixels, sizeof pixels);
     }
 }
 
-static LoadStatus loadIndexedRows(PcxState& state, u8* rows, u32 count, u32 bytesPerRow)
+LoadStatus loadIndexedRows(PcxState& state, u8* rows, u32 count, u32 bytesPerRow)
 {
     constexpr u32 planesOfByte = 8; // higher ones leave the byte
     // What a line lacks of the width is zero.
-    const u64 lineEnd = u64{state.scanlineBytes} + state.width + longestRun;
+    const u64 lineEnd = u64{state.scanlineBytes} + state.width + mostRunLength;
     if (state.rowWork == nullptr)
         state.rowWork = static_cast<u8*>(calloc(lineEnd + state.width + 7, 1));
     if (state.rowWork == nullptr)
-        return loadOutOfMemory;
+        return refuseMemory();
     u8* scanline = state.rowWork;
     u8* row = state.rowWork + lineEnd;
     const u64 planeBytes = state.planes > 0 ? state.scanlineBytes / state.planes : 0;
     const u32 planes = state.colours == 2 ? 1 : std::min(state.planes, planesOfByte);
 
     const u32 wanted = std::min(count, state.height - state.rowsDelivered);
+    u32 rowsMadeUp = 0;
     for (u32 i = 0; i < wanted; i++) {
         PcxReader& reader = *state.reader;
         // A file of few bytes may claim rows of gigabytes: behind its end they are all the same.
@@ -343,29 +388,31 @@ static LoadStatus loadIndexedRows(PcxState& state, u8* rows, u32 count, u32 byte
         if (!isBehindEnd || !state.isRowOfEnd)
             decodeSamples(reader, state.file, AtEnd::goesOn, scanline, state.scanlineBytes);
         state.isRowOfEnd = isBehindEnd;
-        memset(scanline + state.scanlineBytes, 0, longestRun);
+        rowsMadeUp += reader.isEnded ? 1 : 0;
+        memset(scanline + state.scanlineBytes, 0, mostRunLength);
         if (reader.runCount == 0)
             readRun(reader, state.file, AtEnd::goesOn);
         if (ferror(state.file) != 0)
-            return loadBadData;
+            return refuse(loadBadData, "the file cannot be read on");
         if (state.colours != paletteColours)
             unpackPlanes(row, scanline, planeBytes, planes, state.width);
         deliverRow(rows + u64{i} * bytesPerRow, state.colours == paletteColours ? scanline : row, state.width,
                    bytesPerRow);
         state.rowsDelivered++;
     }
-    return wanted < count ? loadBadData : loadSuccess;
+    remarkCount(Gravity::grave, rowsMadeUp, "rows that the file lacks, in full or in part, are filled with set bits");
+    return wanted < count ? refuseRowsBehindPicture() : loadSuccess;
 }
 
-static LoadStatus loadBand(u8* rows, u32 count, u32 bytesPerRow)
+LoadStatus loadBand(u8* rows, u32 count, u32 bytesPerRow)
 {
     PcxState& state = threadState().raster.pcx;
     if (state.reader == nullptr)
-        return loadBadData;
+        return refuseUnopened();
     if (state.colours <= paletteColours)
         return loadIndexedRows(state, rows, count, bytesPerRow);
     if (state.picture == nullptr)
-        return loadBadData;
+        return refuse(loadBadData, "it was opened without its picture");
     const u64 rowBytes = u64{trueColourPlanes} * state.width;
     const u32 wanted = std::min(count, state.height - state.rowsDelivered);
     const u8* source = state.picture + rowBytes * state.rowsDelivered;
@@ -379,14 +426,16 @@ static LoadStatus loadBand(u8* rows, u32 count, u32 bytesPerRow)
             deliverRow(rows + i * bytesPerRow, source + i * rowBytes, rowBytes, bytesPerRow);
     }
     state.rowsDelivered += wanted;
-    return wanted < count ? loadBadData : loadSuccess;
+    return wanted < count ? refuseRowsBehindPicture() : loadSuccess;
 }
 
-static LoadStatus endLoad()
+LoadStatus endLoad()
 {
     release(threadState().raster.pcx);
     return loadSuccess;
 }
+
+} // namespace
 
 void registerLoadPCX()
 {

@@ -8,14 +8,23 @@
 //                    for each component
 //
 // Up to 255 colours become a palette, more are decoded into RGB pixels while the rows are delivered.
+#include <string_view>
+
 #include "formats/raster/palette_file.h"
 #include "framework/bytes.h"
+#include "framework/probe.h"
 #include "framework/thread_state.h"
 
-constexpr FormatId swatches = 67;
-constexpr FormatId book = 68;
-constexpr i64 largestFile = 1000000;
+namespace
+{
+
+constexpr i64 mostBytes = 1000000;
 constexpr i64 probedBytes = 6;
+constexpr std::string_view bookMark = "8BCB";
+constexpr u32 atVersion = 1; // of swatches; the low bytes of their first numbers tell
+constexpr u32 atCount = 2;
+constexpr u32 atFirstSpace = 4;
+constexpr u32 atBookVersion = 4;
 constexpr u32 swatchColumns = 7;
 constexpr off_t bookNames = 8;
 constexpr int bookNameCount = 4;
@@ -27,7 +36,9 @@ constexpr i32 spaceCmyk = 2;
 constexpr i32 spaceLab = 7;
 constexpr i32 spaceGrey = 8;
 
-static bool readNumber(FILE* stream, i32& value)
+constexpr i32 whiteGrey = 10000;
+
+bool readNumber(FILE* stream, i32& value)
 {
     u8 bytes[2];
     if (!readExactly(stream, bytes, sizeof bytes))
@@ -37,7 +48,7 @@ static bool readNumber(FILE* stream, i32& value)
 }
 
 // A name that goes on behind the file ends there. Of a name of one character only the length is stored.
-static void skipName(FILE* stream)
+void skipName(FILE* stream)
 {
     u8 bytes[512];
     if (!readExactly(stream, bytes, 4))
@@ -52,17 +63,25 @@ static void skipName(FILE* stream)
     }
 }
 
+constexpr const char* inksAreWrong = "colours in inks are not delivered as what they mean";
+
 // A component of a colour in inks, as numbers that wrap around.
-static u8 ofInk(i32 ink, i32 black)
+u8 ofInk(i32 ink, i32 black)
 {
     return static_cast<u8>((ink - 1) * (1 - black));
+}
+
+// As levels of 8 bits are stored in 16.
+bool isOfEqualHalves(i32 number)
+{
+    return (number >> 8 & 0xFF) == (number & 0xFF);
 }
 
 // Decodes the next record into three bytes; those of an unknown colour space stay as they are. False at the end of the
 // file.
 using ReadColour = bool (*)(FILE* stream, u32 variant, u8* colour);
 
-static bool readSwatch(FILE* stream, u32 version, u8* colour)
+bool readSwatch(FILE* stream, u32 version, u8* colour)
 {
     i32 space;
     i32 components[4];
@@ -76,16 +95,20 @@ static bool readSwatch(FILE* stream, u32 version, u8* colour)
     case spaceRgb:
         for (int i = 0; i < 3; i++)
             colour[i] = static_cast<u8>(components[i]);
+        if (!isOfEqualHalves(components[0]) || !isOfEqualHalves(components[1]) || !isOfEqualHalves(components[2]))
+            remarkCount(Gravity::grave, 1, "colours of 16 bits are delivered by the lower half");
         break;
     case spaceHsb: {
         const i32 hsl[3] = {components[0] & 0xFF, components[1] & 0xFF, components[2] & 0xFF};
         u32 rgb[3];
         HSLtoRGB(hsl, rgb);
+        remarkCount(Gravity::grave, 1, "colours told by their hue are not delivered as what they mean");
         for (int i = 0; i < 3; i++)
             colour[i] = static_cast<u8>(rgb[i]);
         break;
     }
     case spaceCmyk:
+        remarkCount(Gravity::grave, 1, inksAreWrong);
         for (int i = 0; i < 3; i++)
             colour[i] = ofInk(components[i], components[3]);
         break;
@@ -93,9 +116,12 @@ static bool readSwatch(FILE* stream, u32 version, u8* colour)
         Lab2RGB100(components[0] & 0xFFFF, components[1], components[2], &colour[0], &colour[1], &colour[2]);
         break;
     case spaceGrey:
+        if (components[0] >= whiteGrey)
+            remarkCount(Gravity::grave, 1, "white greys wrap around to black");
         colour[0] = colour[1] = colour[2] = static_cast<u8>(static_cast<i32>(components[0] / 39.0625));
         break;
     default:
+        remarkCount(Gravity::grave, 1, "colours of unknown spaces are black");
         break;
     }
     if (version == 2)
@@ -103,7 +129,7 @@ static bool readSwatch(FILE* stream, u32 version, u8* colour)
     return true;
 }
 
-static bool readBookColour(FILE* stream, u32 space, u8* colour)
+bool readBookColour(FILE* stream, u32 space, u8* colour)
 {
     u8 code[bookCodeBytes];
     u8 components[4];
@@ -114,6 +140,7 @@ static bool readBookColour(FILE* stream, u32 space, u8* colour)
     if (space == spaceRgb) {
         memcpy(colour, components, size);
     } else if (space == spaceCmyk) {
+        remarkCount(Gravity::grave, 1, inksAreWrong);
         for (int i = 0; i < 3; i++)
             colour[i] = ofInk(components[i], components[3]);
     } else {
@@ -124,60 +151,97 @@ static bool readBookColour(FILE* stream, u32 space, u8* colour)
 }
 
 // The name passes when a single one of the extension's characters stands in its place.
-static bool hasNameOfPalette(const char* path, char lastLetter)
+bool hasNameOfPalette(const char* path, char lastLetter)
 {
     const size_t length = strlen(path);
     return length >= 5 && (path[length - 4] == '.' || tolowerAZ(path[length - 3]) == 'a' ||
                            tolowerAZ(path[length - 2]) == 'c' || tolowerAZ(path[length - 1]) == lastLetter);
 }
 
+LoadStatus refuseMissingColours(i64 read, i64 announced)
+{
+    return refuse(loadBadData, "the file ends behind %lld of its %lld colours", static_cast<long long>(read),
+                  static_cast<long long>(announced));
+}
+
 // What both formats do once they know the number of colours: small palettes are read at once.
-static LoadStatus openPalette(File& file, ImageInfo& image, FormatId format, i32 colours, i32 width, u32 variant,
-                              ReadColour readColour)
+LoadStatus openPalette(File& file, ImageInfo& image, FormatId format, i32 colours, i32 width, u32 variant,
+                       ReadColour readColour)
 {
     memset(image.palette, 0, size_t{3} * paletteColours);
     reportPaletteSize(image, static_cast<u32>(colours), static_cast<u32>(width));
     image.kind = colours < i32{paletteColours} ? kindIndexed : kindRGB;
     for (i32 i = 0; image.kind == kindIndexed && i < colours; i++) {
         if (!readColour(file.stream, variant, image.palette + 3 * i))
-            return loadBadData;
+            return refuseMissingColours(i, colours);
     }
-    reportImage(image, format == swatches ? "Photoshop .ACO" : "Photoshop .ACB", pictureOrientation);
+    reportImage(image, format == formatPhotoshopAco ? "Photoshop .ACO" : "Photoshop .ACB", pictureOrientation);
     keepPaletteFile(file, format, static_cast<u32>(colours), variant);
     return loadSuccess;
 }
 
-static bool beginsLikeSwatches(const u8* header)
+// A file with a name and a size of these palettes; null, with the reason, when it is none.
+const u8* probedPalette(const char* path, const char* extension)
 {
-    return header[0] == 0 && (header[1] == 1 || header[1] == 2) && (header[2] != 0 || header[3] != 0) &&
-           header[4] == 0 && (header[5] <= spaceCmyk || header[5] == spaceLab || header[5] == spaceGrey);
+    if (!hasNameOfPalette(path, extension[2])) {
+        refuseName(extension);
+        return nullptr;
+    }
+    const u8* header = probedHeader(path, probedBytes);
+    if (header != nullptr && loadImgLastFilesize() > mostBytes) {
+        refuse(loadWrongFormat, "the file is too large for a palette: %s",
+               amountOf(static_cast<u64>(loadImgLastFilesize())).text);
+        return nullptr;
+    }
+    return header;
 }
 
-static LoadStatus tryLoadSwatches(const LoadRequest& request, ImageInfo& image)
+LoadStatus checkSwatches(const u8* header)
 {
-    const u8* header = hasNameOfPalette(request.path, 'o') ? loadImgCheckHeader(request.path) : nullptr;
-    if (header == nullptr || loadImgLastFilesize() > largestFile || loadImgLastFilesize() < probedBytes ||
-        !beginsLikeSwatches(header))
-        return loadWrongFormat;
+    if (header[0] != 0 || (header[atVersion] != 1 && header[atVersion] != 2))
+        return refuseMark("Photoshop swatch");
+    if (bigEndian16(header + atCount) == 0)
+        return refuse(loadWrongFormat, "it holds no colours");
+    const u32 space = bigEndian16(header + atFirstSpace);
+    return space <= spaceCmyk || space == spaceLab || space == spaceGrey
+               ? loadSuccess
+               : refuse(loadWrongFormat, "its first colour is of the unknown space %u", space);
+}
+
+LoadStatus tryLoadSwatches(const LoadRequest& request, ImageInfo& image)
+{
+    const u8* header = probedPalette(request.path, "aco");
+    LoadStatus status = header != nullptr ? checkSwatches(header) : loadWrongFormat;
+    if (status != loadSuccess)
+        return status;
     File file;
+    status = openFile(request.path, file);
+    if (status != loadSuccess)
+        return status;
     i32 version;
     i32 colours;
-    if (!file.open(request.path) || !readNumber(file.stream, version) || !readNumber(file.stream, colours))
-        return loadCannotRead;
+    if (!readNumber(file.stream, version) || !readNumber(file.stream, colours))
+        return refuseHeader(loadCannotRead);
     if (colours < 1)
-        return loadWrongFormat;
-    return openPalette(file, image, swatches, colours, swatchColumns, static_cast<u32>(version), readSwatch);
+        return refuse(loadWrongFormat, "it announces %d colours", colours);
+    return openPalette(file, image, formatPhotoshopAco, colours, swatchColumns, static_cast<u32>(version), readSwatch);
 }
 
-static LoadStatus tryLoadBook(const LoadRequest& request, ImageInfo& image)
+LoadStatus tryLoadBook(const LoadRequest& request, ImageInfo& image)
 {
-    const u8* header = hasNameOfPalette(request.path, 'b') ? loadImgCheckHeader(request.path) : nullptr;
-    if (header == nullptr || loadImgLastFilesize() > largestFile || loadImgLastFilesize() < probedBytes ||
-        memcmp(header, "8BCB\0\1", probedBytes) != 0)
+    const u8* header = probedPalette(request.path, "acb");
+    if (header == nullptr)
         return loadWrongFormat;
+    if (memcmp(header, bookMark.data(), bookMark.size()) != 0)
+        return refuseMark("Photoshop colour book");
+    if (bigEndian16(header + atBookVersion) != 1)
+        return refuse(loadWrongFormat, "its version is %u", bigEndian16(header + atBookVersion));
     File file;
-    if (!file.open(request.path) || fseeko(file.stream, bookNames, SEEK_SET) != 0)
-        return loadCannotRead;
+    const LoadStatus status = openFile(request.path, file);
+    if (status != loadSuccess)
+        return status;
+    if (fseeko(file.stream, bookNames, SEEK_SET) != 0)
+        return refuse(loadCannotRead, "it cannot be read from its names on");
     for (int i = 0; i < bookNameCount; i++)
         skipName(file.stream);
     i32 colours;
@@ -186,19 +250,23 @@ static LoadStatus tryLoadBook(const LoadRequest& request, ImageInfo& image)
     i32 space;
     for (i32* value : {&colours, &width, &selector, &space}) {
         if (!readNumber(file.stream, *value))
-            return loadCannotRead;
+            return refuseHeader(loadCannotRead);
     }
-    if ((space != spaceRgb && space != spaceCmyk && space != spaceLab) || colours < 1 || width < 1)
-        return loadWrongFormat;
-    return openPalette(file, image, book, colours, width, static_cast<u32>(space), readBookColour);
+    if (space != spaceRgb && space != spaceCmyk && space != spaceLab)
+        return refuse(loadWrongFormat, "its colours are of the unknown space %d", space);
+    if (colours < 1)
+        return refuse(loadWrongFormat, "it announces %d colours", colours);
+    if (width < 1)
+        return refuse(loadWrongFormat, "its pages have %d colours", width);
+    return openPalette(file, image, formatPhotoshopAcb, colours, width, static_cast<u32>(space), readBookColour);
 }
 
 template <FormatId format, ReadColour readColour>
-static LoadStatus loadBand(u8* rows, u32 count, u32 bytesPerRow)
+LoadStatus loadBand(u8* rows, u32 count, u32 bytesPerRow)
 {
     PaletteFileState& state = threadState().raster.palette;
     if (state.file == nullptr || state.format != format)
-        return loadBadData;
+        return refuseUnopened();
     if (state.colours < paletteColours)
         return deliverColourNumbers(rows, count, bytesPerRow, state.colours);
     const u64 size = u64{count} * bytesPerRow;
@@ -208,19 +276,21 @@ static LoadStatus loadBand(u8* rows, u32 count, u32 bytesPerRow)
         u8* colour = rows + row * bytesPerRow;
         for (u32 slot = 0; slot < bytesPerRow / 3 && state.coloursDecoded < state.colours; slot++, colour += 3) {
             if (!readColour(state.file, state.variant, colour))
-                return loadBadData;
+                return refuseMissingColours(state.coloursDecoded, state.colours);
             state.coloursDecoded++;
         }
     }
     return loadSuccess;
 }
 
+} // namespace
+
 void registerLoadPhotoshopACO()
 {
-    registerEntries<tryLoadSwatches, loadBand<swatches, readSwatch>, endPaletteFile>();
+    registerEntries<tryLoadSwatches, loadBand<formatPhotoshopAco, readSwatch>, endPaletteFile>();
 }
 
 void registerLoadPhotoshopACB()
 {
-    registerEntries<tryLoadBook, loadBand<book, readBookColour>, endPaletteFile>();
+    registerEntries<tryLoadBook, loadBand<formatPhotoshopAcb, readBookColour>, endPaletteFile>();
 }

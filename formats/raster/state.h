@@ -3,9 +3,8 @@
 
 #include <cstdio>
 
+#include "framework/temporary.h"
 #include "tload.h"
-
-constexpr u32 folderNameBytes = 4096;
 
 struct GifDecoder;
 struct PngPicture;
@@ -21,6 +20,7 @@ struct BmpState {
     u32 height;
     u32 rowsDelivered;
     u8 invert;
+    bool hasAlpha; // a pixel of 32 bits that is not wholly transparent was read
 };
 
 struct GifState {
@@ -42,10 +42,15 @@ struct JpegState {
     JpegPicture* picture;
 };
 
+// What the decoder's messages are about: the header, rows of the picture, what was asked of it in vain and is not the
+// file's fault, or questions whose answers nobody is told.
+enum class TiffSubject { header, rows, request, nothing };
+
 // Serves the pictures of archives, too.
 struct TiffState {
     tiff* file;
     bool isReady; // a picture that was refused is open and has no rows
+    TiffSubject subject;
     u16 bitsPerSample;
     u16 samplesPerPixel;
     u16 photometric;
@@ -54,7 +59,7 @@ struct TiffState {
     bool withAlpha;
     u32 width;
     u32 rowCursor;
-    char folder[folderNameBytes]; // of the unpacked archive, removed at the end; empty = none
+    TemporaryPath folder; // of the unpacked archive
 };
 
 struct PcxState {
@@ -71,7 +76,7 @@ struct PcxState {
     bool isRowOfEnd; // rowWork holds a scanline of bytes behind the file's end
 };
 
-// Of the palettes that are shown as pictures. TongYuan programs keep their file here, too.
+// Of the palettes that are shown as pictures.
 struct PaletteFileState {
     FILE* file;
     FormatId format; // whose file it is

@@ -9,141 +9,178 @@
 #include "formats/raster/palette_file.h"
 #include "framework/bytes.h"
 #include "framework/path.h"
+#include "framework/probe.h"
 #include "framework/thread_state.h"
 
-constexpr FormatId textPalette = 63;
-constexpr i64 largestFile = 50000;
+namespace
+{
+
+constexpr i64 mostBytes = 50000;
 constexpr u32 usualColumns = 16;
 constexpr u32 mostColumns = 256;
-constexpr size_t shortestColour = 3; // characters of a line
+constexpr size_t leastCharacters = 3; // of a colour's line
 
 struct Line {
     char text[100];
 };
 
 // At the end of the file the line is empty.
-static void readLine(FILE* stream, Line& line)
+void readLine(FILE* stream, Line& line)
 {
     fgetsDosMac(line.text, sizeof line.text, stream);
 }
 
-static bool beginsWith(const Line& line, const char* beginning)
-{
-    return strncmp(line.text, beginning, strlen(beginning)) == 0;
-}
-
-static bool parseColour(const Line& line, u8* colour)
+bool parseColour(const Line& line, u8* colour)
 {
     return sscanf(line.text, "%hhu %hhu %hhu", &colour[0], &colour[1], &colour[2]) == 3;
 }
 
-// Each returns the number of colours, 0 when the file is no such palette.
+void remarkWrappedNumbers(const Line& line)
+{
+    long values[3];
+    if (sscanf(line.text, "%ld %ld %ld", &values[0], &values[1], &values[2]) != 3)
+        return;
+    for (long value : values) {
+        if (value < 0 || value > 255) {
+            remarkCount(Gravity::grave, 1, "colours have numbers outside 0 to 255, which wrap around");
+            return;
+        }
+    }
+}
 
-static u32 readJasc(FILE* stream, u8* palette)
+LoadStatus readColour(const Line& line, u32 index, u8* palette)
+{
+    if (!parseColour(line, palette + size_t{3} * index))
+        return refuse(loadWrongFormat, "the line of its colour %u holds no three numbers", index + 1);
+    remarkWrappedNumbers(line);
+    return loadSuccess;
+}
+
+LoadStatus readJasc(FILE* stream, u8* palette, u32& colours)
 {
     Line line;
     readLine(stream, line);
-    if (!beginsWith(line, "0100"))
-        return 0;
+    if (!startsWith(line.text, "0100"))
+        return refuse(loadWrongFormat, "its second line is not 0100");
     readLine(stream, line);
-    const i64 colours = strtol(line.text, nullptr, 10);
-    if (colours != 16 && colours != 256)
-        return 0;
-    for (i64 i = 0; i < colours; i++) {
+    const i64 announced = strtol(line.text, nullptr, 10);
+    if (announced != 16 && announced != 256)
+        return refuse(loadWrongFormat, "it announces %lld colours instead of 16 or 256",
+                      static_cast<long long>(announced));
+    for (colours = 0; colours < announced; colours++) {
         readLine(stream, line);
-        if (!parseColour(line, palette + 3 * i))
-            return 0;
+        const LoadStatus status = readColour(line, colours, palette);
+        if (status != loadSuccess)
+            return status;
     }
-    return static_cast<u32>(colours);
+    return loadSuccess;
 }
 
 // The colours up to the end of the file. Lines that begin with the mark are none; 0 marks no line.
-static u32 readColours(FILE* stream, char mark, u8* palette)
+LoadStatus readColours(FILE* stream, char mark, u8* palette, u32& colours)
 {
-    u32 colours = 0;
-    while (feof(stream) == 0 && ferror(stream) == 0 && colours < paletteColours) {
+    colours = 0;
+    while (feof(stream) == 0 && ferror(stream) == 0) {
         Line line;
         readLine(stream, line);
-        if (strlen(line.text) < shortestColour || (mark != 0 && line.text[0] == mark))
+        if (strlen(line.text) < leastCharacters || (mark != 0 && line.text[0] == mark))
             continue;
-        if (!parseColour(line, palette + size_t{3} * colours))
-            return 0;
+        u8 ignored[3];
+        if (colours == paletteColours) {
+            remarkCount(Gravity::grave, parseColour(line, ignored) ? 1 : 0, "colours behind the 256th are not read");
+            continue;
+        }
+        const LoadStatus status = readColour(line, colours, palette);
+        if (status != loadSuccess)
+            return status;
         colours++;
     }
-    return colours;
+    return colours > 0 ? loadSuccess : refuse(loadWrongFormat, "it holds no colours");
 }
 
-static u32 readGimp(FILE* stream, u8* palette, u32& columns)
+LoadStatus readGimp(FILE* stream, u8* palette, u32& columns, u32& colours)
 {
     constexpr const char* columnsKey = "Columns:";
     Line line;
     readLine(stream, line);
-    if (beginsWith(line, "Name:"))
+    if (startsWith(line.text, "Name:"))
         readLine(stream, line);
-    if (beginsWith(line, columnsKey)) {
+    if (startsWith(line.text, columnsKey)) {
         if (line.text[strlen(columnsKey)] != 0) {
             const i64 number = strtol(line.text + strlen(columnsKey), nullptr, 10);
             columns = static_cast<u32>(number);
             if (number < 1 || number > mostColumns)
-                return 0;
+                return refuse(loadWrongFormat, "it has %lld columns", static_cast<long long>(number));
         }
         readLine(stream, line); // where the first comment stands
     }
-    return readColours(stream, '#', palette);
+    u8 ignored[3];
+    if (parseColour(line, ignored))
+        remark(Gravity::grave, "the first colour is not read: it stands where a comment does");
+    return readColours(stream, '#', palette, colours);
 }
 
-static u32 readPlainList(FILE* stream, const Line& firstLine, u8* palette)
+LoadStatus readPlainList(FILE* stream, const Line& firstLine, u8* palette, u32& colours)
 {
+    constexpr const char* otherBeginning = "it begins neither as a palette of its name nor with three numbers to 255";
     int values[3];
     if (sscanf(firstLine.text, "%d %d %d", &values[0], &values[1], &values[2]) != 3)
-        return 0;
+        return refuse(loadWrongFormat, otherBeginning);
     for (int value : values) {
         if (value < 0 || value > 255)
-            return 0;
+            return refuse(loadWrongFormat, otherBeginning);
     }
     rewind(stream);
-    return readColours(stream, 0, palette);
+    return readColours(stream, 0, palette, colours);
 }
 
-static LoadStatus tryLoad(const LoadRequest& request, ImageInfo& image)
+LoadStatus tryLoad(const LoadRequest& request, ImageInfo& image)
 {
     const bool isPal = hasExtension(request.path, "pal");
     const bool isGpl = hasExtension(request.path, "gpl");
-    if ((!isPal && !isGpl) || loadImgCheckHeader(request.path) == nullptr || loadImgLastFilesize() > largestFile)
+    if (!isPal && !isGpl)
+        return refuse(loadWrongFormat, "the name ends neither in .pal nor in .gpl");
+    if (probedHeader(request.path, 0) == nullptr)
         return loadWrongFormat;
+    if (loadImgLastFilesize() > mostBytes)
+        return refuse(loadWrongFormat, "the file is too large for a palette: %s",
+                      amountOf(static_cast<u64>(loadImgLastFilesize())).text);
     File file;
-    if (!file.open(request.path))
-        return loadCannotRead;
+    LoadStatus status = openFile(request.path, file);
+    if (status != loadSuccess)
+        return status;
     memset(image.palette, 0, size_t{3} * paletteColours);
     image.width = usualColumns;
 
     Line line;
     readLine(file.stream, line);
-    const bool isGimp = isGpl && beginsWith(line, "GIMP Palette");
-    u32 colours;
-    if (isPal && beginsWith(line, "JASC-PAL"))
-        colours = readJasc(file.stream, image.palette);
+    const bool isGimp = isGpl && startsWith(line.text, "GIMP Palette");
+    u32 colours = 0;
+    if (isPal && startsWith(line.text, "JASC-PAL"))
+        status = readJasc(file.stream, image.palette, colours);
     else if (isGimp)
-        colours = readGimp(file.stream, image.palette, image.width);
+        status = readGimp(file.stream, image.palette, image.width, colours);
     else
-        colours = readPlainList(file.stream, line, image.palette);
-    if (colours == 0)
-        return loadWrongFormat;
+        status = readPlainList(file.stream, line, image.palette, colours);
+    if (status != loadSuccess)
+        return status;
 
     image.kind = kindIndexed;
     reportPaletteSize(image, colours, image.width);
     reportImage(image, isGimp ? "Gimp .GPL" : isPal ? "Jasc .PAL" : "Palette", loomOrientation);
-    keepPaletteFile(file, textPalette, colours);
+    keepPaletteFile(file, formatPalette, colours);
     return loadSuccess;
 }
 
-static LoadStatus loadBand(u8* rows, u32 count, u32 bytesPerRow)
+LoadStatus loadBand(u8* rows, u32 count, u32 bytesPerRow)
 {
     const PaletteFileState& state = threadState().raster.palette;
-    if (state.file == nullptr || state.format != textPalette)
-        return loadBadData;
+    if (state.file == nullptr || state.format != formatPalette)
+        return refuseUnopened();
     return deliverColourNumbers(rows, count, bytesPerRow, state.colours);
 }
+
+} // namespace
 
 void registerLoadPAL()
 {

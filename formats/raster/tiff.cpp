@@ -18,7 +18,11 @@
 #include "framework/bits.h"
 #include "framework/bytes.h"
 #include "framework/file.h"
+#include "framework/probe.h"
 #include "framework/thread_state.h"
+
+namespace
+{
 
 constexpr u8 markMotorola[tiffMarkBytes] = {'M', 'M', 0, '*'};
 constexpr u8 markIntel[tiffMarkBytes] = {'I', 'I', '*', 0};
@@ -31,53 +35,88 @@ constexpr double centimetresPerInch = 2.54;
 // Where the most significant byte of a 16-bit sample lies: libtiff turns samples into the machine's order.
 constexpr u32 highByte = std::endian::native == std::endian::little ? 1 : 0;
 
-__attribute__((format(printf, 4, 0))) static int printMessage(TIFF*, void*, const char*, const char* format,
-                                                              va_list arguments)
+constexpr size_t messageBytes = 8192;
+constexpr const char* harmlessWarning = "Old-style LZW codes"; // which are read all the same
+
+// Some of libtiff's words begin with the name.
+const char* withoutName(TIFF* file, const char* text)
 {
-    flockfile(stderr);
-    vfprintf(stderr, format, arguments);
-    fputc('\n', stderr);
-    funlockfile(stderr);
-    return 1; // libtiff has nothing to add
+    const char* name = TIFFFileName(file);
+    if (name == nullptr || name[0] == 0 || !startsWith(text, name))
+        return text;
+    text += strlen(name);
+    return text + strspn(text, ": ");
 }
 
-// The handlers are the file's own, so that neither the host's nor those of another thread are touched.
-static TIFF* openFile(const char* path)
+[[gnu::format(printf, 4, 0)]] void hear(TIFF* file, TiffSubject subject, bool isError, const char* format,
+                                        va_list arguments)
 {
+    if (subject == TiffSubject::nothing)
+        return;
+    char text[messageBytes];
+    vsnprintf(text, sizeof text, format, arguments);
+    if (file == nullptr) {
+        refuseOpening();
+    } else {
+        const char* words = withoutName(file, text);
+        // Of rows it also warns when it has made something up for them.
+        const bool isGrave = isError || (subject == TiffSubject::rows && !startsWith(words, harmlessWarning));
+        if (isError)
+            refuse(loadWrongFormat, "%s", words);
+        if (subject != TiffSubject::request)
+            remark(isGrave ? Gravity::grave : Gravity::harmless, "%s", words);
+    }
+    tell(stderr, "%s\n", text);
+}
+
+// Both return that libtiff has nothing to add.
+
+[[gnu::format(printf, 4, 0)]] int hearError(TIFF* file, void* state, const char*, const char* format, va_list arguments)
+{
+    hear(file, static_cast<const TiffState*>(state)->subject, true, format, arguments);
+    return 1;
+}
+
+[[gnu::format(printf, 4, 0)]] int hearWarning(TIFF* file, void* state, const char*, const char* format,
+                                              va_list arguments)
+{
+    hear(file, static_cast<const TiffState*>(state)->subject, false, format, arguments);
+    return 1;
+}
+
+// The handlers are the file's own, so that neither the host's nor those of another thread are touched. What fails has
+// its reason from them.
+TIFF* openDecoder(const char* path, TiffState& state)
+{
+    state.subject = TiffSubject::header;
+    refuse(loadWrongFormat, "it cannot be opened"); // in case that they are not called
     TIFFOpenOptions* options = TIFFOpenOptionsAlloc();
     if (options == nullptr)
         return nullptr;
-    TIFFOpenOptionsSetErrorHandlerExtR(options, printMessage, nullptr);
-    TIFFOpenOptionsSetWarningHandlerExtR(options, printMessage, nullptr);
+    TIFFOpenOptionsSetErrorHandlerExtR(options, hearError, &state);
+    TIFFOpenOptionsSetWarningHandlerExtR(options, hearWarning, &state);
     TIFF* file = TIFFOpenExt(path, "rb", options);
     TIFFOpenOptionsFree(options);
     return file;
 }
 
-static void release(TiffState& state)
+void release(TiffState& state)
 {
     if (state.file != nullptr)
         TIFFClose(state.file);
     state.file = nullptr;
     state.isReady = false;
-    if (state.folder[0] != 0)
-        removeFolder(state.folder);
-    state.folder[0] = 0;
+    removeTemporary(state.folder);
 }
 
-bool isTiffMark(const u8* bytes)
-{
-    return memcmp(bytes, markMotorola, tiffMarkBytes) == 0 || memcmp(bytes, markIntel, tiffMarkBytes) == 0;
-}
-
-static u16 numberOr(TIFF* file, u32 tag, u16 absent)
+u16 numberOr(TIFF* file, u32 tag, u16 absent)
 {
     u16 value = absent;
     TIFFGetField(file, tag, &value);
     return value;
 }
 
-static u32 thousandthsOfDpi(TIFF* file, u32 tag, u16 unit)
+u32 thousandthsOfDpi(TIFF* file, u32 tag, u16 unit)
 {
     float resolution = 0;
     TIFFGetField(file, tag, &resolution);
@@ -101,21 +140,28 @@ static u32 thousandthsOfDpi(TIFF* file, u32 tag, u16 unit)
     return value < 4294967295.0 ? static_cast<u32>(value) : 0xFFFFFFFF;
 }
 
-static bool hasAssociatedAlpha(const TiffState& state)
+// EXTRASAMPLE_UNSPECIFIED also without one.
+u16 extraSampleOf(TIFF* file)
 {
     u16 count = 0;
     const u16* meanings = nullptr;
-    return TIFFGetField(state.file, TIFFTAG_EXTRASAMPLES, &count, &meanings) != 0 && count != 0 &&
-           meanings[0] == EXTRASAMPLE_ASSOCALPHA && state.samplesPerPixel == 4 && state.photometric == PHOTOMETRIC_RGB;
+    return TIFFGetField(file, TIFFTAG_EXTRASAMPLES, &count, &meanings) != 0 && count != 0 ? meanings[0]
+                                                                                          : EXTRASAMPLE_UNSPECIFIED;
 }
 
-static void setGrey(u8* palette, u32 index, u32 level)
+bool hasAssociatedAlpha(const TiffState& state)
+{
+    return extraSampleOf(state.file) == EXTRASAMPLE_ASSOCALPHA && state.samplesPerPixel == 4 &&
+           state.photometric == PHOTOMETRIC_RGB;
+}
+
+void setGrey(u8* palette, u32 index, u32 level)
 {
     const auto grey = static_cast<u8>(level);
     setColour(palette, index, grey, grey, grey);
 }
 
-static void setRamp(u8* palette, u32 colours, bool blackFirst)
+void setRamp(u8* palette, u32 colours, bool blackFirst)
 {
     const u32 entries = std::min(colours, paletteColours);
     const u32 maximum = colours - 1;
@@ -128,7 +174,7 @@ static void setRamp(u8* palette, u32 colours, bool blackFirst)
 }
 
 // False when a colour map is needed and missing.
-static bool chooseKind(const TiffState& state, ImageInfo& image)
+bool chooseKind(TiffState& state, ImageInfo& image)
 {
     const u32 colours = 1u << state.bitsPerSample;
     const bool blackFirst = state.photometric == PHOTOMETRIC_MINISBLACK;
@@ -156,7 +202,9 @@ static bool chooseKind(const TiffState& state, ImageInfo& image)
         break;
     }
     case PHOTOMETRIC_YCBCR:
+        state.subject = TiffSubject::request; // of others than JPEG data
         TIFFSetField(state.file, TIFFTAG_JPEGCOLORMODE, JPEGCOLORMODE_RGB);
+        state.subject = TiffSubject::header;
         image.kind = colourKind;
         break;
     case PHOTOMETRIC_RGB:
@@ -168,60 +216,6 @@ static bool chooseKind(const TiffState& state, ImageInfo& image)
         break; // the caller's kind stays
     }
     return true;
-}
-
-LoadStatus openTiff(const char* path, ImageInfo& image)
-{
-    TiffState& state = threadState().raster.tiff;
-    release(state);
-    TIFF* file = openFile(path);
-    if (file == nullptr)
-        return loadWrongFormat;
-    state.file = file;
-
-    state.bitsPerSample = numberOr(file, TIFFTAG_BITSPERSAMPLE, 1);
-    state.samplesPerPixel = numberOr(file, TIFFTAG_SAMPLESPERPIXEL, 1);
-    if (TIFFGetField(file, TIFFTAG_PHOTOMETRIC, &state.photometric) == 0 || TIFFIsTiled(file) != 0)
-        return loadWrongFormat;
-    const u32 samples = state.samplesPerPixel;
-    if ((samples != 1 && samples != 3 && samples != 4) || state.bitsPerSample > deepestSample ||
-        state.photometric == PHOTOMETRIC_MASK || (state.photometric == PHOTOMETRIC_SEPARATED && samples != 4))
-        return loadWrongFormat;
-    state.withAlpha = hasAssociatedAlpha(state);
-
-    TIFFGetField(file, TIFFTAG_IMAGEWIDTH, &image.width);
-    TIFFGetField(file, TIFFTAG_IMAGELENGTH, &image.height);
-    TIFFGetFieldDefaulted(file, TIFFTAG_PLANARCONFIG, &state.planarConfig);
-    const u16 unit = numberOr(file, TIFFTAG_RESOLUTIONUNIT, RESUNIT_INCH);
-    image.resX = thousandthsOfDpi(file, TIFFTAG_XRESOLUTION, unit);
-    image.resY = thousandthsOfDpi(file, TIFFTAG_YRESOLUTION, unit);
-    if (state.planarConfig == PLANARCONFIG_SEPARATE && state.photometric != PHOTOMETRIC_RGB)
-        return loadWrongFormat;
-    state.compression = numberOr(file, TIFFTAG_COMPRESSION, COMPRESSION_NONE);
-    if (state.compression == COMPRESSION_OJPEG) {
-        printf("llib: old style JPEG not supported in TIFF %s\n", path);
-        return loadWrongFormat;
-    }
-    if (!chooseKind(state, image))
-        return loadWrongFormat;
-
-    const u16 orientation = numberOr(file, TIFFTAG_ORIENTATION, ORIENTATION_TOPLEFT);
-    image.orientationFlag = orientation == ORIENTATION_TOPRIGHT || orientation == ORIENTATION_BOTRIGHT ||
-                            orientation == ORIENTATION_RIGHTTOP || orientation == ORIENTATION_RIGHTBOT;
-    strcpy(image.description, "TIFF");
-    image.mulX = image.mulY = image.firstPart = 1;
-    state.width = image.width;
-    state.rowCursor = 0;
-    state.isReady = true;
-    return loadSuccess;
-}
-
-static LoadStatus tryLoad(const LoadRequest& request, ImageInfo& image)
-{
-    const u8* header = loadImgCheckHeader(request.path);
-    if (header == nullptr || loadImgLastFilesize() < static_cast<i64>(tiffMarkBytes) || !isTiffMark(header))
-        return loadWrongFormat;
-    return openTiff(request.path, image);
 }
 
 enum class Pixels {
@@ -237,7 +231,7 @@ enum class Pixels {
     lab
 };
 
-static Pixels pixelsOf(const TiffState& state)
+Pixels pixelsOf(const TiffState& state)
 {
     switch (state.photometric) {
     case PHOTOMETRIC_PALETTE:
@@ -264,7 +258,185 @@ static Pixels pixelsOf(const TiffState& state)
     }
 }
 
-static u32 bytesOfPixel(Pixels pixels)
+LoadStatus refuseVariant(const TiffState& state)
+{
+    const u32 samples = state.samplesPerPixel;
+    if (TIFFIsTiled(state.file) != 0)
+        return refuse(loadWrongFormat, "tiled");
+    if (samples != 1 && samples != 3 && samples != 4)
+        return refuse(loadWrongFormat, "%u samples a pixel", samples);
+    if (state.bitsPerSample > deepestSample)
+        return refuse(loadWrongFormat, "%u bits a sample", state.bitsPerSample);
+    if (state.photometric == PHOTOMETRIC_MASK)
+        return refuse(loadWrongFormat, "a transparency mask, no picture");
+    if (state.photometric == PHOTOMETRIC_SEPARATED && samples != 4)
+        return refuse(loadWrongFormat, "%u ink%s instead of four", samples, samples == 1 ? "" : "s");
+    return loadSuccess;
+}
+
+LoadStatus refuseStorage(TiffState& state, const char* path)
+{
+    if (state.planarConfig == PLANARCONFIG_SEPARATE && state.photometric != PHOTOMETRIC_RGB)
+        return refuse(loadWrongFormat, "samples in planes that are not red, green and blue");
+    state.compression = numberOr(state.file, TIFFTAG_COMPRESSION, COMPRESSION_NONE);
+    if (state.compression == COMPRESSION_OJPEG) {
+        tell(stdout, "llib: old style JPEG not supported in TIFF %s\n", path);
+        return refuse(loadWrongFormat, "old-style JPEG compression");
+    }
+    return loadSuccess;
+}
+
+void remarkSamples(const TiffState& state, Pixels pixels)
+{
+    const u32 bits = state.bitsPerSample;
+    const bool isFlat = pixels == Pixels::indices;
+    const bool isCut = bits == 16 && (isFlat || pixels == Pixels::colours);
+    if (pixels == Pixels::unread)
+        remark(Gravity::grave, "rows of the photometric interpretation %u, %u samples of %u bits, are left as they are",
+               state.photometric, state.samplesPerPixel, bits);
+    else if (isCut)
+        remark(Gravity::harmless, "of samples of 16 bits the upper half is delivered");
+    else if (bits != 8 && !(isFlat && bits != 0 && 8 % bits == 0))
+        remark(Gravity::grave, "samples of %u bits are not delivered as what they mean", bits);
+    const u16 format = numberOr(state.file, TIFFTAG_SAMPLEFORMAT, SAMPLEFORMAT_UINT);
+    if (format != SAMPLEFORMAT_UINT && format != SAMPLEFORMAT_VOID && state.photometric != PHOTOMETRIC_CIELAB)
+        remark(Gravity::grave, "samples with a sign or a fraction are taken for whole numbers");
+    if ((isFlat || pixels == Pixels::deepIndices || pixels == Pixels::mappedColours) && state.samplesPerPixel > 1)
+        remark(Gravity::grave, "of %u samples a pixel each is taken for a pixel", state.samplesPerPixel);
+    if (state.photometric == PHOTOMETRIC_YCBCR && state.compression != COMPRESSION_JPEG)
+        remark(Gravity::grave, "luminance and chrominance are taken for red, green and blue");
+}
+
+// What of the colours is left out.
+void remarkColours(const TiffState& state, Pixels pixels)
+{
+    const bool isColour =
+        pixels == Pixels::coloursAndIgnored || pixels == Pixels::colourPlanes || pixels == Pixels::lab;
+    if (isColour && state.samplesPerPixel == 4) {
+        if (extraSampleOf(state.file) == EXTRASAMPLE_UNSPECIFIED)
+            remark(Gravity::harmless, "the fourth sample of every pixel is left out");
+        else
+            remark(Gravity::grave, "the alpha channel is left out");
+    }
+    const u16* map[3] = {};
+    if (state.bitsPerSample == 1 && state.photometric == PHOTOMETRIC_PALETTE &&
+        TIFFGetField(state.file, TIFFTAG_COLORMAP, &map[0], &map[1], &map[2]) != 0) {
+        for (const u16* channel : map) {
+            if (channel[0] >> 8 != 255 || channel[1] >> 8 != 0)
+                remark(Gravity::grave, "the colour map of a picture of 1 bit is taken for white and black");
+        }
+    }
+    u32 stripRows = 1;
+    TIFFGetFieldDefaulted(state.file, TIFFTAG_ROWSPERSTRIP, &stripRows);
+    if (pixels == Pixels::colourPlanes && state.samplesPerPixel == 1)
+        remark(Gravity::grave, "one plane is taken for red, green and blue");
+    if (pixels == Pixels::colourPlanes && stripRows > 1)
+        remark(Gravity::grave, "samples are in planes, of which every row of a strip shows the strip's first");
+}
+
+// Strips that the file does not hold whole. Of those that are not compressed the rows count, whatever their size says.
+u32 missingStrips(const TiffState& state, u32 height)
+{
+    const u64 fileSize = TIFFGetSizeProc(state.file)(TIFFClientdata(state.file));
+    const u32 strips = TIFFNumberOfStrips(state.file);
+    const u32 planes = state.planarConfig == PLANARCONFIG_SEPARATE ? state.samplesPerPixel : 1;
+    const u32 planeStrips = std::max(strips / planes, 1u);
+    u32 stripRows = height;
+    TIFFGetFieldDefaulted(state.file, TIFFTAG_ROWSPERSTRIP, &stripRows);
+    u32 missing = 0;
+    for (u32 strip = 0; strip < strips; strip++) {
+        const u64 offset = TIFFGetStrileOffset(state.file, strip);
+        u64 size = TIFFGetStrileByteCount(state.file, strip);
+        if (offset < fileSize && size <= fileSize - offset)
+            continue;
+        const u64 before = u64{strip % planeStrips} * stripRows;
+        if (state.compression == COMPRESSION_NONE && before < height)
+            size = std::min(size,
+                            TIFFVStripSize64(state.file, static_cast<u32>(std::min<u64>(stripRows, height - before))));
+        missing += offset >= fileSize || size > fileSize - offset ? 1 : 0;
+    }
+    return missing;
+}
+
+// What libtiff says to these questions is no matter of the file's.
+void remarkLosses(TiffState& state, u32 height, u16 orientation)
+{
+    state.subject = TiffSubject::nothing;
+    const Pixels pixels = pixelsOf(state);
+    remarkSamples(state, pixels);
+    remarkColours(state, pixels);
+    if (TIFFIsCODECConfigured(state.compression) == 0)
+        remark(Gravity::grave, "its compression %u is not read", state.compression);
+    remarkCount(Gravity::grave, missingStrips(state, height), "strips of its data lie behind the end of the file");
+    if (orientation != ORIENTATION_TOPLEFT)
+        remark(Gravity::harmless, "the picture is not turned as its orientation %u asks for", orientation);
+    if (TIFFLastDirectory(state.file) == 0)
+        remark(Gravity::harmless, "only the first of its pages is read");
+    state.subject = TiffSubject::header;
+}
+
+} // namespace
+
+bool isTiffMark(const u8* bytes)
+{
+    return memcmp(bytes, markMotorola, tiffMarkBytes) == 0 || memcmp(bytes, markIntel, tiffMarkBytes) == 0;
+}
+
+// A file that is refused stays open until the next call or endTiff.
+LoadStatus openTiff(const char* path, ImageInfo& image)
+{
+    TiffState& state = threadState().raster.tiff;
+    release(state);
+    TIFF* file = openDecoder(path, state);
+    if (file == nullptr)
+        return loadWrongFormat;
+    state.file = file;
+
+    state.bitsPerSample = numberOr(file, TIFFTAG_BITSPERSAMPLE, 1);
+    state.samplesPerPixel = numberOr(file, TIFFTAG_SAMPLESPERPIXEL, 1);
+    if (TIFFGetField(file, TIFFTAG_PHOTOMETRIC, &state.photometric) == 0)
+        return refuse(loadWrongFormat, "its header does not tell what the samples mean");
+    LoadStatus status = refuseVariant(state);
+    if (status != loadSuccess)
+        return status;
+    state.withAlpha = hasAssociatedAlpha(state);
+
+    TIFFGetField(file, TIFFTAG_IMAGEWIDTH, &image.width);
+    TIFFGetField(file, TIFFTAG_IMAGELENGTH, &image.height);
+    TIFFGetFieldDefaulted(file, TIFFTAG_PLANARCONFIG, &state.planarConfig);
+    const u16 unit = numberOr(file, TIFFTAG_RESOLUTIONUNIT, RESUNIT_INCH);
+    image.resX = thousandthsOfDpi(file, TIFFTAG_XRESOLUTION, unit);
+    image.resY = thousandthsOfDpi(file, TIFFTAG_YRESOLUTION, unit);
+    status = refuseStorage(state, path);
+    if (status != loadSuccess)
+        return status;
+    if (!chooseKind(state, image))
+        return refuse(loadWrongFormat, "its colour map is missing");
+
+    const u16 orientation = numberOr(file, TIFFTAG_ORIENTATION, ORIENTATION_TOPLEFT);
+    image.orientationFlag = orientation == ORIENTATION_TOPRIGHT || orientation == ORIENTATION_BOTRIGHT ||
+                            orientation == ORIENTATION_RIGHTTOP || orientation == ORIENTATION_RIGHTBOT;
+    strcpy(image.description, "TIFF");
+    image.mulX = image.mulY = image.firstPart = 1;
+    state.width = image.width;
+    state.rowCursor = 0;
+    state.isReady = true;
+    remarkLosses(state, image.height, orientation);
+    return loadSuccess;
+}
+
+namespace
+{
+
+LoadStatus tryLoad(const LoadRequest& request, ImageInfo& image)
+{
+    const u8* header = probedHeader(request.path, tiffMarkBytes);
+    if (header == nullptr)
+        return loadWrongFormat;
+    return isTiffMark(header) ? openTiff(request.path, image) : refuseMark("TIFF");
+}
+
+u32 bytesOfPixel(Pixels pixels)
 {
     switch (pixels) {
     case Pixels::unread:
@@ -326,12 +498,12 @@ constexpr double darkRoot = 0.206893;
 constexpr double lineSlope = 7.787;
 constexpr double lineStart = 16.0 / 116;
 
-static double cube(double value)
+double cube(double value)
 {
     return value * value * value;
 }
 
-static Lightness lightnessOf(u32 sample)
+Lightness lightnessOf(u32 sample)
 {
     const u32 percent = sample * 100 >> 8;
     auto luminance = static_cast<float>(cube((16 + percent) / 116.0));
@@ -342,18 +514,18 @@ static Lightness lightnessOf(u32 sample)
     return {static_cast<float>(root), luminance};
 }
 
-static float fromRoot(float root)
+float fromRoot(float root)
 {
     return static_cast<float>(root > darkRoot ? cube(root) : (root - lineStart) / lineSlope);
 }
 
-static u8 roundedLevel(double level)
+u8 roundedLevel(double level)
 {
     return static_cast<u8>(std::clamp(static_cast<i32>(level + 0.5), 0, 255));
 }
 
 // Every step is kept in single precision, as colours in hundredths are.
-static void writeLab(Lightness lightness, int8_t a, int8_t b, u8* rgb)
+void writeLab(Lightness lightness, int8_t a, int8_t b, u8* rgb)
 {
     const double x = fromRoot(static_cast<float>(lightness.root + a / 500.0)) * 242.36629F;
     const double y = lightness.luminance * 255.0F;
@@ -379,12 +551,12 @@ struct RowReader {
 };
 
 // How many bytes the samples of a row are taken from; libtiff counts less for thinned out colours.
-static u64 sampleBytes(const RowReader& reader, u64 samples)
+u64 sampleBytes(const RowReader& reader, u64 samples)
 {
     return (samples * reader.width * reader.bits + 7) / 8;
 }
 
-static bool prepare(RowReader& reader, const TiffState& state)
+LoadStatus prepare(RowReader& reader, const TiffState& state)
 {
     reader.file = state.file;
     reader.pixels = pixelsOf(state);
@@ -395,14 +567,14 @@ static bool prepare(RowReader& reader, const TiffState& state)
     const tmsize_t size = separate ? TIFFStripSize(state.file) : TIFFScanlineSize(state.file);
     constexpr tmsize_t mostBytes = tmsize_t{1} << 38;
     if (size <= 0 || size > mostBytes)
-        return false;
+        return refuse(loadOutOfMemory, "its rows are of an impossible size");
     reader.storedBytes = static_cast<u64>(size);
     const u64 planeCount = separate ? 3 : 1;
     const u64 planeBytes =
         separate ? std::max(reader.storedBytes, sampleBytes(reader, 1))
                  : std::max({reader.storedBytes, sampleBytes(reader, state.samplesPerPixel), u64{3} * state.width});
     if (!reader.work.allocate(planeCount * planeBytes))
-        return false;
+        return refuseMemory();
     for (u64 plane = 0; plane < 3; plane++)
         reader.planes[plane] = reader.work.bytes + plane % planeCount * planeBytes;
 
@@ -412,11 +584,11 @@ static bool prepare(RowReader& reader, const TiffState& state)
         for (u32 i = 0; i < 256; i++)
             reader.lightness[i] = lightnessOf(i);
     }
-    return true;
+    return loadSuccess;
 }
 
 // Every row of a strip shows the strip's first one.
-static bool readPlanes(RowReader& reader, u32 row, u32 height)
+bool readPlanes(RowReader& reader, u32 row, u32 height)
 {
     if (row >= height)
         return false;
@@ -435,76 +607,118 @@ static bool readPlanes(RowReader& reader, u32 row, u32 height)
 }
 
 template <typename Samples>
-static void writePixels(const RowReader& reader, Samples samples, Samples second, Samples third, u8* out)
+void writeIndices(Samples samples, u32 width, u8* out)
+{
+    for (u32 x = 0; x < width; x++)
+        out[x] = static_cast<u8>(samples.next());
+}
+
+template <typename Samples>
+void writeDeepIndices(Samples samples, u32 width, u8* out)
+{
+    for (u32 x = 0; x < width; x++, out += 2) {
+        const u16 index = static_cast<u16>(samples.next());
+        memcpy(out, &index, sizeof index);
+    }
+}
+
+template <typename Samples>
+void writeMappedColours(Samples samples, u32 width, const u16* const (&map)[3], u8* out)
+{
+    for (u32 x = 0; x < width; x++, out += 3) {
+        const u32 index = samples.next();
+        for (u32 i = 0; i < 3; i++)
+            out[i] = static_cast<u8>(map[i][index]);
+    }
+}
+
+template <typename Samples>
+void writeColours(Samples samples, u32 width, bool skipsFourth, u8* out)
+{
+    for (u32 x = 0; x < width; x++, out += 3) {
+        for (u32 i = 0; i < 3; i++)
+            out[i] = static_cast<u8>(samples.next());
+        if (skipsFourth)
+            samples.next();
+    }
+}
+
+template <typename Samples>
+void writePlanes(Samples reds, Samples greens, Samples blues, u32 width, u8* out)
+{
+    for (u32 x = 0; x < width; x++, out += 3) {
+        out[0] = static_cast<u8>(reds.next());
+        out[1] = static_cast<u8>(greens.next());
+        out[2] = static_cast<u8>(blues.next());
+    }
+}
+
+template <typename Samples>
+void writeInks(Samples samples, u32 width, u8* out)
+{
+    for (u32 x = 0; x < width; x++, out += 3) {
+        const u32 cyan = samples.next(), magenta = samples.next(), yellow = samples.next();
+        const u32 light = 255 - samples.next();
+        out[0] = static_cast<u8>((255 - cyan) * light / 255);
+        out[1] = static_cast<u8>((255 - magenta) * light / 255);
+        out[2] = static_cast<u8>((255 - yellow) * light / 255);
+    }
+}
+
+template <typename Samples>
+void writeLabs(Samples samples, const RowReader& reader, u8* out)
+{
+    for (u32 x = 0; x < reader.width; x++, out += 3) {
+        const u32 lightness = samples.next(), a = samples.next(), b = samples.next();
+        for (u32 i = 3; i < reader.samplesPerPixel; i++)
+            samples.next();
+        writeLab(reader.lightness[lightness], static_cast<int8_t>(a), static_cast<int8_t>(b), out);
+    }
+}
+
+template <typename Samples>
+void writePixels(const RowReader& reader, Samples samples, Samples second, Samples third, u8* out)
 {
     const u32 width = reader.width;
     switch (reader.pixels) {
     case Pixels::unread:
         break;
     case Pixels::indices:
-        for (u32 x = 0; x < width; x++)
-            out[x] = static_cast<u8>(samples.next());
+        writeIndices(samples, width, out);
         break;
     case Pixels::deepIndices:
-        for (u32 x = 0; x < width; x++, out += 2) {
-            const u16 index = static_cast<u16>(samples.next());
-            memcpy(out, &index, sizeof index);
-        }
+        writeDeepIndices(samples, width, out);
         break;
     case Pixels::mappedColours:
-        for (u32 x = 0; x < width; x++, out += 3) {
-            const u32 index = samples.next();
-            for (u32 i = 0; i < 3; i++)
-                out[i] = static_cast<u8>(reader.colourMap[i][index]);
-        }
+        writeMappedColours(samples, width, reader.colourMap, out);
         break;
     case Pixels::colours:
     case Pixels::coloursAndIgnored:
-        for (u32 x = 0; x < width; x++, out += 3) {
-            for (u32 i = 0; i < 3; i++)
-                out[i] = static_cast<u8>(samples.next());
-            if (reader.pixels == Pixels::coloursAndIgnored)
-                samples.next();
-        }
+        writeColours(samples, width, reader.pixels == Pixels::coloursAndIgnored, out);
         break;
     case Pixels::coloursAndAlpha:
         for (u64 i = 0; i < u64{4} * width; i++)
             out[i] = static_cast<u8>(samples.next());
         break;
     case Pixels::colourPlanes:
-        for (u32 x = 0; x < width; x++, out += 3) {
-            out[0] = static_cast<u8>(samples.next());
-            out[1] = static_cast<u8>(second.next());
-            out[2] = static_cast<u8>(third.next());
-        }
+        writePlanes(samples, second, third, width, out);
         break;
     case Pixels::inks:
-        for (u32 x = 0; x < width; x++, out += 3) {
-            const u32 cyan = samples.next(), magenta = samples.next(), yellow = samples.next();
-            const u32 light = 255 - samples.next();
-            out[0] = static_cast<u8>((255 - cyan) * light / 255);
-            out[1] = static_cast<u8>((255 - magenta) * light / 255);
-            out[2] = static_cast<u8>((255 - yellow) * light / 255);
-        }
+        writeInks(samples, width, out);
         break;
     case Pixels::lab:
-        for (u32 x = 0; x < width; x++, out += 3) {
-            const u32 lightness = samples.next(), a = samples.next(), b = samples.next();
-            for (u32 i = 3; i < reader.samplesPerPixel; i++)
-                samples.next();
-            writeLab(reader.lightness[lightness], static_cast<int8_t>(a), static_cast<int8_t>(b), out);
-        }
+        writeLabs(samples, reader, out);
         break;
     }
 }
 
-static bool isAsStored(const RowReader& reader)
+bool isAsStored(const RowReader& reader)
 {
     return reader.bits == 8 && (reader.pixels == Pixels::indices || reader.pixels == Pixels::colours ||
                                 reader.pixels == Pixels::coloursAndAlpha);
 }
 
-static void writeRow(const RowReader& reader, u8* out)
+void writeRow(const RowReader& reader, u8* out)
 {
     const auto& [first, second, third] = reader.planes;
     const u32 bits = reader.bits;
@@ -520,21 +734,24 @@ static void writeRow(const RowReader& reader, u8* out)
         writePixels(reader, PackedSamples{first, bits}, PackedSamples{second, bits}, PackedSamples{third, bits}, out);
 }
 
+} // namespace
+
 LoadStatus loadTiffRows(u8* rows, u32 count, u32 bytesPerRow)
 {
     TiffState& state = threadState().raster.tiff;
     if (!state.isReady)
-        return loadBadData;
+        return refuseUnopened();
     RowReader reader;
-    if (!prepare(reader, state))
-        return loadOutOfMemory;
+    const LoadStatus status = prepare(reader, state);
+    if (status != loadSuccess)
+        return status;
     const u64 rowBytes = u64{bytesOfPixel(reader.pixels)} * state.width;
     // A row of uncompressed data is there or not; a damaged one of others must not reach the caller in pieces.
     const bool readsStraight = state.compression == COMPRESSION_NONE && isAsStored(reader) &&
                                reader.storedBytes == rowBytes && rowBytes <= bytesPerRow;
     Buffer narrow;
     if (rowBytes > bytesPerRow && !narrow.allocate(rowBytes))
-        return loadOutOfMemory;
+        return refuseMemory();
     u32 height = 0;
     TIFFGetField(state.file, TIFFTAG_IMAGELENGTH, &height);
 
@@ -542,11 +759,16 @@ LoadStatus loadTiffRows(u8* rows, u32 count, u32 bytesPerRow)
     for (u32 i = 0; i < wanted; i++) {
         u8* out = rows + u64{i} * bytesPerRow;
         const u32 row = state.rowCursor + i;
+        state.subject = row < height ? TiffSubject::rows : TiffSubject::request;
         const bool isRead = reader.pixels == Pixels::colourPlanes
                                 ? readPlanes(reader, row, height)
                                 : TIFFReadScanline(state.file, readsStraight ? out : reader.work.bytes, row, 0) >= 0;
-        if (!isRead)
+        if (!isRead) {
+            if (row < height)
+                remarkCount(Gravity::grave, std::min(wanted - i, height - row),
+                            "rows cannot be read and are left as they were");
             break;
+        }
         if (readsStraight)
             continue;
         writeRow(reader, narrow.bytes != nullptr ? narrow.bytes : out);
