@@ -98,10 +98,18 @@ void Loomfile::openForced()
     accept(noFormat);
 }
 
+bool Loomfile::contentsBegin(const char* mark) const
+{
+    const size_t length = strlen(mark);
+    return length <= headerBytes && memcmp(header, mark, length) == 0;
+}
+
 // The name that a link to the file needs for a loader which insists on one.
 std::string Loomfile::linkName(FormatId format) const
 {
     const std::string usual = "file" + firstExtension(format);
+    if (format == formatVectorPreview && !hasNameOf(path, format))
+        return contentsBegin("%PDF-") ? "file.pdf" : contentsBegin("%!PS") ? "file.eps" : "file.svg";
     if (format != formatQtz)
         return usual;
     // The member of an archive is looked for under the archive's own name.
