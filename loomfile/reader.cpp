@@ -186,6 +186,10 @@ static void clearTails(u8* rows, u32 count, u32 stride, const LoomfileInfo& info
 
 void Loomfile::loadBand(u8* rows, u32 count)
 {
+    // Their decoders leave out what is damaged.
+    constexpr FormatId leavingGaps[] = {formatGif, formatTiff, formatDis, formatDrape};
+    if (std::find(std::begin(leavingGaps), std::end(leavingGaps), loader) != std::end(leavingGaps))
+        memset(rows, 0, u64{count} * info.rowBytes);
     isSpent = true;
     const int status = getLoadBand()(rows, count, info.rowBytes);
     takeRemarks();
