@@ -16,7 +16,7 @@
 namespace fs = std::filesystem;
 using std::string;
 
-static const u32 drapeId = 39, vectorId = 59;
+static const u32 drapeId = formatDrape, vectorId = formatVectorPreview;
 
 static Bytes contentsOf(const string& path)
 {

@@ -22,7 +22,7 @@ TEST(Gif, DecodesAllKindsOfTables)
                         picture, {.deferredClear = deferredClear, .subBlockSize = subBlockSize, .paddingBytes = 4});
                     std::string file = directory.write(std::to_string(number++) + ".gif", bytes);
                     Loaded whole = load(file);
-                    EXPECT_EQ(whole.format, 1);
+                    EXPECT_EQ(whole.format, formatGif);
                     EXPECT_EQ(whole.kind, static_cast<u32>(kindIndexed));
                     EXPECT_EQ(whole.description, "GIF");
                     EXPECT_EQ(whole.bandStatus, loadSuccess);
@@ -122,7 +122,7 @@ TEST(Gif, DecodesDamagedAndSenselessCodesStepByStep)
         directory.write("r.gif", bytes);
 
         GifReference reference(data, colours, width, height);
-        OpenPicture picture(file, 1);
+        OpenPicture picture(file, formatGif);
         ASSERT_EQ(picture.status, loadSuccess);
         ASSERT_EQ(picture.width, width);
         const u32 bandStyle = nextRandom(state) % 3;
@@ -199,7 +199,7 @@ TEST(Gif, RefusesVariantsAndShortHeaders)
     Picture picture = palettePicture(9, 9, 4, 2);
     int number = 0;
     auto status = [&](const Bytes& bytes) {
-        return load(directory.write(std::to_string(number++) + ".gif", bytes), {.id = 1}).status;
+        return load(directory.write(std::to_string(number++) + ".gif", bytes), {.id = formatGif}).status;
     };
     EXPECT_EQ(status(encodeGif(picture, {.interlaced = true})), loadUnsupportedVariant);
     EXPECT_STREQ(llibGetReason(), "interlaced");
@@ -221,5 +221,5 @@ TEST(Gif, RefusesVariantsAndShortHeaders)
     for (size_t length = 6; length < blocks + 15; length++)
         EXPECT_EQ(status(Bytes(good.begin(), good.begin() + static_cast<i64>(length))), loadCannotRead) << length;
     EXPECT_EQ(status({'G', 'I', 'F', '8', '7'}), loadWrongFormat);
-    EXPECT_EQ(load(directory.path + "/missing.gif", {.id = 1}).status, loadWrongFormat);
+    EXPECT_EQ(load(directory.path + "/missing.gif", {.id = formatGif}).status, loadWrongFormat);
 }

@@ -96,7 +96,7 @@ TEST(Palettes, ReadTextAsItIsWritten)
     };
     for (const auto& [name, text, colours, told] : cases) {
         SCOPED_TRACE(name);
-        const Loaded loaded = load(directory.write(name, text), {.id = 63});
+        const Loaded loaded = load(directory.write(name, text), {.id = formatPalette});
         EXPECT_EQ(loaded.status, colours.empty() ? loadWrongFormat : loadSuccess);
         EXPECT_STREQ(colours.empty() ? llibGetReason() : llibGetRemark(0, nullptr), told);
         if (loaded.status == loadSuccess)

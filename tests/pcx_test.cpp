@@ -37,7 +37,7 @@ TEST(Pcx, DeliversEveryLayoutInBandsAndStrides)
             SCOPED_TRACE(number);
             const std::string file = directory.write(std::to_string(number++) + ".pcx", bytes);
             const Loaded whole = load(file);
-            EXPECT_EQ(whole.format, 3);
+            EXPECT_EQ(whole.format, formatPcx);
             EXPECT_EQ(whole.kind, kind == pictureRgb ? kindRGB : kindIndexed);
             EXPECT_TRUE(whole.width == width && whole.height == 23 && whole.mulX == 1 && whole.firstPart == 1);
             EXPECT_EQ(whole.description, "PCX");
@@ -118,10 +118,10 @@ TEST(Pcx, RefusesWhatItDoesNotRead)
         Bytes bytes = good;
         bytes[static_cast<size_t>(at)] = static_cast<u8>(value);
         const std::string file = directory.write(std::to_string(number++) + ".pcx", bytes);
-        EXPECT_EQ(load(file, {.id = 3}).status, loadWrongFormat) << at;
+        EXPECT_EQ(load(file, {.id = formatPcx}).status, loadWrongFormat) << at;
         EXPECT_STREQ(llibGetReason(), reason);
     }
     EXPECT_EQ(load(directory.write("short.pcx", Bytes(good.begin(), good.begin() + 127))).status, loadCannotRead);
-    expectHarmless("a.pcx", encodePcx(noisePicture(pictureRgb, 5, 3, 0, 1)), 3);
-    expectHarmless("b.pcx", encodePcx(noisePicture(pictureIndexed, 5, 3, 16, 1), {.planes = 4}), 3);
+    expectHarmless("a.pcx", encodePcx(noisePicture(pictureRgb, 5, 3, 0, 1)), formatPcx);
+    expectHarmless("b.pcx", encodePcx(noisePicture(pictureIndexed, 5, 3, 16, 1), {.planes = 4}), formatPcx);
 }

@@ -8,7 +8,7 @@
 #include "samples/tiff_writer.h"
 #include "tests/support.h"
 
-constexpr u32 tiff = 5;
+constexpr u32 tiff = formatTiff;
 constexpr u32 greyFromWhite = 0, greyFromBlack = 1, rgb = 2, palette = 3, inks = 5, yCbCr = 6, lab = 8;
 
 // libtiff's messages are collected, or they would fill the report.

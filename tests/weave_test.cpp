@@ -9,7 +9,7 @@
 
 using std::string;
 
-static const u32 weaveId = 10, fabricId = 40;
+static const u32 weaveId = formatWeave, fabricId = formatFabric;
 
 struct Variant {
     bool isDraft;

@@ -233,7 +233,7 @@ LoadStatus expandDesign(const char* path, const char* designName, Expanded& expa
         expand(path, expanded);
     }
     const LoadStatus status = checkCard(expanded.name);
-    if (status != loadSuccess && (expanded.result != 0 || access(expanded.name, F_OK) != 0))
+    if (status != loadSuccess && (expanded.result != 0 || !isOwnFile(expanded.name)))
         return refuseCommand(status, threadState().msExpandCommand, expanded.result);
     return status;
 }
