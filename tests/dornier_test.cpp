@@ -60,7 +60,7 @@ TEST(Dornier, JudgesBlocks)
     rest.insert(rest.begin() + 49, 7, 0xFF);
     EXPECT_EQ(loadStyle(rest).pixels(), noisePicture(pictureBilevel, 64, 2, 0, 1).rows);
     EXPECT_STREQ(llibGetRemark(0, nullptr), "bytes of blocks make no whole pick and are not read: 7");
-    rest[57]++;
+    rest[formatMuster]++;
     rest.push_back(0);
     EXPECT_EQ(loadStyle(rest).status, loadWrongFormat);
 }
