@@ -23,7 +23,8 @@ static Plain readPlainly(const std::string& path, bool areWifLinesLeftOut)
         stringToLower(buffer.data());
         return std::string(buffer.data());
     };
-    auto isShaft = [](int number) { return number >= 1 && number <= most; };
+    auto isShaft = [](int shaft) { return shaft >= 1 && shaft <= most; };
+    auto number = [](const char* text) { return static_cast<int>(strtoll(text, nullptr, 10)); };
     while (areWifLinesLeftOut && next().starts_with("[wif]"))
         ;
     for (std::string section; !feof(file);) {
@@ -32,7 +33,10 @@ static Plain readPlainly(const std::string& path, bool areWifLinesLeftOut)
             section = line.substr(0, line.find(']') + 1);
             line = next();
         }
-        int row = 0, first = 0, second = 0, count = sscanf(line.c_str(), "%d=%d,%d", &row, &first, &second);
+        long long numbers[3] = {};
+        const int count = sscanf(line.c_str(), "%lld=%lld,%lld", numbers, numbers + 1, numbers + 2);
+        const int row = static_cast<int>(numbers[0]), first = static_cast<int>(numbers[1]),
+                  second = static_cast<int>(numbers[2]);
         bool two = section == "[threading]" && line.find(',') != std::string::npos;
         const char* value = strchr(line.c_str(), '=');
         if (section == "[threading]" || section == "[treadling]") {
@@ -42,11 +46,11 @@ static Plain readPlainly(const std::string& path, bool areWifLinesLeftOut)
                 plain["second"][row] = {second};
         } else if (section == "[liftplan]" || section == "[tieup]") {
             for (; count >= 1 && value != nullptr; value = strchr(value + 1, ','))
-                if (isShaft(atoi(value + 1)))
-                    plain[section][row].insert(atoi(value + 1));
+                if (isShaft(number(value + 1)))
+                    plain[section][row].insert(number(value + 1));
         } else if (value != nullptr) {
             bool isYes = strchr("yot1", value[1]) != nullptr;
-            plain[section + line.substr(0, line.find('='))][0] = {section == "[contents]" ? isYes : atoi(value + 1)};
+            plain[section + line.substr(0, line.find('='))][0] = {section == "[contents]" ? isYes : number(value + 1)};
         }
     }
     fclose(file);
