@@ -151,3 +151,28 @@ void expectHarmless(const std::string& name, const Bytes& bytes, u32 id)
     }
     EXPECT_EQ(openDescriptors(), descriptors);
 }
+
+std::set<std::string> declaredNames(const char* header, const std::string& word)
+{
+    std::set<std::string> declared;
+    std::ifstream stream(header);
+    for (std::string text; std::getline(stream, text);) {
+        if (text.starts_with(word)) {
+            const std::string upToName = text.substr(0, text.find('('));
+            declared.insert(upToName.substr(upToName.find_last_of(" *") + 1));
+        }
+    }
+    return declared;
+}
+
+std::set<std::string> exportedNames(const std::string& library)
+{
+    std::set<std::string> exported;
+    FILE* pipe = popen(("nm -D --defined-only --format=posix " + library).c_str(), "r");
+    EXPECT_NE(pipe, nullptr);
+    char line[1000];
+    while (pipe != nullptr && fgets(line, sizeof line, pipe) != nullptr)
+        exported.insert(std::string(line).substr(0, std::string(line).find(' ')));
+    EXPECT_EQ(pclose(pipe), 0);
+    return exported;
+}

@@ -1,6 +1,7 @@
 // A host for tests: runs the three calls and keeps all they answer.
 #pragma once
 
+#include <set>
 #include <string>
 #include <vector>
 
@@ -64,3 +65,7 @@ int openDescriptors();
 // Loads the file cut off at every length and with every bit of its first bytes turned, as it is detected and by its own
 // loader: any status, but nothing outside the rows is written and nothing stays open.
 void expectHarmless(const std::string& name, const Bytes& bytes, u32 id);
+
+// The functions that a header declares behind a word, and those that a library exports.
+std::set<std::string> declaredNames(const char* header, const std::string& word);
+std::set<std::string> exportedNames(const std::string& library);

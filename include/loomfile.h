@@ -1,0 +1,202 @@
+/* loomfile: one way in to the files of textile design and weaving.
+ *
+ *     LoomfileFailure failure = loomfileFailure();
+ *     Loomfile* file = loomfileOpen("rose.jc5", NULL, &failure);
+ *     if (file == NULL)
+ *         fprintf(stderr, "rose.jc5: %s.\n", failure.sentence);
+ *     LoomfileInfo info = loomfileInfo();
+ *     loomfileGetInfo(file, &info);
+ *     unsigned char* rows = malloc((size_t)info.height * info.rowBytes);
+ *     loomfileReadAll(file, rows, info.rowBytes, &failure);
+ *     loomfileClose(file);
+ *
+ * Opening finds the format by the name and by what the file holds, the other files of a design, and the programs that
+ * some formats are unpacked or drawn with. Kinds, statuses and FormatName are those of tload.h, on which this library
+ * stands.
+ *
+ * Threads: any number of files may be open at once, on any threads. One file is used by one thread at a time. Every
+ * function that takes a file leaves the calling thread with libTload's state of its own (llibUseState(NULL)).
+ *
+ * Ownership: texts that a function returns belong to the file and last until it is closed, unless a comment says
+ * otherwise; buffers and structures are the caller's. Texts of the library are ASCII, names of files and texts from
+ * files are as they were found. The library prints nothing, changes no signal handler, no environment and no working
+ * directory, and no exception leaves it.
+ *
+ * Structures begin with their size, which the functions of the same name set: a later library leaves alone what an
+ * older program does not have. Unless a comment says otherwise, pointers must not be null.
+ */
+#ifndef LOOMFILE_H
+#define LOOMFILE_H
+
+#include <string.h>
+
+#include "tload.h"
+
+#if defined(__GNUC__)
+#define LOOMFILE_API __attribute__((visibility("default")))
+#else
+#define LOOMFILE_API
+#endif
+
+#ifdef __cplusplus
+extern "C" {
+#endif
+
+/* The version of this header; loomfileVersion() tells the library's. */
+#define LOOMFILE_VERSION "1.0.0"
+
+/* What can fail besides reading: statuses behind those of LoadStatus. */
+enum {
+    loomfileNotAnImage = 10,   /* nothing in the file tells of a picture or weave */
+    loomfileNameTooShort = 11, /* the name is empty */
+    loomfileCannotWrite = 12   /* no folder for temporary files can be made */
+};
+
+/* An open file. */
+typedef struct Loomfile Loomfile;
+
+/* How to open a file. Zero and null are the defaults. */
+typedef struct LoomfileOptions {
+    u32 size;
+    i32 format;        /* the FormatName to open it as; 0 = found out */
+    u32 libtloadOnly;  /* 1: no second reading of common pictures by the graphics command */
+    u32 bonasUnpadded; /* 1: the picks of Bonas files are not padded */
+    u32 jc4Module;     /* hooks of the module where a JC4 file allows several: 1 = 1344, 2 = 1536, 3 = 3072 */
+    u64 mostPixels;    /* refuse pictures of more pixels; 0 = 4294967296 */
+    u64 mostBytes;     /* refuse what would take more bytes of the library's own memory; 0 = 8589934592 */
+    /* The folder in which one for temporary files is made when a file needs it; null = $TMPDIR, else /tmp. */
+    const char* tmpDir;
+    /* Commands as a shell would run them, arguments are appended; null = found in PATH, "" = none. */
+    const char* gzipCommand;
+    const char* unzipCommand;
+    const char* msExpandCommand;
+    const char* vectorPreviewCommand;
+    const char* graphicsCommand; /* GraphicsMagick's "gm convert", for second readings */
+} LoomfileOptions;
+
+/* What an open file holds. */
+typedef struct LoomfileInfo {
+    u32 size;
+    i32 format;             /* a FormatName; 0 when only the graphics command knows the format */
+    const char* formatName; /* in words, "BMP" */
+    i32 refusedBy;          /* the FormatName that its name or first bytes told and whose loader refused it, else 0 */
+    u32 kind;               /* an ImageKind */
+    u32 width;              /* pixels a row, from 1 on */
+    u32 height;             /* rows, from 1 on */
+    u32 rowBytes;           /* bytes of a row */
+    u32 resX, resY;         /* thousandths of a dot per inch, 0 = unknown */
+    u32 mulX, mulY;         /* how many device pixels one pixel stands for */
+    u32 orientation;        /* 0 for pictures, 1 for loom files */
+    u32 isFirstPart;        /* 0 when the file continues a design of several files */
+    u32 isPalette;          /* 1 when the file is a palette: its picture has a pixel for each colour */
+    u32 isDoubtful;         /* 1 when only the name speaks for the format and the file does not fit it */
+    u32 isSecondReading;    /* 1 when the graphics command has read it */
+    u32 colourCount;        /* colours of the palette that count, 0 for kindRGB and kindRGBA */
+    u8 palette[768];        /* R, G, B of 256 colours; those behind colourCount are black. kindBilevel: white, black */
+    u64 fileBytes;          /* of the file */
+    const char* description;
+    const char* firstPartFile; /* the file that a design of several begins with, when that is another one, else "" */
+} LoomfileInfo;
+
+/* Why something was not done. */
+typedef struct LoomfileFailure {
+    u32 size;
+    i32 status;         /* a LoadStatus, or one of those above; 0 after a success */
+    i32 format;         /* the FormatName the file was taken for; 0 when it is not known */
+    i32 signal;         /* the number of the signal that ended a helper program, 0 = none */
+    char reason[256];   /* the loader's own words, "interlaced"; "" when it has none */
+    char sentence[640]; /* for the user, without the file's name and without a full stop; all of it is printable */
+} LoomfileFailure;
+
+/* Structures that are ready to be passed: all zero, but for their size. */
+static inline LoomfileOptions loomfileOptions(void)
+{
+    LoomfileOptions options;
+    memset(&options, 0, sizeof options);
+    options.size = (u32)sizeof options;
+    return options;
+}
+static inline LoomfileInfo loomfileInfo(void)
+{
+    LoomfileInfo info;
+    memset(&info, 0, sizeof info);
+    info.size = (u32)sizeof info;
+    return info;
+}
+static inline LoomfileFailure loomfileFailure(void)
+{
+    LoomfileFailure failure;
+    memset(&failure, 0, sizeof failure);
+    failure.size = (u32)sizeof failure;
+    return failure;
+}
+
+/* Opens a file. options may be null: the defaults. Null after a failure, which *failure then tells; failure may be
+ * null. The caller closes the file.
+ *
+ * Without options->format these are tried, until one takes the file without doubt: the format that libTload detects,
+ * the others whose files have such names, those that the contents speak for, whatever the name is. A format that has
+ * nothing in its files to know it by is taken by its contents only when the size it announces is the file's, and when
+ * it is taken by the name although the size differs, the file is doubtful.
+ *
+ * Common pictures (GIF, BMP, TIFF, PCX, PNM, WebP and more) that libTload refuses, or would not show as they are meant,
+ * are read by GraphicsMagick where it is installed; a remark says so. */
+LOOMFILE_API Loomfile* loomfileOpen(const char* path, const LoomfileOptions* options, LoomfileFailure* failure);
+
+/* The same for a file of which the caller has the bytes: they are written to a temporary file. name, of which what
+ * follows the last '/' counts, is what the file would be called; its extension counts for some formats. The bytes are
+ * not needed any more when the function returns; they may be null when size is 0. */
+LOOMFILE_API Loomfile* loomfileOpenMemory(const void* bytes, u64 size, const char* name, const LoomfileOptions* options,
+                                          LoomfileFailure* failure);
+
+/* Closes the file and removes its temporary files. Null does nothing. */
+LOOMFILE_API void loomfileClose(Loomfile* file);
+
+/* Fills in as much of *info as info->size tells. */
+LOOMFILE_API void loomfileGetInfo(const Loomfile* file, LoomfileInfo* info);
+
+/* What is left out or made up of the file, phrases of a line. Some are known only when rows have been read, so that
+ * the count may grow with every read. */
+LOOMFILE_API u32 loomfileRemarkCount(const Loomfile* file);
+/* A remark, counted from 0; "" for others. The text lasts until the next read. *isGrave, which may be null, becomes 1
+ * when the picture is not what the file means, else 0. */
+LOOMFILE_API const char* loomfileRemark(const Loomfile* file, u32 index, u32* isGrave);
+
+/* How many formats of libTload take the file, its own first; 0 when only the graphics command does. Others are tried
+ * when the function is first called. */
+LOOMFILE_API u32 loomfileCandidateCount(Loomfile* file);
+/* The FormatName of a candidate, counted from 0; 0 for others. */
+LOOMFILE_API i32 loomfileCandidate(Loomfile* file, u32 index);
+
+/* The name that a palette file (GIMP, Photoshop) gives to a colour, counted from 0, in UTF-8; "" when it has none. */
+LOOMFILE_API const char* loomfileColourName(Loomfile* file, u32 index);
+
+/* Writes the next count rows, one every stride bytes from rows on. The first call begins with the picture's first row.
+ * stride is at least the row size; bytes between the rows keep their values, bits behind the last pixel of a row are
+ * clear. Returns a status; after anything but 0 the rows are undefined, and which row comes next is, too. Asking for
+ * more rows than are left is refused with 7. failure may be null. */
+LOOMFILE_API i32 loomfileReadRows(Loomfile* file, u8* rows, u32 count, u32 stride, LoomfileFailure* failure);
+/* The same for the whole picture, whatever was read before. This is the fastest way to have it, most of all with a
+ * stride of the row size. The next row is then the first again. */
+LOOMFILE_API i32 loomfileReadAll(Loomfile* file, u8* rows, u32 stride, LoomfileFailure* failure);
+
+/* The next row to be read is the first again. */
+LOOMFILE_API void loomfileRewind(Loomfile* file);
+
+/* The Debian packages of the program without which files of a format are not opened, "gzip"; "" when it needs none. The
+ * text is a constant. */
+LOOMFILE_API const char* loomfileHelperPackages(i32 format);
+
+/* Removes the folders for temporary files of all files that are open, in whatever state they are. For a program's
+ * handler of a signal that ends it, and safe there: it only makes system calls. Files can be closed afterwards, but not
+ * read. */
+LOOMFILE_API void loomfileRemoveWorkFolders(void);
+
+/* The version of the library, "1.0.0". */
+LOOMFILE_API const char* loomfileVersion(void);
+
+#ifdef __cplusplus
+}
+#endif
+
+#endif

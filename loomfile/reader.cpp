@@ -1,0 +1,273 @@
+#include "loomfile/reader.h"
+
+#include <algorithm>
+#include <array>
+#include <cerrno>
+#include <cstring>
+
+#include "loomfile/format_facts.h"
+#include "loomfile/helpers.h"
+
+constexpr size_t paletteBytes = sizeof LoomfileInfo::palette;
+
+// Bytes that no palette holds, to see which colours a loader sets.
+static constexpr std::array<u8, paletteBytes> untouched = [] {
+    std::array<u8, paletteBytes> bytes{};
+    for (u32 i = 0; i < paletteBytes; i++) {
+        const u32 mixed = (i + 1) * 2654435761U;
+        bytes[i] = static_cast<u8>((mixed ^ mixed >> 13) >> 7);
+    }
+    return bytes;
+}();
+
+Loomfile::Loomfile(Settings given) : info(loomfileInfo()), settings(std::move(given)), state(llibNewState())
+{
+    if (state == nullptr)
+        throw std::bad_alloc();
+    const StateInUse use(state.get());
+    llibSetMessageHandler([](void*, const char*) {}, nullptr);
+    llibSetBonasLinePadding(settings.bonasUnpadded ? 0 : 1);
+    setDefaultMappingJC4(settings.jc4Module);
+}
+
+// Opens a file with a format's loader; what was open before is ended.
+Loomfile::Attempt Loomfile::tryFormat(FormatId format, const std::string& file)
+{
+    if (loader != 0)
+        getEndLoad()();
+    loader = 0;
+    pixels.reset();
+    isSpent = false;
+    nextRow = 0;
+    if (factsOf(format).helper != Helper::none) {
+        setHelpers(settings, work);
+        forgetHelperEnd(work);
+    }
+    returnLoaderFunctions(static_cast<u32>(format), file.c_str());
+    strcpy(loaderPath, file.c_str());
+    description[0] = 0;
+    info.kind = kindBilevel;
+    if (format == formatEat) // leaves out the white
+        memset(info.palette, 0, sizeof info.palette);
+    else
+        memcpy(info.palette, untouched.data(), untouched.size());
+    u8 orientation = 0;
+    errno = 0;
+    const int status =
+        getTryLoad()(loaderPath, &info.kind, &info.width, &info.height, &info.resX, &info.resY, &info.mulX, &info.mulY,
+                     info.palette, description, &orientation, &info.isFirstPart, 1);
+    info.orientation = orientation;
+    const int errorNumber = status == loadCannotRead ? errno : 0;
+    if (status == loadSuccess) {
+        loader = format;
+        opened = file;
+    }
+    Attempt refused = judge(format, status, errorNumber);
+    if (refused.has_value() && loader != 0) {
+        getEndLoad()();
+        loader = 0;
+    }
+    return refused;
+}
+
+Loomfile::Attempt Loomfile::judge(FormatId format, int status, int errorNumber)
+{
+    HelperEnd end;
+    if (factsOf(format).helper != Helper::none)
+        end = helperEnd(work);
+    // What it has unpacked or drawn may lack something, which the library cannot know.
+    if (end.hasFailed) {
+        const std::string said = end.message.empty() ? "" : " (" + end.message + ")";
+        return Refusal{status == loadWrongFormat ? loadWrongFormat : loadBadData,
+                       "the program that opens such files failed" + said, end.message, format, end.signal};
+    }
+    if (status != loadSuccess) {
+        const std::string reason = llibGetReason();
+        const bool lacksHelper = factsOf(format).helper != Helper::none && !hasHelper(settings, format);
+        return Refusal{status,
+                       sentenceOf({format, status, reason, settings.format == 0, errorNumber, hasNameOf(path, format),
+                                   lacksHelper}),
+                       reason, format};
+    }
+    info.rowBytes = llibRowBytes(info.kind, info.width);
+    takeRemarks();
+    return limit();
+}
+
+Loomfile::Attempt Loomfile::limit() const
+{
+    const std::string size = std::to_string(info.width) + " x " + std::to_string(info.height) + " pixels";
+    if (info.width == 0 || info.height == 0)
+        return Refusal{loadBadData, "the picture is empty (" + size + ")", "", loader};
+    if (info.rowBytes == 0)
+        return Refusal{loadBadData, "the file holds no picture that can be shown", "", loader};
+    if (u64{info.width} * info.height > settings.mostPixels)
+        return Refusal{loadOutOfMemory,
+                       "the picture of " + size + " has more than the " + std::to_string(settings.mostPixels) +
+                           " pixels that are allowed",
+                       "", loader};
+    return std::nullopt;
+}
+
+void Loomfile::takeRemarks()
+{
+    remarks = ownRemarks;
+    const i32 count = llibGetRemarkCount();
+    for (i32 i = 0; i < count; i++) {
+        i32 isGrave = 0;
+        const char* text = llibGetRemark(i, &isGrave);
+        remarks.push_back({text, isGrave != 0});
+    }
+}
+
+// What is known of the file once its format is decided.
+void Loomfile::accept(FormatId refusedBy)
+{
+    info.format = loader;
+    info.formatName = returnLoaderString(loader);
+    info.refusedBy = refusedBy;
+    info.isPalette = isPaletteFormat(loader) ? 1 : 0;
+    info.description = description;
+    info.fileBytes = fileBytes;
+    firstPart.clear();
+    if (opened == path && path != loaderPath) {
+        const bool isBare = isNamedBare && strncmp(loaderPath, "./", 2) == 0;
+        firstPart = loaderPath + (isBare ? 2 : 0);
+    }
+    info.firstPartFile = firstPart.c_str();
+    countPalette();
+}
+
+void Loomfile::countPalette()
+{
+    info.colourCount = 0;
+    if (info.kind == kindBilevel) {
+        memset(info.palette, 0, sizeof info.palette);
+        memset(info.palette, 0xFF, 3);
+        info.colourCount = 2;
+    }
+    if (info.kind != kindIndexed)
+        return;
+    size_t bytes = paletteBytes;
+    while (bytes > 0 && info.palette[bytes - 1] == untouched[bytes - 1])
+        bytes--;
+    info.colourCount = static_cast<u32>((bytes + 2) / 3);
+    std::fill(info.palette + 3 * info.colourCount, info.palette + paletteBytes, u8{0});
+    // A palette's picture holds every number once, whenever it is asked for; the colours behind them are black.
+    if (info.isPalette != 0) {
+        std::vector<u8> numbers(u64{info.width} * info.height);
+        if (getLoadBand()(numbers.data(), info.height, info.width) == loadSuccess)
+            info.colourCount = *std::max_element(numbers.begin(), numbers.end()) + 1U;
+    }
+}
+
+// From the first row again.
+void Loomfile::reopen()
+{
+    const LoomfileInfo known = info;
+    const FormatId format = loader;
+    const Attempt refused = tryFormat(format, std::string(opened));
+    if (refused.has_value())
+        throw Refusal(*refused);
+    info = known;
+}
+
+// Clear bits behind the last pixel of each row.
+static void clearTails(u8* rows, u32 count, u32 stride, const LoomfileInfo& info)
+{
+    const u32 bits = info.width % 8;
+    if (info.kind != kindBilevel || bits == 0)
+        return;
+    const auto mask = static_cast<u8>(0xFF00 >> bits);
+    for (u32 y = 0; y < count; y++)
+        rows[u64{y} * stride + info.rowBytes - 1] &= mask;
+}
+
+void Loomfile::loadBand(u8* rows, u32 count)
+{
+    const bool writesAll = loader <= formatTiff || loader == formatBmp;
+    if (!writesAll)
+        memset(rows, 0, u64{count} * info.rowBytes);
+    isSpent = true;
+    const int status = getLoadBand()(rows, count, info.rowBytes);
+    takeRemarks();
+    if (status == loadSuccess)
+        return;
+    const std::string reason = llibGetReason();
+    const bool isEarlyEnd = status == loadCannotRead;
+    throw Refusal{status,
+                  isEarlyEnd && info.kind == kindBilevel
+                      ? "the file is damaged, its data end early, or a further file of the design is missing"
+                  : isEarlyEnd ? "the file is damaged, its data end early"
+                               : sentenceOf({loader, status, reason, true, 0, true, false}),
+                  reason, info.format};
+}
+
+void Loomfile::loadWhole()
+{
+    if (pictureBytes() > settings.mostBytes)
+        throw Refusal{loadOutOfMemory,
+                      "the picture takes " + std::to_string(pictureBytes()) + " bytes, more than the " +
+                          std::to_string(settings.mostBytes) + " that are allowed",
+                      "", info.format};
+    if (isSpent)
+        reopen();
+    // Memory that no row is written to costs nothing this way, however large a damaged header says the picture is.
+    std::unique_ptr<u8, Freer> whole(static_cast<u8*>(calloc(info.height, info.rowBytes)));
+    if (whole == nullptr)
+        throw std::bad_alloc();
+    loadBand(whole.get(), info.height);
+    pixels = std::move(whole);
+}
+
+static void copyRows(u8* to, u32 toStride, const u8* from, u32 rowBytes, u32 count)
+{
+    for (u32 y = 0; y < count; y++)
+        memcpy(to + u64{y} * toStride, from + u64{y} * rowBytes, rowBytes);
+}
+
+void Loomfile::deliver(u8* rows, u32 count, u32 stride)
+{
+    const bool isStreamed = factsOf(loader).isStreamed;
+    const bool isWhole = !isSpent && count == info.height;
+    if (pixels == nullptr && (isStreamed || isWhole) && stride == info.rowBytes) {
+        loadBand(rows, count);
+    } else if (pixels == nullptr && isStreamed) {
+        constexpr u32 scratchBytes = 1 << 18;
+        const u32 most = std::max(scratchBytes / info.rowBytes, 1U);
+        std::vector<u8> scratch(u64{std::min(most, count)} * info.rowBytes);
+        for (u32 y = 0, part = 0; y < count; y += part) {
+            part = std::min(most, count - y);
+            loadBand(scratch.data(), part);
+            copyRows(rows + u64{y} * stride, stride, scratch.data(), info.rowBytes, part);
+        }
+    } else {
+        if (pixels == nullptr)
+            loadWhole();
+        copyRows(rows, stride, pixels.get() + u64{nextRow} * info.rowBytes, info.rowBytes, count);
+    }
+}
+
+void Loomfile::readRows(u8* rows, u32 count, u32 stride)
+{
+    const StateInUse use(state.get());
+    if (stride < info.rowBytes)
+        throw Refusal{loadBadData, "a row takes " + std::to_string(info.rowBytes) + " bytes, there is room for " +
+                                       std::to_string(stride)};
+    if (count > info.height - nextRow)
+        throw Refusal{loadBadData, "rows are asked for that the picture does not have"};
+    if (count == 0)
+        return;
+    if (nextRow == 0 && isSpent && pixels == nullptr)
+        reopen();
+    deliver(rows, count, stride);
+    clearTails(rows, count, stride, info);
+    nextRow += count;
+}
+
+void Loomfile::readAll(u8* rows, u32 stride)
+{
+    nextRow = 0;
+    readRows(rows, info.height, stride);
+    nextRow = 0;
+}
