@@ -1,4 +1,6 @@
 // What users are told about files that are not read.
+#include <cstring>
+
 #include "loomfile/format_facts.h"
 #include "loomfile/reader.h"
 
@@ -19,12 +21,18 @@ static std::string because(const Circumstances& file)
     return says ? ": " + file.reason : "";
 }
 
+// "a JC5 Staubli", "an Act .WJL"
+static std::string withArticle(const std::string& name)
+{
+    return (strchr("AEIO", name[0]) != nullptr ? "an " : "a ") + name;
+}
+
 static std::string wrongFormat(const Circumstances& file, const std::string& name)
 {
     if (file.isDetected && file.format == formatBonas && !file.hasItsName)
         return "the format is not recognised";
     const std::string reason = because(file);
-    return "this is not a " + name + " file" + expectedName(file) +
+    return "this is not " + withArticle(name) + " file" + expectedName(file) +
            (reason.empty() ? ", or a damaged or unusual one that cannot be loaded" : reason);
 }
 

@@ -50,7 +50,7 @@ struct Tool : testing::Test {
     TestDirectory files;
     TestDirectory prints; // beside the files, whose names the tests look at
 
-    pid_t start(vector<string> arguments, const string& program = TLOAD_BINARY) const
+    pid_t start(vector<string> arguments, const string& program = LOOMFILE_BINARY) const
     {
         arguments.insert(arguments.begin(), program);
         vector<char*> words;
