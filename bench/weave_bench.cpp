@@ -41,6 +41,14 @@ struct WeaveFile {
     ~WeaveFile() { std::filesystem::remove(path); }
 };
 
+// Nothing but the look-up of the state in use, which nearly every function begins with.
+static void lookUpState(benchmark::State& state)
+{
+    for (auto _ : state)
+        benchmark::DoNotOptimize(loadImgLastFilesize());
+}
+BENCHMARK(lookUpState);
+
 static Bytes rows(side* rowBytes);
 
 // Bands are read from a picture that is open: what opening costs is the file's reading.

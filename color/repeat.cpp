@@ -8,20 +8,18 @@
 #include <cstdlib>
 #include <cstring>
 
-bool expandRepeats(u8* data, i32 rowBytes, i32 rows, const i32* repeatTable)
+Expansion expandRepeats(u8* data, i32 rowBytes, i32 rows, const i32* repeatTable)
 {
     for (i32 y = 0; y < rows; y++) {
-        if (static_cast<u32>(repeatTable[y]) > static_cast<u32>(rows)) {
-            fputs("copyTableEqualY: wrong repeat table!\n", stdout);
-            return true;
-        }
+        if (static_cast<u32>(repeatTable[y]) > static_cast<u32>(rows))
+            return Expansion::wrongTable;
     }
     if (rows <= 0 || rowBytes <= 0)
-        return true;
+        return Expansion::done;
     // A row that is named before it has a source of its own stands for the first.
     auto* sources = static_cast<i32*>(calloc(static_cast<size_t>(rows), sizeof(i32)));
     if (sources == nullptr)
-        return false;
+        return Expansion::noMemory;
     i32 stored = 0;
     for (i32 y = 0; y < rows; y++)
         sources[y] = repeatTable[y] == 0 ? stored++ : sources[repeatTable[y] - 1];
@@ -32,18 +30,22 @@ bool expandRepeats(u8* data, i32 rowBytes, i32 rows, const i32* repeatTable)
             memcpy(data + static_cast<size_t>(y) * size, data + static_cast<size_t>(sources[y]) * size, size);
     }
     free(sources);
-    return true;
+    return Expansion::done;
 }
 
 void copyTableEqualY(u8* data, i32 rowBytes, i32 rows, const i32* repeatTable)
 {
-    expandRepeats(data, rowBytes, rows, repeatTable);
+    if (expandRepeats(data, rowBytes, rows, repeatTable) == Expansion::wrongTable)
+        puts(wrongRepeatTable);
 }
+
+namespace
+{
 
 // The seam is one of ten neighbouring pairs of columns or rows, the one in the middle.
 constexpr i32 pairs = 10;
 constexpr i32 seamPair = 4;
-constexpr i32 smallestSize = 21;
+constexpr i32 leastSize = 21;
 
 struct RepeatPicture {
     const u8* pixels;
@@ -53,7 +55,7 @@ struct RepeatPicture {
     i32 height;
 };
 
-static i64 pixelDifference(const RepeatPicture& picture, i32 firstX, i32 firstY, i32 secondX, i32 secondY)
+i64 pixelDifference(const RepeatPicture& picture, i32 firstX, i32 firstY, i32 secondX, i32 secondY)
 {
     const u8* first = picture.pixels + firstY * picture.stride;
     const u8* second = picture.pixels + secondY * picture.stride;
@@ -72,7 +74,7 @@ static i64 pixelDifference(const RepeatPicture& picture, i32 firstX, i32 firstY,
     return difference;
 }
 
-static u16 seamPercent(const i64* differences, i64 length)
+u16 seamPercent(const i64* differences, i64 length)
 {
     i64 sum = 0;
     i64 different = 0;
@@ -85,6 +87,8 @@ static u16 seamPercent(const i64* differences, i64 length)
     return average * 100 > length && seam > average ? static_cast<u16>(seam * 100 / average - 100) : u16{0};
 }
 
+} // namespace
+
 void getRepeatBorder(const u8* pixels, i32 kind, i32 width, i32 height, i32 stride, u16* seamX, u16* seamY)
 {
     *seamX = 0;
@@ -92,7 +96,7 @@ void getRepeatBorder(const u8* pixels, i32 kind, i32 width, i32 height, i32 stri
     if (pixels == nullptr)
         return;
     const RepeatPicture picture = {pixels, stride, kind, width, height};
-    if (width >= smallestSize) {
+    if (width >= leastSize) {
         i64 differences[pairs] = {};
         for (i32 y = 0; y < height - 1; y++) {
             for (i32 pair = 0; pair < pairs; pair++)
@@ -101,7 +105,7 @@ void getRepeatBorder(const u8* pixels, i32 kind, i32 width, i32 height, i32 stri
         }
         *seamX = seamPercent(differences, height);
     }
-    if (height >= smallestSize) {
+    if (height >= leastSize) {
         i64 differences[pairs] = {};
         const i32 length = kind == kindBilevel ? width : width - 1;
         for (i32 pair = 0; pair < pairs; pair++) {
@@ -112,6 +116,9 @@ void getRepeatBorder(const u8* pixels, i32 kind, i32 width, i32 height, i32 stri
         *seamY = seamPercent(differences, width);
     }
 }
+
+namespace
+{
 
 // The points placed so far, in square cells whose edges are cellSize; the last cell of a row or column also takes what
 // is left over. A cell holds its last point, a point the one that was placed before it in the same cell.
@@ -126,18 +133,18 @@ struct PlacedPoints {
     i32* next;
 };
 
-static i32 cellOf(i32 coordinate, i32 cellSize, i32 cells)
+i32 cellOf(i32 coordinate, i32 cellSize, i32 cells)
 {
     return std::min(coordinate / cellSize, cells - 1);
 }
 
-static i64 distanceAround(i64 difference, i64 size)
+i64 distanceAround(i64 difference, i64 size)
 {
     return std::min({std::abs(difference), std::abs(difference - size), std::abs(difference + size)});
 }
 
 // Lowers nearest to the squared distance of the nearest point in a cell; the cell's place may lie beyond the edges.
-static void lookIntoCell(const PlacedPoints& placed, i32 x, i32 y, i32 cellX, i32 cellY, i64& nearest)
+void lookIntoCell(const PlacedPoints& placed, i32 x, i32 y, i32 cellX, i32 cellY, i64& nearest)
 {
     cellX += cellX < 0 ? placed.cellsX : cellX >= placed.cellsX ? -placed.cellsX : 0;
     cellY += cellY < 0 ? placed.cellsY : cellY >= placed.cellsY ? -placed.cellsY : 0;
@@ -151,7 +158,7 @@ static void lookIntoCell(const PlacedPoints& placed, i32 x, i32 y, i32 cellX, i3
 
 // The squared distance of the nearest point, or anything up to enough when that is near enough to lose. Looks into the
 // cells in rings around the place.
-static i64 distanceToNearest(const PlacedPoints& placed, i32 x, i32 y, i64 enough)
+i64 distanceToNearest(const PlacedPoints& placed, i32 x, i32 y, i64 enough)
 {
     const i32 cellX = cellOf(x, placed.cellSize, placed.cellsX);
     const i32 cellY = cellOf(y, placed.cellSize, placed.cellsY);
@@ -176,7 +183,7 @@ static i64 distanceToNearest(const PlacedPoints& placed, i32 x, i32 y, i64 enoug
     return nearest;
 }
 
-static void place(PlacedPoints& placed, i32 point, i32 x, i32 y)
+void place(PlacedPoints& placed, i32 point, i32 x, i32 y)
 {
     u16* coordinates = placed.points + 2 * i64{point};
     coordinates[0] = static_cast<u16>(x);
@@ -188,7 +195,7 @@ static void place(PlacedPoints& placed, i32 point, i32 x, i32 y)
 }
 
 // Of the candidates for each point the one is taken that is farthest from all points before.
-static void placeAll(PlacedPoints& placed, i32 count)
+void placeAll(PlacedPoints& placed, i32 count)
 {
     constexpr i32 candidates = 60;
     i32 chosenX = 0;
@@ -208,6 +215,8 @@ static void placeAll(PlacedPoints& placed, i32 count)
         place(placed, point, chosenX, chosenY);
     }
 }
+
+} // namespace
 
 u16* selfAvoidTable(i32 count, i32 width, i32 height)
 {

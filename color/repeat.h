@@ -3,6 +3,10 @@
 
 #include "tload.h"
 
-// copyTableEqualY, which cannot say that memory does not suffice: then false, and the rows are as they were. A wrong
-// table is printed and no failure.
-bool expandRepeats(u8* data, i32 rowBytes, i32 rows, const i32* repeatTable);
+enum class Expansion { done, wrongTable, noMemory };
+
+// copyTableEqualY without a word: unless it is done, the rows are as they were.
+Expansion expandRepeats(u8* data, i32 rowBytes, i32 rows, const i32* repeatTable);
+
+// What is said of a wrong table.
+constexpr char wrongRepeatTable[] = "copyTableEqualY: wrong repeat table!";

@@ -6,8 +6,11 @@
 #include "framework/file.h"
 #include "framework/reason.h"
 
+namespace
+{
+
 // How many bytes follow the current position; false when the stream cannot tell.
-static bool bytesLeft(FILE* file, u64& left)
+bool bytesLeft(FILE* file, u64& left)
 {
     off_t position = ftello(file);
     if (position < 0)
@@ -23,6 +26,8 @@ static bool bytesLeft(FILE* file, u64& left)
     left = size > position ? static_cast<u64>(size - position) : 0;
     return true;
 }
+
+} // namespace
 
 int readCompressedData(const char* sizeText, u8* dest, int destCapacity, FILE* file)
 {

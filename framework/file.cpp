@@ -59,9 +59,12 @@ void closeSlot(FILE*& slot)
     slot = nullptr;
 }
 
+namespace
+{
+
 enum class Removal { done, hasMembers, impossible };
 
-static Removal removeEntry(int folder, const char* name)
+Removal removeEntry(int folder, const char* name)
 {
     if (strcmp(name, ".") == 0 || strcmp(name, "..") == 0)
         return Removal::impossible;
@@ -72,7 +75,7 @@ static Removal removeEntry(int folder, const char* name)
 
 // Removes what a folder holds, but moves folders in it that hold something up into the one above, where they are named
 // by the next numbers.
-static void flatten(int above, const char* name, u64& number)
+void flatten(int above, const char* name, u64& number)
 {
     fchmodat(above, name, S_IRWXU, 0);
     const int descriptor = openat(above, name, O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC);
@@ -93,6 +96,8 @@ static void flatten(int above, const char* name, u64& number)
     }
     closedir(folder);
 }
+
+} // namespace
 
 // However deep the folders lie in each other, only two are open at a time.
 void removeFolder(const char* path)

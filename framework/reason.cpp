@@ -137,8 +137,8 @@ void remarkCount(Gravity gravity, u64 more, const char* phrase)
         *counting = {{}, gravity, phrase, 0};
     }
     counting->count += more;
-    snprintf(counting->text, sizeof counting->text, "%llu %s", static_cast<unsigned long long>(counting->count),
-             phrase);
+    snprintf(counting->text, sizeof counting->text, "%s: %llu", phrase,
+             static_cast<unsigned long long>(counting->count));
 }
 
 Amount amountOf(u64 bytes)
@@ -146,7 +146,8 @@ Amount amountOf(u64 bytes)
     constexpr u64 exact = 100000;
     Amount amount;
     if (bytes < exact)
-        snprintf(amount.text, sizeof amount.text, "%llu bytes", static_cast<unsigned long long>(bytes));
+        snprintf(amount.text, sizeof amount.text, "%llu byte%s", static_cast<unsigned long long>(bytes),
+                 bytes == 1 ? "" : "s");
     else if (bytes < exact * 1000)
         snprintf(amount.text, sizeof amount.text, "%llu KB", static_cast<unsigned long long>(bytes / 1000));
     else
@@ -162,11 +163,11 @@ void remarkFileSize(FILE* stream, u64 dataBytes, u64 width, u64 height)
         return;
     const u64 held = size > position ? static_cast<u64>(size - position) : 0;
     if (held < dataBytes)
-        remark(Gravity::grave, "the header announces %llu x %llu, %s of its %s are missing",
+        remark(Gravity::grave, "the header announces %llu x %llu, the file lacks %s of its %s",
                static_cast<unsigned long long>(width), static_cast<unsigned long long>(height),
                amountOf(dataBytes - held).text, amountOf(dataBytes).text);
     else if (held > dataBytes)
-        remark(Gravity::harmless, "%s behind the picture are not read", amountOf(held - dataBytes).text);
+        remark(Gravity::harmless, "behind the picture the file goes on for %s", amountOf(held - dataBytes).text);
 }
 
 void tell(FILE* stream, const char* text, ...)

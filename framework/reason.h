@@ -47,7 +47,8 @@ LoadStatus refuseEarlyEnd(u64 missing); // 7: the file ends so many rows before 
 
 // Tells what a picture that is delivered lacks. The same remark is kept once.
 [[gnu::format(printf, 2, 3)]] void remark(Gravity gravity, const char* phrase, ...);
-// A remark with a number in front, "3 picks that ...", which adds up over all calls for the same phrase.
+// A remark with a number behind it, "picks that the file lacks are clear: 3", which adds up over all calls for the same
+// phrase.
 void remarkCount(Gravity gravity, u64 more, const char* phrase);
 
 // Compares the dataBytes that a header announces from the stream's position on with what the file holds, and remarks on

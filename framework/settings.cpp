@@ -3,8 +3,11 @@
 
 #include "framework/thread_state.h"
 
+namespace
+{
+
 // The text that is replaced is kept: a host may still be reading it. Without memory the setting becomes unset.
-static void storeText(const char* LoaderThreadState::*setting, const char* text)
+void storeText(const char* LoaderThreadState::*setting, const char* text)
 {
     LoaderThreadState& state = threadState();
     if (text != nullptr && state.*setting != nullptr && strcmp(state.*setting, text) == 0)
@@ -22,6 +25,8 @@ static void storeText(const char* LoaderThreadState::*setting, const char* text)
     state.settingTexts = kept;
     state.*setting = copy;
 }
+
+} // namespace
 
 void llibSetTmpDir(const char* text)
 {

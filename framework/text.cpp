@@ -2,6 +2,30 @@
 
 #include "framework/thread_state.h"
 
+namespace
+{
+
+bool isLineEnd(int c)
+{
+    return c == '\r' || c == '\n';
+}
+
+// The first place in text where before, tag and after stand in a row.
+char* findTag(char* text, const char* before, const char* tag, const char* after)
+{
+    size_t beforeLength = strlen(before);
+    size_t tagLength = strlen(tag);
+    size_t afterLength = strlen(after);
+    for (char* place = strstr(text, before); place != nullptr; place = strstr(place + 1, before)) {
+        char* name = place + beforeLength;
+        if (strncmp(name, tag, tagLength) == 0 && strncmp(name + tagLength, after, afterLength) == 0)
+            return place;
+    }
+    return nullptr;
+}
+
+} // namespace
+
 int tolowerAZ(int c)
 {
     auto character = static_cast<signed char>(c);
@@ -29,11 +53,6 @@ char* removeLast(char* text)
     return text;
 }
 
-static bool isLineEnd(int c)
-{
-    return c == '\r' || c == '\n';
-}
-
 char* fgetsDosMac(char* buf, int size, FILE* file)
 {
     if (size < 1)
@@ -52,20 +71,6 @@ char* fgetsDosMac(char* buf, int size, FILE* file)
     funlockfile(file);
     buf[count < size ? count : size - 1] = 0;
     return count > 0 ? buf : nullptr;
-}
-
-// The first place in text where before, tag and after stand in a row.
-static char* findTag(char* text, const char* before, const char* tag, const char* after)
-{
-    size_t beforeLength = strlen(before);
-    size_t tagLength = strlen(tag);
-    size_t afterLength = strlen(after);
-    for (char* place = strstr(text, before); place != nullptr; place = strstr(place + 1, before)) {
-        char* name = place + beforeLength;
-        if (strncmp(name, tag, tagLength) == 0 && strncmp(name + tagLength, after, afterLength) == 0)
-            return place;
-    }
-    return nullptr;
 }
 
 char* parseOneLineTagXML(char* text, const char* tag)

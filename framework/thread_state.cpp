@@ -10,10 +10,10 @@ namespace
 // Plain data: a thread pays nothing for the block until it touches the library, and nothing runs when it ends.
 static_assert(std::is_trivially_destructible_v<LoaderThreadState>);
 
-// Side by side, so that one look-up of the thread finds both.
+// Side by side, so that one look-up of the thread finds both, and one cache line the beginning of both.
 struct ThreadStates {
-    LoaderThreadState own;
     LoaderThreadState* used; // null = the thread's own
+    LoaderThreadState own;
 };
 
 constinit thread_local ThreadStates states{};

@@ -81,7 +81,7 @@ static void checkFootprint(Tally& tally, const Footprint& before, const Sample& 
 static void loadBothWays(Tally& tally, const std::string& path, const Sample& sample, long long where,
                          const Footprint* before = nullptr)
 {
-    for (u32 format : {u32{formatDetect}, sample.format}) {
+    for (u32 format : {u32{formatDetect}, u32{sample.format}}) {
         const u32 bandRows = where % 3 == 0 ? 0 : 7;
         const LoadedFile loaded = loadFile(path, format, bandRows, where % 5 == 0 ? where % 4 - 2 : 0);
         tally.loads++;

@@ -22,7 +22,7 @@ TEST(Bmp, DeliversEveryDepthInBandsAndStrides)
                                                        std::to_string(headerSize) + ".bmp",
                                                    encodeBmp(picture, {.bits = bits, .headerSize = headerSize}));
                 Loaded whole = load(file);
-                EXPECT_EQ(whole.format, 23);
+                EXPECT_EQ(whole.format, formatBmp);
                 EXPECT_EQ(whole.bandStatus, loadSuccess);
                 EXPECT_EQ(whole.kind, kind);
                 EXPECT_EQ(whole.width, width);
@@ -101,7 +101,7 @@ TEST(Bmp, ReportsPlausibleResolutions)
                           {"g.bmp", 0x80000000, 50728000, 1288490189, 1288491200}};
     for (const Case& one : cases) {
         Bytes bytes = encodeBmp(flatPicture(kindRGB, 2, 2, 0), {.pixelsPerMetreX = one.x, .pixelsPerMetreY = one.y});
-        Loaded loaded = load(directory.write(one.name, bytes), {.id = 23});
+        Loaded loaded = load(directory.write(one.name, bytes), {.id = formatBmp});
         EXPECT_EQ(loaded.resX, one.resX) << one.name;
         EXPECT_EQ(loaded.resY, one.resY) << one.name;
     }
@@ -140,7 +140,7 @@ TEST(Bmp, RefusesWhatItDoesNotRead)
     put32(several, 18, 0);
     several[28] = 5;
     EXPECT_EQ(load(directory.write("several.bmp", several)).status, loadWrongFormat);
-    EXPECT_EQ(load(directory.path + "/missing.bmp", {.id = 23}).status, loadWrongFormat);
+    EXPECT_EQ(load(directory.path + "/missing.bmp", {.id = formatBmp}).status, loadWrongFormat);
 }
 
 TEST(Bmp, RemarksOnWhatItLeavesOut)
@@ -160,7 +160,7 @@ TEST(Bmp, RemarksOnWhatItLeavesOut)
     Bytes cut = encodeBmp(noisePicture(kindRGBA, 3, 3, 0, 1), {.headerSize = 124});
     cut.pop_back();
     EXPECT_EQ(remarks(cut, 14 + 56, 0x4D424544),
-              "the colour profile is not used\n!the header announces 3 x 3, 1 bytes of its 36 bytes are missing\n");
+              "the colour profile is not used\n!the header announces 3 x 3, the file lacks 1 byte of its 36 bytes\n");
     Picture clear = flatPicture(kindRGBA, 3, 1, 0);
     std::fill(clear.rows.begin(), clear.rows.end(), 0);
     EXPECT_EQ(remarks(encodeBmp(clear), 6, 0),
@@ -190,7 +190,7 @@ TEST(Pbm, IsRecognisedAndRefused)
     TestDirectory directory;
     int descriptors = openDescriptors();
     Loaded loaded = load(directory.write("a.ppm", "P6\n1 1\n255\nabc"));
-    EXPECT_EQ(loaded.format, 11);
+    EXPECT_EQ(loaded.format, formatPbm);
     EXPECT_EQ(loaded.status, loadWrongFormat);
     EXPECT_EQ(openDescriptors(), descriptors);
 }

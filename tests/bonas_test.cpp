@@ -9,7 +9,7 @@
 
 namespace fs = std::filesystem;
 
-constexpr u32 ep = 8, epCompressed = 66;
+constexpr u32 ep = formatBonas, epCompressed = formatBonasCompressed;
 constexpr const char* standIn = "sh -c 'tail -c +15 \"$1\" >\"${1%_}\"' sh";
 
 // What the stand-in for the expanding command expands: the bytes behind a head of 14.
@@ -93,6 +93,8 @@ TEST_F(Bonas, GoesThroughTheParts)
     Bytes expected = picture.rows;
     std::fill(expected.begin() + 520 * 179 + 7, expected.begin() + 1000 * 179, u8{0});
     EXPECT_TRUE(load("d.ep", {.bands = {499, 1, 1, 600, 99}}).rows == expected);
+    EXPECT_STREQ(llibGetRemark(0, nullptr), "behind the picture the file goes on for 1000 bytes");
+    EXPECT_STREQ(llibGetRemark(1, nullptr), "picks that the file lacks are clear: 480");
     // The extension of a part found so stays in the name and is written over by the next number.
     writeParts(picture, 300, {"e.ep", "e.001.ep", "e.001002", "e.001003.ep"});
     EXPECT_TRUE(load("e.ep").rows == picture.rows);
@@ -108,6 +110,7 @@ TEST_F(Bonas, GoesThroughTheParts)
     fs::remove("t.001");
     const Loaded missing = load("t.ep");
     EXPECT_EQ(missing.bandStatus, loadCannotRead);
+    EXPECT_STREQ(llibGetReason(), "its part t.001 cannot be opened");
     EXPECT_TRUE(std::equal(tall.rows.begin(), tall.rows.begin() + 5, missing.rows.begin()));
 }
 
@@ -153,9 +156,14 @@ TEST_F(Bonas, ExpandsBesideTheFileOrInAFolderOfItsOwn)
         const OpenPicture open(file, epCompressed);
         EXPECT_TRUE(fs::exists("d.ep") && fs::is_empty(temporary.path));
     }
-    for (const std::string script : {"exit 1", "mkfifo \"${1%_}\"", "ln -s missing \"${1%_}\""}) {
+    const std::pair<std::string, const char*> scripts[] = {
+        {"exit 1", "the command sh failed with 1"},
+        {"mkfifo \"${1%_}\"", "the command sh left no file that can be read"},
+        {"ln -s missing \"${1%_}\"", "the command sh left no file that can be read"}};
+    for (const auto& [script, reason] : scripts) {
         llibSetMsExpandCommand(("sh -c '" + script + "' sh").c_str());
         EXPECT_EQ(load(file).status, loadWrongFormat) << script;
+        EXPECT_STREQ(llibGetReason(), reason);
         EXPECT_FALSE(fs::is_symlink("d.ep") || fs::exists("d.ep")) << script;
     }
 }

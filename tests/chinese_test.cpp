@@ -4,14 +4,14 @@
 
 #include "tests/card_support.h"
 
-static const CardFormat varitex = {"a.PAT", 26, encodeVaritex, "PAT"};
-static const CardFormat zhuPat = {"a.pat", 53, encodeZhuPat, "Motong PAT", 0};
-static const CardFormat zhuSti = {"a.Sti", 54, encodeZhuSti, "Motong STI"};
-static const CardFormat wbf = {"a.wbF", 61, [](const Picture& picture) { return encodeWbf(picture); }, "WBF Chinese",
-                               0};
-static const CardFormat wb = {"a.WB", 62, encodeWb, "WB Chinese", 0};
-static const CardFormat org = {
-    "a.org", 65, [](const Picture& picture) { return encodeOrg(picture, 0x80); }, "Most Dobby weave", 1, 0, true, true};
+static const CardFormat varitex = {"a.PAT", formatVaritexPat, encodeVaritex, "PAT"};
+static const CardFormat zhuPat = {"a.pat", formatZhuPat, encodeZhuPat, "Motong PAT", 0};
+static const CardFormat zhuSti = {"a.Sti", formatZhuSti, encodeZhuSti, "Motong STI"};
+static const CardFormat wbf = {"a.wbF", formatWbf, [](const Picture& picture) { return encodeWbf(picture); },
+                               "WBF Chinese", 0};
+static const CardFormat wb = {"a.WB", formatWb, encodeWb, "WB Chinese", 0};
+static const auto encodeLifts = [](const Picture& picture) { return encodeOrg(picture, 0x80); };
+static const CardFormat org = {"a.org", formatOrg, encodeLifts, "Most Dobby weave", 1, 0, true, true};
 
 TEST(Chinese, DeliversRowsAndColumns)
 {
@@ -83,11 +83,11 @@ TEST(Chinese, TellsWhatIsTheMatter)
     EXPECT_EQ(toldOf(zhuPat, patched(pat, 8, {25})), "the header announces 144 x 25, the file holds 490 bytes");
     Bytes longer = pat;
     longer.resize(longer.size() + 9);
-    EXPECT_EQ(toldOf(zhuPat, longer), "+9 bytes behind the picture are not read");
+    EXPECT_EQ(toldOf(zhuPat, longer), "+behind the picture the file goes on for 9 bytes");
     EXPECT_EQ(toldOf(zhuSti, sti), "");
     EXPECT_EQ(toldOf(zhuSti, patched(sti, 3, {0, 1})),
               "the file ends 113 rows before the picture does"
-              "!the header announces 512 x 256, 7202 bytes of its 16384 bytes are missing");
+              "!the header announces 512 x 256, the file lacks 7202 bytes of its 16384 bytes");
     const Bytes weave = {2, 0, 0, 0, 3, 0, 0, 0, 1, 0, 1, 0, 0, 5};
-    EXPECT_EQ(toldOf({"a.orc", 65, nullptr, ""}, weave), "the name does not end in .org");
+    EXPECT_EQ(toldOf({"a.orc", formatOrg, nullptr, ""}, weave), "the name does not end in .org");
 }

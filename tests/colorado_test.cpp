@@ -6,15 +6,16 @@
 
 TEST(Colorado, DeliversRunsInOneBand)
 {
-    const CardFormat format = {
-        "a.any", 47, [](const Picture& picture) { return encodeColorado(picture); }, "Colorado", 1, 0xA5, false, true};
+    const auto encode = [](const Picture& picture) { return encodeColorado(picture); };
+    const CardFormat format = {"a.any", formatColorado, encode, "Colorado", 1, 0xA5, false, true};
     for (u32 colours : {1u, 2u, 256u})
         for (u32 width : {1u, 7u, 1000u})
             expectDelivery(format, noisePicture(pictureIndexed, width, 9, colours, width));
     TestDirectory directory;
     const Picture picture = noisePicture(pictureIndexed, 3, 3, 256, 1);
-    EXPECT_EQ(load(directory.write("a", encodeColorado(picture, 7952)), {.id = 47}).palette, picture.palette);
-    EXPECT_EQ(statusOf("a", encodeColorado(picture, 7953), 47), loadWrongFormat);
+    EXPECT_EQ(load(directory.write("a", encodeColorado(picture, 7952)), {.id = formatColorado}).palette,
+              picture.palette);
+    EXPECT_EQ(statusOf("a", encodeColorado(picture, 7953), formatColorado), loadWrongFormat);
 }
 
 TEST(Colorado, DropsRunsThatPassTheBand)
@@ -26,19 +27,19 @@ TEST(Colorado, DropsRunsThatPassTheBand)
         {{10, 7, 3, 1, 6, 9, 5, 2}, {2}, {1, 1, 1, 2, 2, 2, 2, 2}, "!2 " + left},
         {{4, 1, 4, 2}, {1, 1}, {1, 1, 1, 1, 2, 2, 2, 2}, ""},
         {{6, 1, 4, 3, 4, 2}, {1, 1}, {3, 3, 3, 3, 2, 2, 2, 2}, "the file ends 1 row before the picture does!2 " + left},
-        {{8, 7, 1, 1}, {2, 1}, {}, "+2 bytes behind the picture are not read"},
+        {{8, 7, 1, 1}, {2, 1}, {}, "+behind the picture the file goes on for 2 bytes"},
         {{4, 1, 0, 1, 4, 2}, {2}, {}, "it has a run of no pixels"},
-        {{4, 1, 4, 2, 4}, {2}, {1, 1, 1, 1, 2, 2, 2, 2}, "+1 bytes behind the picture are not read"},
+        {{4, 1, 4, 2, 4}, {2}, {1, 1, 1, 1, 2, 2, 2, 2}, "+behind the picture the file goes on for 1 byte"},
         {{4, 1, 4}, {2}, {}, "the file ends 1 row before the picture does"}};
     TestDirectory directory;
     for (const auto& [pixels, bands, expected, told] : cases) {
         Bytes bytes = patched(encodeColorado(blankPicture(pictureIndexed, 4, 2)), 11, {static_cast<u8>(pixels.size())});
         bytes.erase(bytes.end() - 2, bytes.end());
         bytes.insert(bytes.end(), pixels.begin(), pixels.end());
-        const Loaded got = load(directory.write("a", bytes), {.id = 47, .bands = bands});
+        const Loaded got = load(directory.write("a", bytes), {.id = formatColorado, .bands = bands});
         EXPECT_EQ(got.bandStatus, expected.empty() ? loadBadData : loadSuccess) << pixels.size();
         EXPECT_TRUE(expected.empty() || got.rows == expected);
-        EXPECT_EQ(toldOf({"a", 47, nullptr, ""}, bytes), told);
+        EXPECT_EQ(toldOf({"a", formatColorado, nullptr, ""}, bytes), told);
     }
 }
 
@@ -48,5 +49,5 @@ TEST(Colorado, RefusesOtherHeaders)
     const Patches patches = {{0, 1},   {3, 1},    {12, 1},   {18, 1},         {20, 1},
                              {511, 1}, {4, 0, 0}, {6, 0, 0}, {8, 0, 0, 0, 1}, {8, 255, 255, 255, 255},
                              {10, 8},  {19, 24}};
-    expectStatuses({"a", 47, nullptr, ""}, good, loadWrongFormat, patches);
+    expectStatuses({"a", formatColorado, nullptr, ""}, good, loadWrongFormat, patches);
 }

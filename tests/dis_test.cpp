@@ -9,7 +9,7 @@
 
 namespace fs = std::filesystem;
 
-constexpr u32 dis = 64;
+constexpr u32 dis = formatDis;
 
 struct Dis : testing::Test {
     TestDirectory designs, temporary;

@@ -41,7 +41,7 @@ TEST(Dornier, JudgesBlocks)
     const Picture picture = noisePicture(pictureBilevel, 64, 12, 0, 1);
     int number = 0;
     auto loadStyle = [&](const Bytes& file) {
-        return load(directory.write(std::to_string(number++), file), {.id = 44});
+        return load(directory.write(std::to_string(number++), file), {.id = formatDoStyle});
     };
     // Where, what is written there, and whether the file is still good.
     const std::tuple<size_t, u8, bool> cases[] = {
@@ -59,7 +59,7 @@ TEST(Dornier, JudgesBlocks)
     rest[38] += 7;
     rest.insert(rest.begin() + 49, 7, 0xFF);
     EXPECT_EQ(loadStyle(rest).pixels(), noisePicture(pictureBilevel, 64, 2, 0, 1).rows);
-    EXPECT_STREQ(llibGetRemark(0, nullptr), "7 bytes of blocks make no whole pick and are not read");
+    EXPECT_STREQ(llibGetRemark(0, nullptr), "bytes of blocks make no whole pick and are not read: 7");
     rest[57]++;
     rest.push_back(0);
     EXPECT_EQ(loadStyle(rest).status, loadWrongFormat);
@@ -99,9 +99,10 @@ TEST(Dornier, JudgesLines)
     expect(56, 6, 0, {head + line + "   " + line});
     // The last line has no end and comes early: one pick stays empty.
     const Loaded early =
-        load(directory.write("e.pat", "W 1 3\n" + std::string(22, '-') + "\n\x05\n" + row + line + " "), {.id = 56});
-    EXPECT_STREQ(llibGetRemark(0, nullptr), "1 picks that the file lacks are clear");
+        load(directory.write("e.pat", "W 1 3\n" + std::string(22, '-') + "\n\x05\n" + row + line + " "),
+             {.id = formatDoTech});
+    EXPECT_STREQ(llibGetRemark(0, nullptr), "picks that the file lacks are clear: 1");
     ASSERT_EQ(early.rows.size(), 24u);
     EXPECT_EQ(std::pair(early.rows[15], early.rows[16]), std::pair(u8{0xFF}, u8{0}));
-    EXPECT_EQ(load(directory.write("a.dat", head + row + row), {.id = 56}).status, loadWrongFormat);
+    EXPECT_EQ(load(directory.write("a.dat", head + row + row), {.id = formatDoTech}).status, loadWrongFormat);
 }

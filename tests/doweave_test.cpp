@@ -34,7 +34,7 @@ TEST(DoWeave, ReadsRecords)
             EXPECT_EQ(firstBytesOf(textOf(three, 3, {lineEnd, isLong, isLong})), (Bytes{1, 2, 4})) << isLong;
     // Rows that no pick reaches are empty, unless a block stood there that a repeat has removed.
     EXPECT_EQ(firstBytesOf(textOf(three, 5)), (Bytes{1, 2, 4, 0, 0}));
-    EXPECT_STREQ(llibGetRemark(0, nullptr), "2 picks that the file lacks are clear");
+    EXPECT_STREQ(llibGetRemark(0, nullptr), "picks that the file lacks are clear: 2");
     const LoomStep none = {LoomStep::openRepeat, 0}, twice = {LoomStep::openRepeat, 2}, end = {LoomStep::closeRepeat};
     EXPECT_EQ(firstBytesOf(textOf({three[0], none, twice, three[1], end, three[2], end, three[0]}, 5)),
               (Bytes{1, 1, 2, 4, 0}));
@@ -75,7 +75,7 @@ TEST(DoWeave, RefusesOthersAndTellsUnknownRecords)
     auto expectRefusal = [&](const std::string& text, const std::string& said = "") {
         const std::string name = std::to_string(number++) + ".des", path = directory.write(name, text);
         testing::internal::CaptureStdout();
-        EXPECT_EQ(load(path, {.id = 49}).status, loadWrongFormat) << text;
+        EXPECT_EQ(load(path, {.id = formatDoWeave}).status, loadWrongFormat) << text;
         fflush(stdout);
         EXPECT_STRNE(llibGetReason(), llibStatusText(loadWrongFormat)) << text;
         EXPECT_EQ(testing::internal::GetCapturedStdout(),
@@ -94,9 +94,9 @@ TEST(DoWeave, RefusesOthersAndTellsUnknownRecords)
     expectRefusal(with(good, 34, "xxxxxxxx"), "-1): ");
     expectRefusal(head + pick + "\n", "-1): ");
     expectRefusal(head + pick + "0044\n" + pick, "68): 0044");
-    EXPECT_EQ(load(directory.write("good.des", with(good, 8, "???99")), {.id = 49}).status, loadSuccess);
+    EXPECT_EQ(load(directory.write("good.des", with(good, 8, "???99")), {.id = formatDoWeave}).status, loadSuccess);
     testing::internal::CaptureStdout();
     expectHarmless("h.des", encodeDoWeave(three, 3), 49);
     testing::internal::GetCapturedStdout();
-    EXPECT_EQ(load(directory.write("a.dez", good), {.id = 49}).status, loadWrongFormat);
+    EXPECT_EQ(load(directory.write("a.dez", good), {.id = formatDoWeave}).status, loadWrongFormat);
 }

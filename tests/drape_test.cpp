@@ -16,7 +16,7 @@
 namespace fs = std::filesystem;
 using std::string;
 
-static const u32 drapeId = 39, vectorId = 59;
+static const u32 drapeId = formatDrape, vectorId = formatVectorPreview;
 
 static Bytes contentsOf(const string& path)
 {
@@ -87,24 +87,33 @@ TEST(Drape, KeepsItsPlaceAndItsRows)
         EXPECT_EQ(rows[60], 0x55);
     }
     EXPECT_EQ(load(directory.write("b.drape", encodeDrape(Bytes(40, 'x'))), {.id = drapeId}).status, 6);
+    Bytes cut = encodePng(picture); // what the picture's own loader says is passed on
+    cut.resize(cut.size() - 20);
+    EXPECT_EQ(load(directory.write("c.drape", encodeDrape(cut)), {.id = drapeId}).status, 6);
+    EXPECT_TRUE(string(llibGetReason()).starts_with("the preview cannot be read: "));
+    EXPECT_EQ(string(llibGetReason()).find("another format"), string::npos);
     EXPECT_FALSE(isTemporaryLeft());
 }
 
 TEST(Drape, AnswersForEveryDamage)
 {
     TestDirectory directory;
-    const std::pair<string, int> cases[] = {
-        {"", 6},
-        {"#CPOINTS=0\n#TEXTURE_START=0\n-#START_IMAGE=3\nabc", 6},
-        {"#START_IMAGE=4294967299\nabc", 7},
-        {"#CPOINTS=-1\n#END\n", 7},
-        {"#HVECT=1\nabc", 6},
-        {"#VVECT=1073741825\nabcd", 7},
+    const std::tuple<string, int, const char*> cases[] = {
+        {"", 6, "there is no preview inside"},
+        {"#CPOINTS=0\n#TEXTURE_START=0\n-#START_IMAGE=3\nabc", 6,
+         "the preview cannot be read: it is of another format"},
+        {"#START_IMAGE=4294967299\nabc", 7, "the record #START_IMAGE= tells an impossible size of 4294967299"},
+        {"#START_IMAGE=4\nabc", 7, "the file ends in its preview"},
+        {"#CPOINTS=-1\n#END\n", 7, "the record #CPOINTS= tells an impossible size of -1"},
+        {"#HVECT=1\nabc", 6, "there is no preview inside"},
+        {"#VVECT=1073741825\nabcd", 7, "the record #VVECT= tells an impossible size of 1073741825"},
+        {"x\n", 7, "one of its lines does not begin with #"},
     };
     int number = 0;
-    for (const auto& [records, status] : cases) {
+    for (const auto& [records, status, reason] : cases) {
         const string file = directory.write(std::to_string(number++) + ".drape", "#NEW_REGION\n" + records);
         EXPECT_EQ(load(file, {.id = drapeId}).status, status) << records;
+        EXPECT_STREQ(llibGetReason(), reason);
     }
     const Bytes good = encodeDrape(encodePng(noisePicture(kindIndexed, 3, 2, 4, 1)));
     EXPECT_EQ(load(directory.write("adrape", good), {.id = drapeId}).status, 6);
@@ -141,6 +150,11 @@ struct VectorPreview : testing::Test {
     {
         return load(files.path + "/" + name, {.id = vectorId, .wantPalette = wantPalette}).status;
     }
+    string reasonOf(const string& name) const
+    {
+        EXPECT_EQ(statusOf(name), 6) << name;
+        return llibGetReason();
+    }
 };
 
 TEST_F(VectorPreview, ShowsWhatTheCommandDraws)
@@ -170,20 +184,22 @@ TEST_F(VectorPreview, RefusesWhatIsNotDrawn)
 {
     files.write("a.svg", string("x"));
     for (const char* name : {"a.ps", "asvg", "a.pdf.png"})
-        EXPECT_EQ(statusOf(name), 6) << name;
+        EXPECT_EQ(reasonOf(name), "the name does not end in .pdf, .eps, .svg or .svgz") << name;
 
     // Neither a preview of another time nor what a link in its place leads to is taken for this one.
     const string preview = directory.write("a.svg.png", encodePng(picture));
     setCommand("exit 1");
-    EXPECT_EQ(statusOf("a.svg"), 6);
+    EXPECT_EQ(reasonOf("a.svg"), "the command " + files.path + "/draw failed with 1");
+    setCommand("true");
+    EXPECT_EQ(reasonOf("a.svg"), "the command " + files.path + "/draw left no file that can be read");
     setCommand("echo no picture >\"$2\"");
     fs::create_symlink(drawn, preview);
-    EXPECT_EQ(statusOf("a.svg"), 6);
+    EXPECT_EQ(reasonOf("a.svg"), "the preview cannot be read: it is of another format");
     EXPECT_TRUE(contentsOf(drawn) == encodePng(picture));
 
     setCommand("cp '" + drawn + "' \"$2\"");
     EXPECT_EQ(statusOf("a.svg"), 0);
     llibSetTmpDir(nullptr);
-    EXPECT_EQ(statusOf("a.svg"), 6);
+    EXPECT_EQ(reasonOf("a.svg"), "the temporary directory is not set");
     EXPECT_EQ(statusOf("a.svg", 2), 0);
 }

@@ -7,7 +7,7 @@
 static CardFormat eat(u32 bits, u8 behindRows)
 {
     auto encode = [=](const Picture& picture) { return encodeEat(picture, {.bits = bits}); };
-    return {"a.any", 19, encode, "EAT image", 1, behindRows, false};
+    return {"a.any", formatEat, encode, "EAT image", 1, behindRows, false};
 }
 
 TEST(Eat, DeliversRowsOfTheStream)
@@ -19,14 +19,14 @@ TEST(Eat, DeliversRowsOfTheStream)
     }
     TestDirectory directory;
     const std::string file = directory.write("a.eat", encodeEat(noiseCards(9, 9)));
-    EXPECT_EQ(load(file, {.id = 19, .wantPalette = 0}).bandStatus, loadBadData);
+    EXPECT_EQ(load(file, {.id = formatEat, .wantPalette = 0}).bandStatus, loadBadData);
 }
 
 // The palette as the caller gets it who passes zeros.
 static Bytes paletteOf(const Bytes& bytes)
 {
     TestDirectory directory;
-    return load(directory.write("a.eat", bytes), {.id = 19, .fill = 0}).palette;
+    return load(directory.write("a.eat", bytes), {.id = formatEat, .fill = 0}).palette;
 }
 
 TEST(Eat, GivesColoursToTheIndicesThatOccur)
@@ -67,15 +67,19 @@ TEST(Eat, RefusesOtherHeaders)
     expectStatuses(
         eat(4, 0), four, no,
         {{14, 0}, {14, 17}, {0, 0, 0, 0, 0}, {0, 0, 1}, {4, 0, 0, 0, 0}, {7, 6}, {12, 0, 0, 2, 0}, {12, 0, 0, 2, 1}});
+    EXPECT_EQ(toldOf(eat(4, 0), patched(four, 14, {17})), "17 colours with 4 bits a pixel");
+    EXPECT_EQ(toldOf(eat(4, 0), patched(four, 7, {6})),
+              "the header announces 5 x 6, the file holds " + std::to_string(four.size()) + " bytes");
     expectStatuses(eat(4, 0), four, yes, {{12, 0, 0, 1, 0}, {8, 9}});
     expectStatuses(eat(1, 0), bits, yes, {{13, 77, 1, 77}});
     expectStatuses(eat(1, 0), bits, no, {{14, 3}, {7, 21}});
     // A variant that is not known has no pixels, but a byte in their place.
     const Bytes unknown = patched(Bytes(37), 0, {0, 0, 0, 1, 0, 0, 0, 1, 0, 0, 0, 0, 1, 2, 1});
     TestDirectory directory;
-    const Loaded got = load(directory.write("a.eat", unknown), {.id = 19});
+    const Loaded got = load(directory.write("a.eat", unknown), {.id = formatEat});
     EXPECT_EQ(std::pair(got.kind, got.bandStatus), std::pair(u32{kindIndexed}, int{loadSuccess}));
     EXPECT_EQ(got.rows, Bytes{0xA5});
-    EXPECT_EQ(statusOf("a.eat", Bytes(unknown.begin(), unknown.end() - 1), 19), loadBadData);
-    expectHarmless(".eat", encodeEat(noisePicture(pictureIndexed, 5, 5, 30, 1)), 19);
+    EXPECT_STREQ(llibGetRemark(0, nullptr), "pixels of mode 1 and depth 2 are not read");
+    EXPECT_EQ(statusOf("a.eat", Bytes(unknown.begin(), unknown.end() - 1), formatEat), loadBadData);
+    expectHarmless(".eat", encodeEat(noisePicture(pictureIndexed, 5, 5, 30, 1)), formatEat);
 }

@@ -85,7 +85,7 @@ TEST(HeaderCache, AnswersByPathAndSize)
     std::string pipe = directory.path + "/pipe";
     ASSERT_EQ(mkfifo(pipe.c_str(), 0600), 0);
     EXPECT_NE(loadImgCheckHeader(pipe.c_str()), nullptr); // does not wait for a writer
-    EXPECT_EQ(load(pipe, {.id = 2}).status, loadCannotRead);
+    EXPECT_EQ(load(pipe, {.id = formatPng}).status, loadCannotRead);
 }
 
 TEST(Detection, RefusesNamesThatAreNoPictures)

@@ -22,7 +22,7 @@ TEST(Gif, DecodesAllKindsOfTables)
                         picture, {.deferredClear = deferredClear, .subBlockSize = subBlockSize, .paddingBytes = 4});
                     std::string file = directory.write(std::to_string(number++) + ".gif", bytes);
                     Loaded whole = load(file);
-                    EXPECT_EQ(whole.format, 1);
+                    EXPECT_EQ(whole.format, formatGif);
                     EXPECT_EQ(whole.kind, static_cast<u32>(kindIndexed));
                     EXPECT_EQ(whole.description, "GIF");
                     EXPECT_EQ(whole.bandStatus, loadSuccess);
@@ -122,7 +122,7 @@ TEST(Gif, DecodesDamagedAndSenselessCodesStepByStep)
         directory.write("r.gif", bytes);
 
         GifReference reference(data, colours, width, height);
-        OpenPicture picture(file, 1);
+        OpenPicture picture(file, formatGif);
         ASSERT_EQ(picture.status, loadSuccess);
         ASSERT_EQ(picture.width, width);
         const u32 bandStyle = nextRandom(state) % 3;
@@ -178,7 +178,7 @@ TEST(Gif, RemarksOnWhatItMakesUpAndLeavesOut)
     changed[screen + 2] = 39;
     EXPECT_EQ(remarks(changed), "the data go on behind the picture's last row\n");
     changed[descriptor + 7] = 41;
-    EXPECT_EQ(remarks(changed), "!1 rows that the data lack, in full or in part, are left as they were\n");
+    EXPECT_EQ(remarks(changed), "!rows that the data lack, in full or in part, are left as they were: 1\n");
     for (const Bytes& next : {Bytes{0x2C}, Bytes{0x21, 0xF9}}) {
         changed = encodeGif(palettePicture(40, 40, 4, 2), {.graphicControl = true, .transparentIndex = 3});
         changed.pop_back();
@@ -190,7 +190,7 @@ TEST(Gif, RemarksOnWhatItMakesUpAndLeavesOut)
     Bytes ended = encodeGif(palettePicture(3, 1, 4, 2));
     ended.resize(data);
     ended.insert(ended.end(), {2, 1, 1 << 3 | 4, 0, 0x3B});
-    EXPECT_EQ(remarks(ended), "!2 codes behind the end of the data are made up\n");
+    EXPECT_EQ(remarks(ended), "!codes behind the end of the data are made up: 2\n");
 }
 
 TEST(Gif, RefusesVariantsAndShortHeaders)
@@ -199,7 +199,7 @@ TEST(Gif, RefusesVariantsAndShortHeaders)
     Picture picture = palettePicture(9, 9, 4, 2);
     int number = 0;
     auto status = [&](const Bytes& bytes) {
-        return load(directory.write(std::to_string(number++) + ".gif", bytes), {.id = 1}).status;
+        return load(directory.write(std::to_string(number++) + ".gif", bytes), {.id = formatGif}).status;
     };
     EXPECT_EQ(status(encodeGif(picture, {.interlaced = true})), loadUnsupportedVariant);
     EXPECT_STREQ(llibGetReason(), "interlaced");
@@ -221,5 +221,5 @@ TEST(Gif, RefusesVariantsAndShortHeaders)
     for (size_t length = 6; length < blocks + 15; length++)
         EXPECT_EQ(status(Bytes(good.begin(), good.begin() + static_cast<i64>(length))), loadCannotRead) << length;
     EXPECT_EQ(status({'G', 'I', 'F', '8', '7'}), loadWrongFormat);
-    EXPECT_EQ(load(directory.path + "/missing.gif", {.id = 1}).status, loadWrongFormat);
+    EXPECT_EQ(load(directory.path + "/missing.gif", {.id = formatGif}).status, loadWrongFormat);
 }

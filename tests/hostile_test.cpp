@@ -35,7 +35,7 @@ static void setRealCommands()
     llibSetVectorPreviewCommand("gm convert");
 }
 
-constexpr u32 bonasPacked = 66;
+constexpr u32 bonasPacked = formatBonasCompressed;
 
 struct Hostile : testing::Test {
     TestDirectory directory, temporary;

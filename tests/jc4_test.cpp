@@ -7,7 +7,8 @@
 
 using Numbers = std::vector<u32>;
 
-constexpr u32 jc4 = 12, jc3 = 13, network = 15, email = 16, loom = 60;
+constexpr u32 jc4 = formatStaubliJc4, jc3 = formatStaubliJc3, network = formatStaubliJc4Network,
+              email = formatStaubliJc4Email, loom = formatStaubliJc4Loom;
 
 // The mapping as it is defined: twelve hooks lie one stride apart, and eight such groups share a stride.
 static Numbers hookOfColumn(u32 module, u32 count, bool separateModules = false)
@@ -234,29 +235,24 @@ TEST_F(Jc4, TellsWhatIsTheMatter)
                 old = encodeJc3(noiseCards(1344, 4), {.picksPerPart = 2});
     // The first bytes of a file, and what is told of them. What lacks in a part may be in the next one.
     const std::tuple<const char*, u32, Bytes, const char*> cases[] = {
-        {{"d.jc3", jc3},
-         part(old, 513, 0, 336),
-         "!the header announces 1344 x 4, 335 bytes of its 672 bytes are missing!2 picks that the file lacks are made "
-         "up"},
+        {"d.jc3", jc3, part(old, 513, 0, 336),
+         "!the header announces 1344 x 4, the file lacks 335 bytes of its 672 bytes!picks that the file lacks are made "
+         "up: 2"},
         {"d.jc3.01", jc3, part(old, 848, 0, 0), "its part d.jc3.02 is missing or cannot be opened"},
-        {{"d.jc3.01", jc3},
-         part(old, 849, 0, 0),
-         "its part d.jc3.02 is missing or cannot be opened+1 bytes behind the picture are not read"},
-        {{"d.jc4", jc4},
-         part(plain, 735, 0, 0),
-         "the file ends before the picture does!the header announces 1344 x 4, 1 bytes of its 672 bytes are missing"},
+        {"d.jc3.01", jc3, part(old, 849, 0, 0),
+         "its part d.jc3.02 is missing or cannot be opened+behind the picture the file goes on for 1 byte"},
+        {"d.jc4", jc4, part(plain, 735, 0, 0),
+         "the file ends before the picture does!the header announces 1344 x 4, the file lacks 1 byte of its 672 bytes"},
         {"d.jc4", jc4, part(plain, 671, 0, 0), "the header announces 1344 x 4, the file holds 671 bytes"},
         {"d.jc4.01", jc4, part(plain, 735, 0, 0), "its part d.jc4.02 is missing or cannot be opened"},
         {"d.jc4.01", jc4, patched(plain, 35, {3}), "byte 35 of its header is 3 and not at most 2"},
-        {{"d.dat", email},
-         part(mail, 9215, 0, 0),
-         "!the header announces 1344 x 4, 672 bytes of its 672 bytes are missing!4 picks that the file lacks are made "
-         "up"},
-        {{"d.41", network},
-         Bytes(50),
-         "!its width of 41 is no multiple of 8: picks begin where the one before has not ended"
-         "!2 picks that the file lacks are made up"},
-        {"d.oom", loom, patched(plain, 0, {0, 80}), "+2 bytes behind the picture are not read"}};
+        {"d.dat", email, part(mail, 9215, 0, 0),
+         "!the header announces 1344 x 4, the file lacks 672 bytes of its 672 bytes!picks that the file lacks are made "
+         "up: 4"},
+        {"d.41", network, Bytes(50),
+         "!its width of 41 is no multiple of 8: picks begin where the one before has not ended!picks that the file "
+         "lacks are made up: 2"},
+        {"d.oom", loom, patched(plain, 0, {0, 80}), "+behind the picture the file goes on for 2 bytes"}};
     for (const auto& [name, id, bytes, told] : cases)
         EXPECT_EQ(toldOf({name, id, nullptr, ""}, bytes), told) << name;
 }

@@ -134,7 +134,7 @@ TEST(Jpeg, HandlesPartialLoadsAndDamage)
     EXPECT_STREQ(llibGetRemark(0, &grave), "the decoder made data up: Premature end of JPEG file");
     EXPECT_EQ(grave, 1);
     Bytes header(bytes.begin(), bytes.begin() + 8);
-    EXPECT_EQ(load(directory.write("header.jpg", header), {.id = 4}).status, loadWrongFormat);
+    EXPECT_EQ(load(directory.write("header.jpg", header), {.id = formatJpeg}).status, loadWrongFormat);
     EXPECT_STREQ(llibGetReason(), "JPEG datastream contains no image");
     // What a handler gets is not printed.
     EXPECT_NE(testing::internal::GetCapturedStderr(), "");

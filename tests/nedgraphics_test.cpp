@@ -7,7 +7,7 @@
 TEST(Nedgraphics, DeliversPicturePaletteAndResolution)
 {
     auto encode = [](const Picture& picture) { return encodeNedgraphics(picture); };
-    const CardFormat pat = {"a.PaT", 48, encode, "Nedgraphics PAT", 0};
+    const CardFormat pat = {"a.PaT", formatNedgraphicsPat, encode, "Nedgraphics PAT", 0};
     for (u32 width : {1u, 56u, 100u})
         expectDelivery(pat, noisePicture(pictureIndexed, width, 20, 256, width));
     const Picture picture = noisePicture(pictureIndexed, 20, 20, 256, 1);
@@ -20,7 +20,7 @@ TEST(Nedgraphics, DeliversPicturePaletteAndResolution)
         EXPECT_TRUE(got.resX == resX && got.resY == resY && got.palette == picture.palette) << code;
     }
     const Bytes good = encode(picture);
-    EXPECT_EQ(statusOf("a.pat", Bytes(good.begin(), good.end() - 1), 48), loadWrongFormat);
+    EXPECT_EQ(statusOf("a.pat", Bytes(good.begin(), good.end() - 1), formatNedgraphicsPat), loadWrongFormat);
     for (u32 at : {2u, 4u, 5u, 6u, 7u, 8u, 11u, 16u, 17u})
         expectStatuses(pat, good, loadWrongFormat, {{at, good[at] ^ 0x40u}});
 }

@@ -77,7 +77,7 @@ TEST(Palettes, ReadTextAsItIsWritten)
         {"b.pal",
          "1 2 3\r\r\n\t256 -1 +7 of nothing",
          {1, 2, 3, 0, 255, 7},
-         "1 colours have numbers outside 0 to 255, which wrap around"},
+         "colours have numbers outside 0 to 255, which wrap around: 1"},
         {"c.pal", "1 2 3\n4 5", {}, "the line of its colour 2 holds no three numbers"},
         {"d.pal", "1 2 256\n", {}, "it begins neither as a palette of its name nor with three numbers to 255"},
         {"f.pal", "JASC-PAL\n0200\n16\n", {}, "its second line is not 0100"},
@@ -96,7 +96,7 @@ TEST(Palettes, ReadTextAsItIsWritten)
     };
     for (const auto& [name, text, colours, told] : cases) {
         SCOPED_TRACE(name);
-        const Loaded loaded = load(directory.write(name, text), {.id = 63});
+        const Loaded loaded = load(directory.write(name, text), {.id = formatPalette});
         EXPECT_EQ(loaded.status, colours.empty() ? loadWrongFormat : loadSuccess);
         EXPECT_STREQ(colours.empty() ? llibGetReason() : llibGetRemark(0, nullptr), told);
         if (loaded.status == loadSuccess)

@@ -37,7 +37,7 @@ TEST(Pcx, DeliversEveryLayoutInBandsAndStrides)
             SCOPED_TRACE(number);
             const std::string file = directory.write(std::to_string(number++) + ".pcx", bytes);
             const Loaded whole = load(file);
-            EXPECT_EQ(whole.format, 3);
+            EXPECT_EQ(whole.format, formatPcx);
             EXPECT_EQ(whole.kind, kind == pictureRgb ? kindRGB : kindIndexed);
             EXPECT_TRUE(whole.width == width && whole.height == 23 && whole.mulX == 1 && whole.firstPart == 1);
             EXPECT_EQ(whole.description, "PCX");
@@ -73,7 +73,7 @@ TEST(Pcx, RaisesTheBrightestSampleOf24Bits)
     bytes.resize(128);
     bytes.insert(bytes.end(), {10, 20, 0x77, 30, 0xC3});
     EXPECT_EQ(load(directory.write("c.pcx", bytes)).pixels(), (Bytes{21, 64, 0, 42, 0, 0}));
-    EXPECT_EQ(remarkTexts().find("!1 rows that the file lacks, in full or in part, are black\n"), 0u);
+    EXPECT_EQ(remarkTexts().find("!rows that the file lacks, in full or in part, are black: 1\n"), 0u);
 }
 
 TEST(Pcx, ReadsWhiteBehindTheEndOfIndexedFiles)
@@ -86,7 +86,7 @@ TEST(Pcx, ReadsWhiteBehindTheEndOfIndexedFiles)
     EXPECT_EQ(cut.bandStatus, loadSuccess);
     EXPECT_EQ(cut.pixels(), (Bytes{1, 2, 3, 4, 255, 255, 255, 255, 255}));
     EXPECT_EQ(remarkTexts(), "!no palette stands behind its rows: 240 of its 256 colours are made up\n"
-                             "!2 rows that the file lacks, in full or in part, are filled with set bits\n");
+                             "!rows that the file lacks, in full or in part, are filled with set bits: 2\n");
     bytes[3] = 4; // 16 colours that are not in planes
     load(directory.write("b.pcx", bytes));
     EXPECT_EQ(remarkTexts().find("!pixels of 4 bits in 1 planes are read as if they were of single bits\n"), 0u);
@@ -118,10 +118,10 @@ TEST(Pcx, RefusesWhatItDoesNotRead)
         Bytes bytes = good;
         bytes[static_cast<size_t>(at)] = static_cast<u8>(value);
         const std::string file = directory.write(std::to_string(number++) + ".pcx", bytes);
-        EXPECT_EQ(load(file, {.id = 3}).status, loadWrongFormat) << at;
+        EXPECT_EQ(load(file, {.id = formatPcx}).status, loadWrongFormat) << at;
         EXPECT_STREQ(llibGetReason(), reason);
     }
     EXPECT_EQ(load(directory.write("short.pcx", Bytes(good.begin(), good.begin() + 127))).status, loadCannotRead);
-    expectHarmless("a.pcx", encodePcx(noisePicture(pictureRgb, 5, 3, 0, 1)), 3);
-    expectHarmless("b.pcx", encodePcx(noisePicture(pictureIndexed, 5, 3, 16, 1), {.planes = 4}), 3);
+    expectHarmless("a.pcx", encodePcx(noisePicture(pictureRgb, 5, 3, 0, 1)), formatPcx);
+    expectHarmless("b.pcx", encodePcx(noisePicture(pictureIndexed, 5, 3, 16, 1), {.planes = 4}), formatPcx);
 }

@@ -77,7 +77,7 @@ TEST(Png, DeliversEveryColourTypeAndDepth)
             // What follows the pixels in a row's last byte stays as the caller had it.
             u8 fill = layout.kind == kindBilevel ? 0 : 0xA5;
             Loaded whole = load(file, {.fill = fill});
-            EXPECT_EQ(whole.format, 2);
+            EXPECT_EQ(whole.format, formatPng);
             EXPECT_EQ(whole.kind, layout.kind);
             EXPECT_EQ(whole.description, "PNG");
             EXPECT_EQ(whole.bandStatus, loadSuccess);
@@ -160,9 +160,10 @@ TEST(Png, ReportsDamageWhereItIsFound)
     TestDirectory directory;
     PngImage image = noiseImage(60, 200, pngRgb, 8);
     const Bytes good = encodePng(image, {.compressionLevel = 0});
-    EXPECT_EQ(load(directory.path + "/missing.png", {.id = 2}).status, loadCannotRead);
-    EXPECT_EQ(load(directory.write("s.png", Bytes(good.begin(), good.begin() + 7)), {.id = 2}).status, loadWrongFormat);
-    EXPECT_EQ(load(directory.path, {.id = 2}).status, loadWrongFormat);
+    EXPECT_EQ(load(directory.path + "/missing.png", {.id = formatPng}).status, loadCannotRead);
+    EXPECT_EQ(load(directory.write("s.png", Bytes(good.begin(), good.begin() + 7)), {.id = formatPng}).status,
+              loadWrongFormat);
+    EXPECT_EQ(load(directory.path, {.id = formatPng}).status, loadWrongFormat);
     Bytes header = good;
     header[17] ^= 1;
     EXPECT_EQ(load(directory.write("h.png", header)).status, loadCannotRead);

@@ -9,7 +9,7 @@
 
 namespace fs = std::filesystem;
 
-constexpr u32 qte = 25, motif = 35, qtz = 43;
+constexpr u32 qte = formatQte, motif = formatQteMotif, qtz = formatQtz;
 
 TEST(Qte, DeliversRowsBehindTheFirst)
 {
@@ -20,17 +20,25 @@ TEST(Qte, DeliversRowsBehindTheFirst)
     // A probe leaves the file at its start.
     EXPECT_EQ(load(file, {.wantPalette = 0, .bands = {1}}).rows[0], 400 % 256);
 
-    const std::tuple<Bytes, int, Bytes> cases[] = {
-        {{20, 0, 2, 0, 1, 2}, loadSuccess, {2, 0, 0xA5, 1, 2, 0xA5}}, // half a byte is missing
-        {{16, 0, 2, 0, 1, 2}, loadSuccess, {2, 0, 1, 2}},             // the header ends in the rows
-        {{7, 0, 3, 0, 9}, loadSuccess, {0xA5, 0xA5, 0xA5}},           // rows without a byte
-        {{0, 0, 3, 0, 9}, loadWrongFormat, {}},
-        {{8, 0, 0xF1, 0xFF, 9}, loadWrongFormat, {}},
-        {{8, 0, 1}, loadWrongFormat, {}}};
+    const std::string inHeader = "!the first row begins in the file's header";
+    const std::tuple<Bytes, int, Bytes, std::string> cases[] = {
+        {{20, 0, 2, 0, 1, 2},
+         loadSuccess,
+         {2, 0, 0xA5, 1, 2, 0xA5},
+         "!the last 4 pixels of each row are not in the file" + inHeader},
+        {{16, 0, 2, 0, 1, 2}, loadSuccess, {2, 0, 1, 2}, inHeader},
+        {{7, 0, 3, 0, 9},
+         loadSuccess,
+         {0xA5, 0xA5, 0xA5},
+         "!the last 7 pixels of each row are not in the file+behind the picture the file goes on for 1 byte"},
+        {{0, 0, 3, 0, 9}, loadWrongFormat, {}, "its header tells a size of 0 x 3"},
+        {{8, 0, 0xF1, 0xFF, 9}, loadWrongFormat, {}, "its header tells a size of 8 x 65521"},
+        {{8, 0, 1}, loadWrongFormat, {}, "the file is too small: 3 bytes"}};
     int number = 0;
-    for (const auto& [bytes, status, rows] : cases) {
+    for (const auto& [bytes, status, rows, told] : cases) {
         const Loaded little = load(files.write(std::to_string(number++) + ".qte", bytes), {.id = qte});
         EXPECT_TRUE(little.status == status && little.rows == rows) << number;
+        EXPECT_EQ(toldOf({"d.qte", qte, encodeQte, "QTE"}, bytes), told);
     }
 }
 
@@ -60,13 +68,21 @@ TEST(Qte, CutsAMotifOutOfItsRows)
             }
         }
     }
-    const std::pair<const char*, bool> trailers[] = {
-        {"    3   50    8    1", true},  {"00003\t50  \n8   1    ", true}, {"    9   50    8    1", false},
-        {"    0   48    8    1", false}, {"    1   65    8    1", false},  {"    5    4    8    1", false},
-        {"    1   48    8    0", false}, {"    1   48    8   1x", false},  {"    1   -8    8    1", false}};
-    for (const auto& [trailer, isRead] : trailers) {
+    const char *isRead = "", *noNumbers = "its last 20 characters are not the numbers of a motif";
+    const std::pair<const char*, const char*> trailers[] = {
+        {"    3   50    8    1", isRead},
+        {"00003\t50  \n8   1    ", isRead},
+        {"    9   50    8    1", "its trailer tells 9 as the first bit of its rows"},
+        {"    0   48    8    1", "its trailer tells 0 as the first bit of its rows"},
+        {"    1   65    8    1", "its trailer tells rows of 8 bytes for 65 bits"},
+        {"    5    4    8    1", "its trailer tells a size of 0 x 1"},
+        {"    1   48    8    0", "its trailer tells a size of 48 x 0"},
+        {"    1   48    8   1x", noNumbers},
+        {"    1   -8    8    1", noNumbers}};
+    for (const auto& [trailer, reason] : trailers) {
         const Loaded got = load(files.write("d.mot", std::string(20, 'r') + trailer), {.id = motif});
-        EXPECT_EQ(got.status, isRead ? loadSuccess : loadWrongFormat) << trailer;
+        EXPECT_EQ(got.status, reason == isRead ? loadSuccess : loadWrongFormat) << trailer;
+        EXPECT_STREQ(llibGetReason(), reason);
     }
 }
 
@@ -125,8 +141,10 @@ TEST_F(Qtz, RunsNothingWithoutNeed)
     EXPECT_TRUE(fs::remove(unpacked("ab.QTE")) && fs::is_empty(temporary.path));
     EXPECT_EQ(load(file, {.id = qtz}).status, loadWrongFormat);
     EXPECT_TRUE(fs::remove(unpacked("ran")));
+    EXPECT_STREQ(llibGetReason(), "the archive holds no QTE file of its own name");
     llibSetTmpDir(nullptr);
     EXPECT_EQ(load(file, {.id = qtz}).status, loadWrongFormat);
+    EXPECT_STREQ(llibGetReason(), "the temporary directory is not set");
     EXPECT_TRUE(fs::is_empty(temporary.path));
 }
 

@@ -9,11 +9,21 @@ TEST(Recognised, TellsFilesOfTheFormatFromOthers)
 {
     const std::string nothing = "nothing known", other = "GIF89a and so on", upt("\0\0ab cd\0", 8);
     const std::tuple<u32, const char*, std::string, bool> cases[] = {
-        {58, "a.any", "NIFF and so on", true}, {58, "a.des", nothing, false}, {18, "a.WEA", nothing, true},
-        {18, "a.wea", other, false},           {18, "a.we", nothing, false},  {55, "a.d00", nothing, true},
-        {55, "a.W00", nothing, true},          {55, "a.a00", nothing, true},  {55, "a.d01", nothing, false},
-        {46, "a.apf", nothing, true},          {46, "a.apf", "short", false}, {41, "a.any", upt, true},
-        {41, "a.upt", nothing, true},          {41, "a.upt", other, false},   {41, "a.any", nothing, false}};
+        {formatNedgraphicsDes, "a.any", "NIFF and so on", true},
+        {formatNedgraphicsDes, "a.des", nothing, false},
+        {formatGrosse, "a.WEA", nothing, true},
+        {formatGrosse, "a.wea", other, false},
+        {formatGrosse, "a.we", nothing, false},
+        {formatPanter, "a.d00", nothing, true},
+        {formatPanter, "a.W00", nothing, true},
+        {formatPanter, "a.a00", nothing, true},
+        {formatPanter, "a.d01", nothing, false},
+        {formatApf, "a.apf", nothing, true},
+        {formatApf, "a.apf", "short", false},
+        {formatUpt, "a.any", upt, true},
+        {formatUpt, "a.upt", nothing, true},
+        {formatUpt, "a.upt", other, false},
+        {formatUpt, "a.any", nothing, false}};
     for (const auto& [id, name, text, isKnown] : cases) {
         TestDirectory directory;
         const std::string file = directory.write(name, text);

@@ -41,13 +41,13 @@ TEST(Schleicher, ReadsTheHeader)
         {"d.s01", 0, "x", false},   {"d.s01", 0, "   -1", false}, {"d.s01", 5, "00000", false},
         {"d.s01", 34, " 0", false}, {"d.s01", 34, "-1", false},   {"d.s01", 50, "-9", false}};
     for (const auto& [name, at, text, isRead] : cases) {
-        const int status = statusOf(name, patched(good, at, Bytes(text.begin(), text.end())), 9);
+        const int status = statusOf(name, patched(good, at, Bytes(text.begin(), text.end())), formatSchleicher);
         EXPECT_EQ(status, isRead ? loadSuccess : loadWrongFormat) << name << ' ' << at << text;
     }
     // A pick that the file lacks is like the one before.
-    EXPECT_EQ(toldOf({"cut.s01", 9, nullptr, ""}, Bytes(good.begin(), good.end() - 75)),
-              "!the header announces 600 x 3, 75 bytes of its 225 bytes are missing"
-              "!1 picks that the file lacks are made up");
+    EXPECT_EQ(toldOf({"cut.s01", formatSchleicher, nullptr, ""}, Bytes(good.begin(), good.end() - 75)),
+              "!the header announces 600 x 3, the file lacks 75 bytes of its 225 bytes!picks that the file lacks are "
+              "made up: 1");
     const Loaded cut = load(files.write("cut.s01", Bytes(good.begin(), good.end() - 75)));
     EXPECT_EQ(cut.bandStatus, loadSuccess);
     EXPECT_TRUE(std::equal(cut.rows.begin() + 75, cut.rows.begin() + 150, cut.rows.begin() + 150));

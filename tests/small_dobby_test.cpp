@@ -60,9 +60,9 @@ TEST(SmallDobbies, ReadNissanDigits)
     TestDirectory directory;
     for (const auto& [line, pixels] : lines) {
         const std::string file = directory.write("a", patched(program, 22, Bytes(line, line + 10)));
-        EXPECT_EQ(load(file, {.id = 51}).rows, patched(Bytes(10), 0, pixels)) << line;
+        EXPECT_EQ(load(file, {.id = formatNissan}).rows, patched(Bytes(10), 0, pixels)) << line;
     }
-    EXPECT_STREQ(llibGetRemark(0, nullptr), "3 bytes of picks are no hexadecimal digits and lift all of their shafts");
+    EXPECT_STREQ(llibGetRemark(0, nullptr), "bytes of picks are no hexadecimal digits and lift all of their shafts: 3");
     expectStatuses(nissan, encodeNissan(noiseCards(40, 3)), no, {{0, 'P'}, {20, '4'}, {19, 'g'}});
     expectStatuses(nissan, encodeNissan(noiseCards(40, 3)), yes, {{17, ' ', ' '}, {21, 'x'}});
     EXPECT_EQ(statusOf("a", encodeNissan(noiseCards(40, 1)), 51), no);
@@ -74,7 +74,7 @@ TEST(SmallDobbies, ReadPignoneBlocks)
     TestDirectory directory;
     const Bytes file = patched(encodePignone(flatPicture(pictureBilevel, 40, 2, 0xFF), 1), 18 + 9 + 2, {1});
     EXPECT_EQ(load(directory.write("a.arm", file)).rows, patched(Bytes(10), 0, Bytes(5, 0xFF)));
-    EXPECT_STREQ(llibGetRemark(0, nullptr), "1 picks are in no block of the file and stay clear");
+    EXPECT_STREQ(llibGetRemark(0, nullptr), "picks are in no block of the file and stay clear: 1");
     // Blocks at 18 and 122.
     const Bytes good = encodePignone(noiseCards(40, 40), 20);
     expectStatuses(pignone, good, yes, {{6, 9}, {20, 21}, {124, 1}});
@@ -93,11 +93,12 @@ TEST(SmallDobbies, ReadTongYuanNumbers)
         {"002\r\n4660,0,1\r\n0,31,0   " + blanks, {1, 0x23, 0x40, 1, 0, 0, 0, 0xF0}}};
     TestDirectory directory;
     for (const auto& [text, rows] : good)
-        EXPECT_EQ(load(directory.write("a.dy", text), {.id = 36}).rows, rows) << text;
+        EXPECT_EQ(load(directory.write("a.dy", text), {.id = formatTongYuan}).rows, rows) << text;
     const std::string overlong = "0,0,1     " + blanks;
     for (const std::string pick : {"1048577,0,0", "0,129,0", "0,0,9", "0,0,-1", "4294967296,0,0", "1 ,0,0", "1,0,",
                                    "\n\n0,0,0", overlong.c_str()})
-        EXPECT_EQ(load(directory.write("a.dy", "2\n" + pick + "\n0,0,0\n"), {.id = 36}).bandStatus, bad) << pick;
+        EXPECT_EQ(load(directory.write("a.dy", "2\n" + pick + "\n0,0,0\n"), {.id = formatTongYuan}).bandStatus, bad)
+            << pick;
     EXPECT_EQ(toldOf(tongYuan, Bytes{'2', '\n', '1', ',', '2', '\n'}), "no pick is written \"1,2\"");
     for (const char* start : {"1", "x2", " 2", "65521", "18446744073709551618", ""})
         EXPECT_EQ(statusOf("a.dy", Bytes(start, start + strlen(start)), 36), no) << start;

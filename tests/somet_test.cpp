@@ -59,7 +59,8 @@ TEST(Somet, ReadsCards)
     TestDirectory directory;
     const Picture picture = noisePicture(pictureBilevel, 40, 2500, 0, 1);
     const std::string path = directory.write("a.ARM", encodeSometArm(picture));
-    const Loaded loaded = load(path, {.id = 52, .bands = {7, 1500, 993, 1}, .extraStride = 3, .fill = 0x0F});
+    const Loaded loaded =
+        load(path, {.id = formatSometArm, .bands = {7, 1500, 993, 1}, .extraStride = 3, .fill = 0x0F});
     EXPECT_EQ(std::vector<i64>({loaded.bandStatus, loaded.kind, loaded.width, loaded.height, loaded.resX, loaded.resY,
                                 loaded.mulX, loaded.mulY, loaded.firstPart, loaded.orientationFlag}),
               std::vector<i64>({loadBadData, 0, 40, 2500, 0, 0, 1, 1, 1, 1}));
@@ -71,15 +72,16 @@ TEST(Somet, ReadsCards)
     // Upper halves show only where the lower byte of the two has them.
     Bytes cards(20);
     cards[0] = 0x01, cards[1] = 0x02, cards[2] = 0x30, cards[5] = 0xF1;
-    EXPECT_EQ(load(directory.write("b.arm", cards), {.id = 52}).pixels(), (Bytes{0x84, 0x0C, 8, 0, 0, 0, 0, 0, 0, 0}));
+    EXPECT_EQ(load(directory.write("b.arm", cards), {.id = formatSometArm}).pixels(),
+              (Bytes{0x84, 0x0C, 8, 0, 0, 0, 0, 0, 0, 0}));
     // A file that is not there is judged by the size of the one before.
     for (size_t size : {15, 10, 655210}) {
-        EXPECT_EQ(load(directory.write(std::to_string(size) + ".arm", Bytes(size)), {.id = 52}).status,
+        EXPECT_EQ(load(directory.write(std::to_string(size) + ".arm", Bytes(size)), {.id = formatSometArm}).status,
                   loadWrongFormat);
-        EXPECT_EQ(load(directory.path + "/none.arm", {.id = 52}).status, loadWrongFormat);
+        EXPECT_EQ(load(directory.path + "/none.arm", {.id = formatSometArm}).status, loadWrongFormat);
     }
-    load(path, {.id = 52});
-    EXPECT_EQ(load(directory.path + "/none.arm", {.id = 52}).status, loadCannotRead);
+    load(path, {.id = formatSometArm});
+    EXPECT_EQ(load(directory.path + "/none.arm", {.id = formatSometArm}).status, loadCannotRead);
     const CardFormat arm = {"c.arm", 52, encodeSometArm, ""};
     expectStoredBits(arm, noiseCards(40, 10000), 0, CutRow::none, 10);
 }

@@ -5,9 +5,9 @@
 #include "tests/card_support.h"
 
 static const auto encodeImage = [](const Picture& picture) { return encodeSophisImage(picture); };
-static const CardFormat weave = {"d", 32, encodeSophisWeave, "Sophis weave"};
-static const CardFormat card = {"d", 6, encodeSophisCard, "Sophis card"};
-static const CardFormat image = {"d", 7, encodeImage, "Sophis image", 1, 0xA5, false};
+static const CardFormat weave = {"d", formatSophisWeave, encodeSophisWeave, "Sophis weave"};
+static const CardFormat card = {"d", formatSophisCard, encodeSophisCard, "Sophis card"};
+static const CardFormat image = {"d", formatSophisImage, encodeImage, "Sophis image", 1, 0xA5, false};
 
 TEST(Sophis, DeliversRowsAsTheyAreStored)
 {
@@ -27,9 +27,11 @@ TEST(Sophis, TakesThePaletteThatLiesBeforeTheRows)
 {
     TestDirectory files;
     const Picture picture = noisePicture(pictureIndexed, 20, 5, 256, 1);
-    EXPECT_EQ(load(files.write("d", encodeSophisImage(picture, 1023)), {.id = 7}).status, loadWrongFormat);
+    EXPECT_EQ(load(files.write("d", encodeSophisImage(picture, 1023)), {.id = formatSophisImage}).status,
+              loadWrongFormat);
     for (u32 start : {1024u, 1024u + 403u, 2048u, 5000u}) {
-        const Loaded got = load(files.write("d" + std::to_string(start), encodeSophisImage(picture, start)), {.id = 7});
+        const Loaded got = load(files.write("d" + std::to_string(start), encodeSophisImage(picture, start)),
+                                {.id = formatSophisImage});
         const size_t colours = std::min<size_t>((start - 1024) / 4, 256);
         Bytes expected(picture.palette.begin(), picture.palette.begin() + static_cast<i64>(3 * colours));
         expected.resize(768);

@@ -11,10 +11,10 @@ static Bytes encodeCgs(const Picture& picture)
     return encodeTakemuraCgs(picture, static_cast<u32>(pictureRowBytes(picture) + 1));
 }
 
-static const CardFormat dat = {"a.DaT", 29, encodeTakemuraDat, "Takemura .DAT"};
-static const CardFormat cgs = {"a.CGS", 50, encodeCgs, "Takemura .CGS"};
-static const CardFormat dp5 = {"a.Dp5", 69, encodeTsudakomaDp5, "Tsudakoma .DP5"};
-static const CardFormat wjl = {"a.WJl", 70, encodeActWjl, "Act .WJL", 1, 0};
+static const CardFormat dat = {"a.DaT", formatTakemuraDat, encodeTakemuraDat, "Takemura .DAT"};
+static const CardFormat cgs = {"a.CGS", formatTakemuraCgs, encodeCgs, "Takemura .CGS"};
+static const CardFormat dp5 = {"a.Dp5", formatTsudakomaDp5, encodeTsudakomaDp5, "Tsudakoma .DP5"};
+static const CardFormat wjl = {"a.WJl", formatActWjl, encodeActWjl, "Act .WJL", 1, 0};
 
 TEST(Takemura, DeliversRows)
 {
@@ -48,7 +48,8 @@ TEST(Takemura, TestsNamesAndSizes)
     fs::current_path(directory.path);
     for (const std::string name : {"progABCD.dat", "PROG1234.dat", "./prog1234.dat", "1.dat", "prog1234.dat", ".dat"}) {
         directory.write(name, encodeTakemuraDat(noiseCards(20, 2)));
-        EXPECT_EQ(load(name, {.id = 29}).status == loadSuccess, name != "prog1234.dat" && name != ".dat") << name;
+        EXPECT_EQ(load(name, {.id = formatTakemuraDat}).status == loadSuccess, name != "prog1234.dat" && name != ".dat")
+            << name;
     }
     fs::current_path(before);
     const int yes = loadSuccess, no = loadWrongFormat;
@@ -61,8 +62,8 @@ TEST(Takemura, TestsNamesAndSizes)
     expectStatuses(dp5, dp5File, no, {{0, 7}, {1, 1}, {14, 1}, {10, 4}});
     expectStatuses(dp5, dp5File, yes, {{14, 200}});
     expectStatuses(wjl, wjlFile, no, {{5, 'B'}, {20, 4}});
-    EXPECT_EQ(statusOf("a.WJL", wjlFile, 70), loadWrongFormat);
-    EXPECT_EQ(load("/nowhere/a.dat", {.id = 29}).status, loadCannotRead);
+    EXPECT_EQ(statusOf("a.WJL", wjlFile, formatActWjl), loadWrongFormat);
+    EXPECT_EQ(load("/nowhere/a.dat", {.id = formatTakemuraDat}).status, loadCannotRead);
 }
 
 TEST(Takemura, TellsWhatIsMissing)
@@ -72,9 +73,9 @@ TEST(Takemura, TellsWhatIsMissing)
     EXPECT_EQ(toldOf(dat, Bytes(rows.begin(), rows.end() - 4)), "");
     EXPECT_EQ(toldOf(dat, Bytes(rows.begin(), rows.end() - 5)),
               "the file ends 1 row before the picture does"
-              "!the header announces 20 x 3, 5 bytes of its 21 bytes are missing");
+              "!the header announces 20 x 3, the file lacks 5 bytes of its 21 bytes");
     EXPECT_EQ(toldOf(cgs, patched(encodeCgs(noiseCards(120, 3)), 104, {14})),
               "its rows of 14 bytes are too short for a width of 120");
-    EXPECT_EQ(toldOf({"a.wjL", 70, nullptr, ""}, encodeActWjl(noiseCards(40, 3))),
+    EXPECT_EQ(toldOf({"a.wjL", formatActWjl, nullptr, ""}, encodeActWjl(noiseCards(40, 3))),
               "the last letter of its name is a capital");
 }

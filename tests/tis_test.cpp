@@ -8,7 +8,7 @@
 
 namespace fs = std::filesystem;
 
-constexpr u32 tis = 17;
+constexpr u32 tis = formatTis;
 
 struct Tis : testing::Test {
     TestDirectory files;
@@ -38,6 +38,7 @@ TEST_F(Tis, LoadsTheWholeDesignFromEveryFile)
     }
     fs::remove(files.path + "/dDes.S02");
     EXPECT_EQ(loadFile("sDes.P").bandStatus, loadCannotRead);
+    EXPECT_STREQ(llibGetReason(), "its part dDes.S02 cannot be opened");
 }
 
 TEST_F(Tis, CountsPartsAsTheDesigningSystemDoes)
@@ -53,6 +54,8 @@ TEST_F(Tis, CountsPartsAsTheDesigningSystemDoes)
     Bytes expected = picture.rows;
     std::fill(expected.begin() + 36, expected.end(), u8{0xA5});
     EXPECT_EQ(loadFile("dy.s01").rows, expected);
+    EXPECT_STREQ(llibGetRemark(0, nullptr), "the header announces 9 x 20, the file lacks 4 bytes of its 40 bytes");
+    EXPECT_STREQ(llibGetRemark(1, nullptr), "picks that the file lacks are left as they were: 2");
 }
 
 TEST_F(Tis, RefusesOtherNamesAndHeaders)
@@ -69,6 +72,8 @@ TEST_F(Tis, RefusesOtherNamesAndHeaders)
         {"de.s02", loadCannotRead}, {"da.s02", loadSuccess}};
     for (const auto& [name, expected] : names)
         EXPECT_EQ(loadFile(name).status, expected) << name;
+    loadFile("sd.p");
+    EXPECT_STREQ(llibGetReason(), "there is no dd.s01 beside it that can be read");
     const std::tuple<size_t, std::string, bool> fields[] = {
         {0, "    0", false},  {0, "   -1", false}, {6, "    0", false}, {6, "    x", false},
         {106, "   0", false}, {106, "  -1", true}, {106, "   2", true}, {111, "1", false},

@@ -152,7 +152,7 @@ TEST_F(Tool, SaysWhatIsWrongInOneSentenceAndLeavesTheTargetAlone)
     const std::set<string> before = names();
 
     const std::tuple<vector<string>, int, string> cases[] = {
-        {{"convert", "none.gif", "old.png"}, 3, "tload: none.gif: the file cannot be opened (No such file"},
+        {{"convert", "none.gif", "old.png"}, 3, "loomfile: none.gif: the file cannot be opened (No such file"},
         {{"convert", string(5000, 'a'), "old.png"}, 3, "4095"},
         {{"convert", "header.png", "old.png"}, 3, "header is incomplete"},
         {{"convert", "damaged.png", "old.png"}, 4, "PNG data cannot be decoded"},
@@ -163,7 +163,7 @@ TEST_F(Tool, SaysWhatIsWrongInOneSentenceAndLeavesTheTargetAlone)
         {{"convert", "--format", "23", "random.foo", "old.png"}, 6, "not a BMP file"},
         {{"convert", "cut.bmp", "old.png"}, 7, "data end early"},
         {{"convert", "notes.txt", "old.png"}, 10, "by its name (.txt)"},
-        {{"info", strange}, 10, "tload: escape?[31m???.txt: "},
+        {{"info", strange}, 10, "loomfile: escape?[31m???.txt: "},
         {{"convert", "x", "old.png"}, 11, "./x"},
         {{"convert", "./x", "directory.gif"}, 12, "directory"},
         {{"convert", "-small.bmp", "-small.bmp"}, 64, "--help"},
@@ -186,7 +186,7 @@ TEST_F(Tool, SaysWhatIsWrongInOneSentenceAndLeavesTheTargetAlone)
         EXPECT_EQ(result.exitCode, exitCode);
         EXPECT_EQ(result.output, "");
         EXPECT_NE(result.errors.find(words), string::npos) << words;
-        EXPECT_TRUE(result.errors.starts_with("tload: ") && result.errors.ends_with(".\n"));
+        EXPECT_TRUE(result.errors.starts_with("loomfile: ") && result.errors.ends_with(".\n"));
         EXPECT_EQ(std::count(result.errors.begin(), result.errors.end(), '\n'), 1);
         EXPECT_EQ(get(path("old.png")), "old");
         EXPECT_EQ(names(), before);

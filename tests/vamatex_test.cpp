@@ -61,5 +61,5 @@ TEST(Vamatex, TakesCountsAwayFromPicks)
     const Bytes full = programFile(true, {{1, 255, 0, 0, 0xED, 0xFF}, {1, 255, 0, 0, 3, 0}});
     const Loaded largest = load(directory.write("full.piw", full), {.fill = 0});
     EXPECT_EQ(std::pair(largest.rows[8 * 65516], largest.rows[8 * 65517]), std::pair(u8{255}, u8{0}));
-    EXPECT_STREQ(llibGetRemark(0, nullptr), "3 rows of the picture are not written");
+    EXPECT_STREQ(llibGetRemark(0, nullptr), "rows of the picture are not written: 3");
 }

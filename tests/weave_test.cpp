@@ -9,7 +9,7 @@
 
 using std::string;
 
-static const u32 weaveId = 10, fabricId = 40;
+static const u32 weaveId = formatWeave, fabricId = formatFabric;
 
 struct Variant {
     bool isDraft;
@@ -72,12 +72,17 @@ static string shown(const string& records)
     TestDirectory directory; // with a new name, or the header cache would answer for the file before
     Loaded loaded = load(directory.write(std::to_string(number++) + ".weave", "#BINDING\n" + records), {.id = weaveId});
     if (loaded.status != 0)
-        return std::to_string(loaded.status);
+        return std::to_string(loaded.status) + " " + llibGetReason();
     string text;
     for (u32 y = 0; y < loaded.height; y++) {
         for (u32 x = 0; x < loaded.width; x++)
             text += (loaded.rows[y * loaded.stride + x / 8] & 0x80 >> x % 8) != 0 ? '#' : '.';
         text += '/';
+    }
+    for (i32 i = 0; i < llibGetRemarkCount(); i++) {
+        i32 grave = 0;
+        text += string(" ") + llibGetRemark(i, &grave);
+        text += grave != 0 ? "!" : "";
     }
     return text;
 }
@@ -91,25 +96,29 @@ TEST(Weave, FollowsItsRecords)
         {"#DIM=4 2,2\n#HARNANDS=1212\n" + plan + "#END\n", "#.#./.#.#/"},
         {"#DIM=4,2\n#HARNANDS=/112\n#YDIM=2\n" + plan + "#END\n", "###./...#/"}, // below '1' is shaft 0 as well
         {"#DIM=2\n#HARNENDS=\n1\n 0\n\n" + plan + "#END\n", ".#/#./"},
-        {"#DIM=2\n#HARNUNDS=" + packedRecord("", {1, 9}).substr(2) + plan + "#END\n", "../#./"}, // no shaft 9
+        {"#DIM=2\n#HARNUNDS=" + packedRecord("", {1, 9}).substr(2) + plan + "#END\n",
+         "../#./ ends are on shafts that the plan lacks and are not lifted: 1!"}, // no shaft 9
         {"#DIM=2\n#BATMAP=\n\x80\x40#END\n", "#./.#/"},
-        {"#DIM=2\n" + packedRecord("BETMAP", {0x80}) + "#END\n", "#./../"},
-        {"#DIM=2\n#BATMAP=\n\x80\x40#YDIM=3\n#END\n", "#./.#/../"},
+        {"#DIM=2\n" + packedRecord("BETMAP", {0x80}) + "#END\n", "#./../ picks that the file lacks are clear: 1!"},
+        {"#DIM=2\n#BATMAP=\n\x80\x40#YDIM=3\n#END\n", "#./.#/../ picks that the file lacks are clear: 1!"},
         {"#DIM=2 4\n#BATMAP=\n\x80\x40\1\1" + packedRecord("LINES_REPEAT", {0, 0, 1, 0, 0, 0, 3, 0}) + "#END\n",
          "#./#./.#/.#/"},
-        {"#DIM=2\n#BATMAP=\n\x80\x40#YDIM=3\n" + packedRecord("LINES_REPEAT", {0, 0, 0, 0, 0, 0}) + "#END\n", "7"},
-        {"#DIM=2\n" + plan, "7"},
-        {"#DIM=2\n#HARNENDS=\n0 2\n" + plan + "#END\n", "7"},
-        {packedRecord("HARNUNDS", {0, 0}) + "#END\n", "7"},
-        {"#DIM=2\n#BETMAP=4\nabcd#END\n", "7"},
-        {"#YDIM=65521\n#END\n", "7"},
+        {"#DIM=2\n#BATMAP=\n\x80\x40#YDIM=3\n" + packedRecord("LINES_REPEAT", {0, 0, 0, 0, 0, 0}) + "#END\n",
+         "7 its record #LINES_REPEAT= is damaged: the plane before it has fewer rows"},
+        {"#DIM=2\n" + plan, "7 the file ends before its record #END"},
+        {"#DIM=2\n#HARNENDS=\n0 2\n" + plan + "#END\n",
+         "7 its record #HARNENDS= is damaged: an end is on a shaft that is none"},
+        {packedRecord("HARNUNDS", {0, 0}) + "#END\n",
+         "7 its record #HARNUNDS= is damaged: no record before it tells how many ends there are"},
+        {"#DIM=2\n#BETMAP=4\nabcd#END\n", "7 its record #BETMAP= is damaged: its packed block cannot be read"},
+        {"#YDIM=65521\n#END\n", "7 its record #YDIM= is damaged: a size is no number from 1 to 65520"},
     };
     for (const auto& [records, expected] : cases)
         EXPECT_EQ(shown(records), expected) << records;
 
     // Without a size of its own a file has that of the one before.
-    EXPECT_EQ(shown("#DIM=3 1\n#END\n"), ".../");
-    EXPECT_EQ(shown("#BATMAP=\n\xA0#END\n"), "#.#/");
+    EXPECT_EQ(shown("#DIM=3 1\n#END\n"), ".../ it holds no plane: no end is lifted!");
+    EXPECT_EQ(shown("#BATMAP=\n\xA0#END\n"), "#.#/ a size that it does not tell is taken from the file before!");
 }
 
 TEST(Weave, RefusesWhatIsNoWeave)

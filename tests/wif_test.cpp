@@ -102,7 +102,8 @@ TEST(Wif, DrawsWhatThePlainWayDraws)
     TestDirectory directory;
     auto expectPlainDrawdown = [&](const Bytes& bytes) {
         std::string file = directory.write("draft.wif", bytes);
-        EXPECT_TRUE(load(file, {.id = 21}).pixels() == drawPlainly(file)) << std::string(bytes.begin(), bytes.end());
+        EXPECT_TRUE(load(file, {.id = formatWif}).pixels() == drawPlainly(file))
+            << std::string(bytes.begin(), bytes.end());
     };
     const std::string odd[] = {"=",  ",",  " ",    "\t",   "-",          "+",  "x",   "0",
                                "00", "\n", "8192", "8193", "4294967298", "\r", "[\n", "99999999999999999999"};
@@ -154,7 +155,7 @@ TEST(Wif, TellsSizesAndTakesDefaults)
             cases.push_back({head + std::string(body).replace(body.find(size), 1, bad), {}});
     for (const auto& [text, expected] : cases) {
         std::string file = directory.write("small.wif", text);
-        Loaded loaded = load(file, {.id = 21}), sizes = load(file, {.id = 21, .wantPalette = 0});
+        Loaded loaded = load(file, {.id = formatWif}), sizes = load(file, {.id = formatWif, .wantPalette = 0});
         EXPECT_EQ(loaded.status, expected.empty() ? loadWrongFormat : loadSuccess) << text;
         EXPECT_EQ(std::pair(sizes.status, sizes.width), std::pair(loaded.status, loaded.width)) << text;
         std::vector<u32> told = {loaded.width, loaded.height};
@@ -168,9 +169,39 @@ TEST(Wif, TellsSizesAndTakesDefaults)
 static const auto encodeDraft = [](const Picture& picture) { return encodeWif(draftOfPicture(picture)); };
 static const auto encodeBigEndian = [](const Picture& picture) { return encodeDobby1858(picture); };
 static const auto encodeLittleEndian = [](const Picture& picture) { return encodeDobby1858(picture, {true}); };
-static const CardFormat wif = {"A.WIF", 21, encodeDraft, "WIF weave", 1, 0xA5, false};
-static const CardFormat dobby = {"B.DB1", 20, encodeBigEndian, "Staubli 1858III dobby", 1, 0xA5, false};
-static const CardFormat changsu = {"l.db1", 20, encodeLittleEndian, "Changsu 1858III dobby", 1, 0xA5, false};
+static const CardFormat wif = {"A.WIF", formatWif, encodeDraft, "WIF weave", 1, 0xA5, false};
+static const CardFormat dobby = {"B.DB1", formatStaubli1858, encodeBigEndian, "Staubli 1858III dobby", 1, 0xA5, false};
+static const CardFormat changsu = {"l.db1", formatStaubli1858, encodeLittleEndian, "Changsu 1858III dobby", 1, 0xA5,
+                                   false};
+
+TEST(Wif, SaysWhatTheDrawdownLacks)
+{
+    const std::string good =
+        "[WIF]\n1.1\n[WEAVING]\nShafts=4\nTreadles=4\nRising "
+        "Shed=yes\n[WARP]\nThreads=3\n[WEFT]\nThreads=3\n[CONTENTS]\nTHREADING=1\nTIEUP=1\nTREADLING=1\n[THREADING]\n1="
+        "1\n2=2\n3=3,4\n[TIEUP]\n1=1,2,3\n[TREADLING]\n1=1\n2=1\n3=4\n";
+    const std::tuple<std::string, std::string, const char*> changes[] = {
+        {"", "", ""},
+        {"3,4\n", "3,0,\n", ""},
+        {"3,4\n", "3,4,1\n", "!ends on more than two shafts are threaded on the first two: 1"},
+        {"3=4\n", "3=4,2\n", "!picks with more than one treadle are treadled with the first: 1"},
+        {"2=2\n", "", "!ends without a shaft are threaded straight: 1"},
+        {"2=1\n", "2=0\n", "!picks without a treadle are treadled straight: 1"},
+        {"Shed=yes", "Shed=off", "!it is for a sinking shed, whose lowered ends are drawn as raised"},
+        {"[TIEUP]", "[TIE]", "!the section [TIEUP] that is declared is missing"},
+        {"[CONTENTS]", "[TEXT]", "!there is no [CONTENTS], without which nothing is drawn"},
+        {"TIEUP=1", "TIEUP=no", "!no tie-up is declared, each treadle lifts the shaft of its own number"},
+        {"TIEUP=1", "LIFTPLAN=1\n[LIFTPLAN]\n1=1", "!picks behind the last one of the lift plan are clear: 2"},
+        {"[CONTENTS]", "[LIFTPLAN]\n1=1\n[CONTENTS]", "!the lift plan is not declared in [CONTENTS] and left out"},
+        {"[WARP]", "[COLOR TABLE]\n1=0,0,0\n[WARP SPACING]\n1=1\n[WARP]",
+         "+colours are not read+the spacing and thickness of threads are not read"},
+        {"1.1", "1.1\n[TEXT]\n" + std::string(49152, 'x'), "!lines are cut behind 49151 characters"},
+        {"Shafts=4", "Shafts=1", "[WEAVING] tells 1 shafts and 4 treadles"}};
+    for (const auto& [from, to, told] : changes) {
+        const std::string text = std::string(good).replace(good.find(from), from.size(), to);
+        EXPECT_EQ(toldOf(wif, Bytes(text.begin(), text.end())), told);
+    }
+}
 
 TEST(Loom, DeliversDraftsAndCardsAndRefusesTheRest)
 {
@@ -193,10 +224,11 @@ TEST(Loom, DeliversDraftsAndCardsAndRefusesTheRest)
     const Bytes good = encodeDobby1858(noisePicture(pictureBilevel, 40, 3, 0, 1));
     const Bytes tooFew = encodeDobby1858(blankPicture(pictureBilevel, 40, 2));
     for (const char* name : {"awif", "a.wifx"})
-        EXPECT_EQ(statusOf(name, draft, 21), loadWrongFormat);
-    EXPECT_EQ(statusOf("a.db2", good, 20), loadWrongFormat);
-    EXPECT_EQ(statusOf("b.db1", tooFew, 20), loadWrongFormat);
-    EXPECT_EQ(load(directory.path + "/missing.wif", {.id = 21}).status, loadCannotRead);
+        EXPECT_EQ(statusOf(name, draft, formatWif), loadWrongFormat);
+    EXPECT_EQ(statusOf("a.db2", good, formatStaubli1858), loadWrongFormat);
+    EXPECT_EQ(statusOf("b.db1", tooFew, formatStaubli1858), loadWrongFormat);
+    EXPECT_EQ(load(directory.path + "/missing.wif", {.id = formatWif}).status, loadCannotRead);
     for (u32 at = 15; at < 25; at++)
         expectStatuses(dobby, good, at < 20 ? loadSuccess : loadWrongFormat, {{at, good[at] + 1u}});
+    EXPECT_EQ(toldOf(dobby, patched(good, 24, {9})), "its trailer tells 9 picks, 25 bytes hold 3");
 }

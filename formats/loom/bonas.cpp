@@ -9,14 +9,18 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include <cstdlib>
+#include <cerrno>
+#include <cstring>
 #include <iterator>
 
-#include "framework/bytes.h"
 #include "framework/command.h"
-#include "framework/file.h"
 #include "framework/loader.h"
+#include "framework/path.h"
+#include "framework/probe.h"
 #include "framework/thread_state.h"
+
+namespace
+{
 
 constexpr i64 probedBytes = 3; // what the test on the cached header looks at
 constexpr size_t cardHeaderBytes = 34;
@@ -35,80 +39,76 @@ constexpr u32 usualSelectorBytes = 4;
 constexpr u32 leastPaddedHooks = 896;
 constexpr const char* cadSystems[] = {"CAPS3", "Viable", "EAT", "Sophis", "JMF", "Grosse", "Faure",      "Apso",
                                       "CDI",   "Datec",  "AVA", "PCedit", "IAM", "Paycom", "Pointcarre", "Tevrin"};
+constexpr size_t lastCadSystem = std::size(cadSystems) - 1;
 
-constexpr u8 compressedMark[] = {'S', 'Z', 'D', 'D', 0x88, 0xF0, 0x27, 0x33, 'A'};
+constexpr std::string_view compressedMark = "SZDD\x88\xF0\x27\x33\x41";
+constexpr size_t leastCompressedName = 6;
 constexpr char lastPartExtension[] = ".ep";
 constexpr size_t numberLength = 3; // of the "001" that a part's name ends in
 constexpr u64 readAheadBytes = 1 << 18;
 
-// The expanded file and, when it could not lie beside the compressed one, the folder that was made for it.
-static void removeExpanded(char* name, u32& folderLength)
-{
-    if (folderLength != 0) {
-        name[folderLength] = 0;
-        removeFolder(name);
-    } else if (name[0] != 0) {
-        unlink(name);
-    }
-    name[0] = 0;
-    folderLength = 0;
-}
-
-static void release(BonasState& state)
+void release(BonasState& state)
 {
     closeSlot(state.file);
-    removeExpanded(state.tempName, state.tempFolderLength);
+    removeTemporary(state.expanded);
 }
 
-// The expanded file of a load that has not succeeded yet.
-struct Expanded {
-    char name[partNameBytes] = "";
-    u32 folderLength = 0;
-
-    Expanded() = default;
-    Expanded(const Expanded&) = delete;
-    Expanded& operator=(const Expanded&) = delete;
-    ~Expanded() { removeExpanded(name, folderLength); }
-};
-
-static bool isCard(const char* path)
+LoadStatus checkCard(const char* path)
 {
-    const u8* header = loadImgCheckHeader(path);
-    if (header == nullptr || loadImgLastFilesize() < probedBytes || header[atMark] != 0)
-        return false;
-    size_t length = strlen(path);
-    return length >= 2 && tolowerAZ(path[length - 2]) == 'e' && tolowerAZ(path[length - 1]) == 'p';
-}
-
-static bool isCompressedCard(const char* path)
-{
-    const u8* header = loadImgCheckHeader(path);
-    if (header == nullptr || loadImgLastFilesize() < static_cast<i64>(sizeof compressedMark) ||
-        memcmp(header, compressedMark, sizeof compressedMark) != 0)
-        return false;
-    size_t length = strlen(path);
-    return length >= 6 && length <= partNameBytes && path[length - 4] == '.' && tolowerAZ(path[length - 3]) == 'e' &&
-           tolowerAZ(path[length - 2]) == 'p' && path[length - 1] == '_';
+    const u8* header = probedHeader(path, probedBytes);
+    if (header == nullptr)
+        return loadWrongFormat;
+    if (header[atMark] != 0)
+        return refuseMark("Bonas");
+    const size_t length = strlen(path);
+    if (length < 2 || tolowerAZ(path[length - 2]) != 'e' || tolowerAZ(path[length - 1]) != 'p')
+        return refuseName("ep");
+    return loadSuccess;
 }
 
 // "design.001.ep" and the like.
-static bool isContinuation(const char* name, size_t length)
+bool isContinuation(const char* name, size_t length)
 {
     const char* end = name + length;
     return length >= 9 && end[-3] == '.' && isDigit(end[-4]) && isDigit(end[-5]) && isDigit(end[-6]) && end[-7] == '.';
 }
 
-// Reads the header of the card file at path. The design's further parts are named after designName.
-static LoadStatus openDesign(const char* path, const char* designName, ImageInfo& image, File& file, BonasState& loaded)
+// The further parts are named after designName.
+LoadStatus nameParts(const char* designName, BonasState& loaded)
 {
-    if (!file.open(path))
-        return loadCannotRead;
-    // What the file lacks counts as zero.
+    const size_t length = strlen(designName);
+    if (isContinuation(designName, length))
+        return refuse(loadWrongFormat, "it is a further part of a design that begins in another file");
+    if (length + 1 >= partNameBytes)
+        return refuse(loadWrongFormat, "its path is too long");
+    memcpy(loaded.partName, designName, length);
+    loaded.partName[length] = '0';
+    loaded.nameLength = static_cast<u32>(length + 1);
+    return loadSuccess;
+}
+
+void report(ImageInfo& image, const u8* header, u32 width, u32 height)
+{
+    char description[64];
+    snprintf(description, sizeof description, "Bonas\n%.*s\nCAD: %s", designNameBytes,
+             reinterpret_cast<const char*>(header + atDesignName),
+             cadSystems[std::min<size_t>(header[atCadSystem], lastCadSystem)]);
+    reportBilevel(image, width, height, description, loomOrientation);
+    image.palette[0] = 0;
+}
+
+// Reads the header of the card file at path.
+LoadStatus openDesign(const char* path, const char* designName, ImageInfo& image, File& file, BonasState& loaded)
+{
+    const LoadStatus opened = openFile(path, file);
+    if (opened != loadSuccess)
+        return opened;
     u8 header[cardHeaderBytes] = {};
-    readExactly(file.stream, header, sizeof header);
+    if (!readExactly(file.stream, header, sizeof header))
+        remark(Gravity::grave, "the file ends in its header, and what it lacks counts as zero");
 
     u32 selectorBytes = header[atSelectorBytes];
-    printf("Bonas bytes for weft (selectl) %d\n", static_cast<int>(selectorBytes));
+    tell(stdout, "Bonas bytes for weft (selectl) %d\n", static_cast<int>(selectorBytes));
     if (selectorBytes == 0)
         selectorBytes = usualSelectorBytes;
     const u32 hooks = littleEndian16(header + atHooks);
@@ -120,34 +120,23 @@ static LoadStatus openDesign(const char* path, const char* designName, ImageInfo
     loaded.picksPerFile = littleEndian16(header + atPicksPerFile);
     loaded.height = littleEndian16(header + atTotalPicks);
     if (loaded.picksPerFile == 0)
-        return loadWrongFormat;
+        return refuse(loadWrongFormat, "its header announces no picks");
     if (loaded.height == 0)
         loaded.height = loaded.picksPerFile;
     loaded.fileCount = (loaded.height + loaded.picksPerFile - 1) / loaded.picksPerFile;
     loaded.fileRowBytes = (width + 7) / 8 + padBytes;
     if (loaded.fileCount > 1) {
-        size_t length = strlen(designName);
-        if (isContinuation(designName, length) || length + 1 >= partNameBytes)
-            return loadWrongFormat;
-        memcpy(loaded.partName, designName, length);
-        loaded.partName[length] = '0';
-        loaded.nameLength = static_cast<u32>(length + 1);
+        const LoadStatus named = nameParts(designName, loaded);
+        if (named != loadSuccess)
+            return named;
     }
-
-    char description[64];
-    const size_t lastSystem = std::size(cadSystems) - 1;
-    snprintf(description, sizeof description, "Bonas\n%.*s\nCAD: %s", designNameBytes,
-             reinterpret_cast<const char*>(header + atDesignName),
-             cadSystems[std::min<size_t>(header[atCadSystem], lastSystem)]);
-    reportImage(image, description, loomOrientation);
-    image.kind = kindBilevel;
-    image.width = width;
-    image.height = loaded.height;
-    image.palette[0] = 0;
+    const u32 picks = std::min(loaded.picksPerFile, loaded.height);
+    remarkFileSize(file.stream, u64{loaded.fileRowBytes} * picks, width, picks);
+    report(image, header, width, loaded.height);
     return loadSuccess;
 }
 
-static void keep(BonasState& loaded, File& file)
+void keep(BonasState& loaded, File& file)
 {
     BonasState& state = threadState().loom.bonas;
     release(state);
@@ -155,19 +144,19 @@ static void keep(BonasState& loaded, File& file)
     handOver(file, state.file);
 }
 
-static LoadStatus tryLoad(const LoadRequest& request, ImageInfo& image)
+LoadStatus tryLoad(const LoadRequest& request, ImageInfo& image)
 {
-    if (!isCard(request.path))
-        return loadWrongFormat;
     File file;
     BonasState loaded{};
-    LoadStatus status = openDesign(request.path, request.path, image, file, loaded);
+    LoadStatus status = checkCard(request.path);
+    if (status == loadSuccess)
+        status = openDesign(request.path, request.path, image, file, loaded);
     if (status == loadSuccess)
         keep(loaded, file);
     return status;
 }
 
-static bool copyFile(const char* from, const char* to)
+bool copyFile(const char* from, const char* to)
 {
     File source;
     Buffer block;
@@ -184,77 +173,101 @@ static bool copyFile(const char* from, const char* to)
     return fclose(copy) == 0 && complete;
 }
 
-static void expand(const char* path)
+// The expanded file: what a card file that has not been opened yet is called, and what there is to remove of it.
+struct Expanded {
+    Temporary temporary;
+    char name[partNameBytes];
+    int result; // of the command
+};
+
+void expand(const char* path, Expanded& expanded)
 {
-    runCommand({commandText(threadState().msExpandCommand), commandText(" "), commandPath(path)});
+    expanded.result = runCommand({commandText(threadState().msExpandCommand), commandText(" "), commandPath(path)});
 }
 
-// The command works in a folder of its own, on a copy. False when there is no room for that.
-static bool expandCopy(const char* path, Expanded& expanded)
+// The command works in a folder of its own, on a copy.
+LoadStatus expandCopy(const char* path, Expanded& expanded)
 {
+    TemporaryPath& folder = expanded.temporary.path;
+    if (!makeTemporaryFolder(folder))
+        return refuse(loadWrongFormat, "no folder can be made in the temporary directory: %s", strerror(errno));
     char copy[partNameBytes];
-    char* name = expanded.name;
-    int length = snprintf(name, partNameBytes, "%s/tload-XXXXXX", threadState().tmpDir);
-    if (length < 0 || length >= static_cast<int>(partNameBytes) || mkdtemp(name) == nullptr) {
-        name[0] = 0;
-        return false;
-    }
-    expanded.folderLength = static_cast<u32>(length);
-    int copyLength = snprintf(copy, sizeof copy, "%.*s/%s", length, name, baseName(path));
-    if (copyLength < 0 || copyLength >= static_cast<int>(sizeof copy))
-        return false;
-    memcpy(name, copy, static_cast<size_t>(copyLength));
-    name[copyLength - 1] = 0;
-    bool copied = copyFile(path, copy);
+    const int length = snprintf(copy, sizeof copy, "%s/%s", folder.name, baseName(path));
+    if (length < 0 || length >= static_cast<int>(sizeof copy))
+        return refuse(loadWrongFormat, "its path in the temporary directory is too long");
+    memcpy(expanded.name, copy, static_cast<size_t>(length));
+    expanded.name[length - 1] = 0;
+    const bool copied = copyFile(path, copy);
     if (copied)
-        expand(copy);
+        expand(copy, expanded);
     unlink(copy);
-    return copied;
+    return copied ? loadSuccess : refuse(loadWrongFormat, "it cannot be copied into the temporary directory");
 }
 
-static LoadStatus tryLoadCompressed(const LoadRequest& request, ImageInfo& image)
+LoadStatus checkCompressed(const LoaderThreadState& thread, const char* path)
+{
+    if (thread.tmpDir == nullptr)
+        return refuse(loadWrongFormat, "the temporary directory is not set");
+    if (thread.msExpandCommand == nullptr)
+        return refuse(loadWrongFormat, "the command that expands EP_ files is not set");
+    if (probedMark(path, compressedMark, "compressed Bonas") == nullptr)
+        return loadWrongFormat;
+    if (!hasExtension(path, "ep_", leastCompressedName))
+        return refuseName("ep_");
+    if (strlen(path) > partNameBytes)
+        return refuse(loadWrongFormat, "its path is too long");
+    return loadSuccess;
+}
+
+// A file that has the name of the expanded one is somebody's and stays as it is.
+LoadStatus expandDesign(const char* path, const char* designName, Expanded& expanded)
+{
+    struct stat info;
+    if (lstat(designName, &info) == 0) {
+        const LoadStatus status = expandCopy(path, expanded);
+        if (status != loadSuccess)
+            return status;
+    } else {
+        strcpy(expanded.name, designName);
+        strcpy(expanded.temporary.path.name, designName);
+        expand(path, expanded);
+    }
+    const LoadStatus status = checkCard(expanded.name);
+    if (status != loadSuccess && (expanded.result != 0 || !isOwnFile(expanded.name)))
+        return refuseCommand(status, threadState().msExpandCommand, expanded.result);
+    return status;
+}
+
+LoadStatus tryLoadCompressed(const LoadRequest& request, ImageInfo& image)
 {
     LoaderThreadState& thread = threadState();
-    if (thread.tmpDir == nullptr || thread.msExpandCommand == nullptr || !isCompressedCard(request.path))
-        return loadWrongFormat;
-
+    LoadStatus status = checkCompressed(thread, request.path);
+    if (status != loadSuccess)
+        return status;
     char designName[partNameBytes];
     const size_t length = strlen(request.path) - 1;
     memcpy(designName, request.path, length);
     designName[length] = 0;
 
     release(thread.loom.bonas); // its expanded file is not somebody's
-    Expanded expanded;
-    struct stat info;
-    // A file of that name is somebody's and stays as it is.
-    if (lstat(designName, &info) == 0) {
-        if (!expandCopy(request.path, expanded))
-            return loadWrongFormat;
-    } else {
-        memcpy(expanded.name, designName, length + 1);
-        expand(request.path);
-    }
-    if (!isCard(expanded.name))
-        return loadWrongFormat;
-
+    Expanded expanded{};
     File file;
     BonasState loaded{};
-    LoadStatus status = openDesign(expanded.name, designName, image, file, loaded);
+    status = expandDesign(request.path, designName, expanded);
+    if (status == loadSuccess)
+        status = openDesign(expanded.name, designName, image, file, loaded);
     if (status != loadSuccess)
         return status;
-    if (request.wantPalette != 0) {
-        memcpy(loaded.tempName, expanded.name, sizeof loaded.tempName);
-        loaded.tempFolderLength = expanded.folderLength;
-        expanded.name[0] = 0;
-        expanded.folderLength = 0;
-    }
     keep(loaded, file);
+    // The open file is read on from when its name is gone.
+    if (request.wantPalette != 0)
+        handOver(expanded.temporary, thread.loom.bonas.expanded);
     return loadSuccess;
 }
 
 // Part 1 of d.ep is d.001, and from part 100 on the tens run past "9". A part that is not there is looked for with
 // ".ep" behind its name, which then stays: the next number overwrites the last three characters of the longer name.
-static bool openNextPart(BonasState& state)
+LoadStatus openNextPart(BonasState& state)
 {
     closeSlot(state.file);
     const u32 part = state.rowCounter / state.picksPerFile;
@@ -264,45 +277,53 @@ static bool openNextPart(BonasState& state)
     number[2] = static_cast<char>('0' + part % 10);
     File file;
     if (!file.open(state.partName)) {
+        const LoadStatus missing = refuse(loadCannotRead, "its part %.40s cannot be opened", baseName(state.partName));
         if (state.nameLength + sizeof lastPartExtension > partNameBytes)
-            return false;
+            return missing;
         memcpy(state.partName + state.nameLength, lastPartExtension, sizeof lastPartExtension);
         state.nameLength += static_cast<u32>(strlen(lastPartExtension));
         if (!file.open(state.partName))
-            return false;
+            return missing;
     }
     fseeko(file.stream, cardHeaderBytes, SEEK_SET);
     handOver(file, state.file);
-    return true;
+    return loadSuccess;
 }
 
-static LoadStatus loadBand(u8* rows, u32 count, u32 bytesPerRow)
+// Picks that the file lacks are clear.
+void readPicks(FILE* stream, u8* bytes, u64 picks, u64 rowBytes)
+{
+    const u64 size = picks * rowBytes;
+    const u64 arrived = fread(bytes, 1, size, stream);
+    memset(bytes + arrived, 0, size - arrived);
+    reverseBits(bytes, size, false);
+    remarkCount(Gravity::grave, picks - arrived / rowBytes, "picks that the file lacks are clear");
+}
+
+LoadStatus loadBand(u8* rows, u32 count, u32 bytesPerRow)
 {
     BonasState& state = threadState().loom.bonas;
     if (state.file == nullptr)
-        return loadBadData;
+        return refuseUnopened();
     const u64 rowBytes = state.fileRowBytes;
     const u64 rowsAtOnce = std::min<u64>(readAheadBytes / rowBytes, std::min(count, state.height - state.rowCounter));
     Buffer block;
     if (!block.allocate(rowsAtOnce * rowBytes))
-        return loadOutOfMemory;
+        return refuseMemory();
 
     for (u64 row = 0; row < count;) {
         u32 picksLeft = state.height - state.rowCounter;
         if (picksLeft == 0)
             break;
         if (state.fileCount > 1) {
-            u32 pickOfPart = state.rowCounter % state.picksPerFile;
-            if (pickOfPart == 0 && state.rowCounter != 0 && !openNextPart(state))
-                return loadCannotRead;
+            const u32 pickOfPart = state.rowCounter % state.picksPerFile;
+            const LoadStatus opened = pickOfPart == 0 && state.rowCounter != 0 ? openNextPart(state) : loadSuccess;
+            if (opened != loadSuccess)
+                return opened;
             picksLeft = std::min(picksLeft, state.picksPerFile - pickOfPart);
         }
         const u64 picks = std::min<u64>({rowsAtOnce, picksLeft, count - row});
-        // Picks that the file lacks are empty.
-        const u64 size = picks * rowBytes;
-        const u64 arrived = fread(block.bytes, 1, size, state.file);
-        memset(block.bytes + arrived, 0, size - arrived);
-        reverseBits(block.bytes, size, false);
+        readPicks(state.file, block.bytes, picks, rowBytes);
         for (u64 i = 0; i < picks; i++)
             deliverRow(rows + (row + i) * bytesPerRow, block.bytes + i * rowBytes, rowBytes, bytesPerRow);
         row += picks;
@@ -311,11 +332,13 @@ static LoadStatus loadBand(u8* rows, u32 count, u32 bytesPerRow)
     return loadSuccess;
 }
 
-static LoadStatus endLoad()
+LoadStatus endLoad()
 {
     release(threadState().loom.bonas);
     return loadSuccess;
 }
+
+} // namespace
 
 void registerLoadBonas()
 {

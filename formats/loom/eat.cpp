@@ -7,7 +7,11 @@
 #include <utility>
 
 #include "formats/loom/card_file.h"
+#include "framework/probe.h"
 #include "framework/thread_state.h"
+
+namespace
+{
 
 constexpr u32 headerSize = 36;
 constexpr u32 bilevelHeaderSize = 20;
@@ -36,12 +40,15 @@ struct EatHeader {
     u64 pixelsStart;
 };
 
-static bool readHeader(const u8* bytes, EatHeader& header)
+LoadStatus readHeader(const u8* bytes, EatHeader& header)
 {
     header = {bigEndian32(bytes), bigEndian32(bytes + atHeight), 0, bytes[atColours], 1, headerSize};
-    if (!isPictureSize(header.width, header.height) || header.colours == 0 ||
-        bigEndian32(bytes + atMode) == forbiddenMode)
-        return false;
+    if (!isPictureSize(header.width, header.height))
+        return refuseSize(loadWrongFormat, header.width, header.height);
+    if (header.colours == 0)
+        return refuse(loadWrongFormat, "its header tells no colours");
+    if (bigEndian32(bytes + atMode) == forbiddenMode)
+        return refuse(loadWrongFormat, "its mode is not that of a picture");
     const u64 pixels = u64{header.width} * header.height;
     if (bytes[atMode] == modeBilevel) {
         header.bitsPerPixel = 1;
@@ -53,15 +60,17 @@ static bool readHeader(const u8* bytes, EatHeader& header)
     }
     if (header.bitsPerPixel != 0)
         header.pixelBytes = (pixels * header.bitsPerPixel + 7) / 8;
-    return header.colours <= 1u << header.bitsPerPixel;
+    if (header.colours > 1u << header.bitsPerPixel)
+        return refuse(loadWrongFormat, "%u colours with %u bits a pixel", header.colours, header.bitsPerPixel);
+    return loadSuccess;
 }
 
-static bool hasPalette(const EatHeader& header)
+bool hasPalette(const EatHeader& header)
 {
     return header.bitsPerPixel > 1;
 }
 
-static u64 leastFileSize(const EatHeader& header)
+u64 leastFileSize(const EatHeader& header)
 {
     if (header.bitsPerPixel == 0)
         return headerSize;
@@ -72,7 +81,7 @@ struct IndexUse {
     bool occurs[paletteColours];
 };
 
-static IndexUse findIndices(const EatHeader& header, const u8* pixels)
+IndexUse findIndices(const EatHeader& header, const u8* pixels)
 {
     IndexUse bytes{};
     for (u64 i = 0; i < header.pixelBytes; i++)
@@ -87,7 +96,7 @@ static IndexUse findIndices(const EatHeader& header, const u8* pixels)
     return nibbles;
 }
 
-static bool readPalette(FILE* stream, const EatHeader& header, const u8* pixels, u8* palette)
+bool readPalette(FILE* stream, const EatHeader& header, const u8* pixels, u8* palette)
 {
     u8 colours[3 * paletteColours];
     if (!readExactly(stream, colours, size_t{3} * header.colours))
@@ -95,10 +104,15 @@ static bool readPalette(FILE* stream, const EatHeader& header, const u8* pixels,
     const IndexUse use = findIndices(header, pixels);
     const bool isFull = header.colours >= leastFullPalette;
     u32 taken = 0;
-    for (u32 index = isFull ? 1 : 0; index < paletteColours && taken < header.colours; index++) {
-        if (isFull || use.occurs[index])
+    u32 missing = 0;
+    for (u32 index = isFull ? 1 : 0; index < paletteColours; index++) {
+        const bool isListed = isFull || use.occurs[index];
+        if (isListed && taken < header.colours)
             memcpy(palette + 3 * index, colours + 3 * taken++, 3);
+        else if (use.occurs[index])
+            missing++;
     }
+    remarkCount(Gravity::grave, missing, "colours of the picture are not in its palette");
 
     for (u32 index = 0; index < paletteColours; index++) {
         u8* colour = palette + 3 * index;
@@ -114,36 +128,56 @@ static bool readPalette(FILE* stream, const EatHeader& header, const u8* pixels,
     return true;
 }
 
-static void release(EatState& state)
+void release(EatState& state)
 {
     free(state.pixels);
     state = {};
 }
 
-static LoadStatus tryLoad(const LoadRequest& request, ImageInfo& image)
+// Opens the file and reads its header once more, as it is now.
+LoadStatus openEat(const char* path, File& file, EatHeader& header)
+{
+    u8 bytes[headerSize];
+    LoadStatus status = openFile(path, file, bytes, sizeof bytes, loadWrongFormat);
+    if (status == loadSuccess)
+        status = readHeader(bytes, header);
+    if (status != loadSuccess)
+        return status;
+    const u64 size = static_cast<u64>(std::max<i64>(0, regularFileSize(file.stream)));
+    const u64 least = leastFileSize(header);
+    if (size < least)
+        return refuse(loadWrongFormat, "the header announces %u x %u, the file holds %s", header.width, header.height,
+                      amountOf(size).text);
+    if (header.bitsPerPixel == 0)
+        remark(Gravity::grave, "pixels of mode %u and depth %u are not read", bytes[atMode], bytes[atDepth]);
+    else
+        remarkFileSize(file.stream, std::max<u64>(least, headerSize) - headerSize, header.width, header.height);
+    return loadSuccess;
+}
+
+LoadStatus tryLoad(const LoadRequest& request, ImageInfo& image)
 {
     EatHeader header;
-    const u8* cached = loadImgCheckHeader(request.path);
-    if (cached == nullptr || loadImgLastFilesize() < headerSize || !readHeader(cached, header))
+    const u8* cached = probedHeader(request.path, headerSize);
+    if (cached == nullptr)
         return loadWrongFormat;
+    LoadStatus status = readHeader(cached, header);
+    if (status != loadSuccess)
+        return status;
     File file;
-    if (!file.open(request.path))
-        return loadCannotRead;
-    u8 bytes[headerSize];
-    const i64 size = regularFileSize(file.stream);
-    if (!readExactly(file.stream, bytes, sizeof bytes) || !readHeader(bytes, header) || size < 0 ||
-        static_cast<u64>(size) < leastFileSize(header))
-        return loadWrongFormat;
+    status = openEat(request.path, file, header);
+    if (status != loadSuccess)
+        return status;
 
     Buffer pixels;
     if (request.wantPalette != 0) {
         if (!pixels.allocate(header.pixelBytes + spareBytes))
-            return loadOutOfMemory;
+            return refuseMemory();
         if (fseeko(file.stream, static_cast<off_t>(header.pixelsStart), SEEK_SET) != 0 ||
             !readExactly(file.stream, pixels.bytes, header.pixelBytes))
-            return loadBadData;
+            return refuse(loadBadData, "the file ends in its pixels");
         if (hasPalette(header) && !readPalette(file.stream, header, pixels.bytes, image.palette))
-            return loadBadData;
+            return refuse(loadBadData, "the file ends in its palette");
     }
     reportBilevel(image, header.width, header.height, "EAT image", loomOrientation);
     if (header.bitsPerPixel != 1)
@@ -155,7 +189,7 @@ static LoadStatus tryLoad(const LoadRequest& request, ImageInfo& image)
 }
 
 // Moves the bits that begin somewhere in a byte to the start of a row and clears those behind the last one.
-static void deliverBits(u8* row, const u8* pixels, u64 firstBit, u32 width, u64 bytesPerRow)
+void deliverBits(u8* row, const u8* pixels, u64 firstBit, u32 width, u64 bytesPerRow)
 {
     const u8* source = pixels + firstBit / 8;
     const u32 shift = firstBit % 8;
@@ -176,7 +210,7 @@ static void deliverBits(u8* row, const u8* pixels, u64 firstBit, u32 width, u64 
     clearRows(row + size, 1, bytesPerRow - size);
 }
 
-static void deliverNibbles(u8* row, const u8* pixels, u64 first, u64 count)
+void deliverNibbles(u8* row, const u8* pixels, u64 first, u64 count)
 {
     u64 i = 0;
     if (first % 2 != 0 && count > 0)
@@ -190,11 +224,11 @@ static void deliverNibbles(u8* row, const u8* pixels, u64 first, u64 count)
         row[i] = *pair >> 4;
 }
 
-static LoadStatus loadBand(u8* rows, u32 count, u32 bytesPerRow)
+LoadStatus loadBand(u8* rows, u32 count, u32 bytesPerRow)
 {
     EatState& state = threadState().loom.eat;
     if (state.pixels == nullptr)
-        return loadBadData;
+        return refuseUnopened();
     const u32 wanted = std::min(count, state.height - state.rowCounter);
     for (u64 i = 0; i < wanted; i++) {
         u8* row = rows + i * bytesPerRow;
@@ -207,14 +241,16 @@ static LoadStatus loadBand(u8* rows, u32 count, u32 bytesPerRow)
             deliverRow(row, state.pixels + first, state.width, bytesPerRow);
     }
     state.rowCounter += wanted;
-    return wanted < count ? loadBadData : loadSuccess;
+    return wanted < count ? refuseRowsBehindPicture() : loadSuccess;
 }
 
-static LoadStatus endLoad()
+LoadStatus endLoad()
 {
     release(threadState().loom.eat);
     return loadSuccess;
 }
+
+} // namespace
 
 void registerLoadEAT()
 {

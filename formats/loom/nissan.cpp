@@ -81,21 +81,35 @@ LoadStatus tryLoad(const LoadRequest& request, ImageInfo& image)
     return keepCards(file, threadState().loom.nissan, {"Nissan", shafts, height, lineBytes}, image);
 }
 
+// How many bytes of a pick have a digit that is none.
+u32 countNoDigits(const u8* line)
+{
+    u32 count = 0;
+    for (u32 byte = 0; byte < pickBytes; byte++)
+        count += digits.values[line[2 * byte]] == noDigit || digits.values[line[2 * byte + 1]] == noDigit;
+    return count;
+}
+
 LoadStatus loadBand(u8* rows, u32 count, u32 bytesPerRow)
 {
     RowFile& slot = threadState().loom.nissan;
     u64 delivered = 0;
     u64 noDigits = 0;
     const LoadStatus status = convertRows(slot, count, lineBytes, [&](const u8* line, u64 i) {
-        u8 pick[pickBytes];
+        u8* row = rows + i * bytesPerRow;
+        u8 narrow[pickBytes];
+        u8* pick = bytesPerRow < pickBytes ? narrow : row;
+        u32 seen = 0;
         for (u32 byte = 0; byte < pickBytes; byte++) {
             const u32 pixels = digits.left[line[2 * byte]] | digits.right[line[2 * byte + 1]];
             pick[byte] = static_cast<u8>(pixels);
-            noDigits += pixels >> 8;
+            seen |= pixels;
         }
-        u8* row = rows + i * bytesPerRow;
-        deliverRow(row, pick, pickBytes, bytesPerRow);
-        if (bytesPerRow > pickBytes)
+        if (seen > UINT8_MAX)
+            noDigits += countNoDigits(line);
+        if (pick == narrow)
+            deliverRow(row, narrow, pickBytes, bytesPerRow);
+        else if (bytesPerRow > pickBytes)
             reverseBits(row + pickBytes, bytesPerRow - pickBytes, false);
         delivered = i + 1;
     });

@@ -41,8 +41,7 @@ struct BonasState {
     FILE* file; // the current part
     u32 nameLength;
     char partName[partNameBytes];
-    char tempName[partNameBytes]; // removed at the end; empty = none
-    u32 tempFolderLength;         // of the folder in tempName that was made for it and goes too; 0 = none
+    TemporaryPath expanded; // removed at the end
     u32 picksPerFile;
     u32 fileCount;
     u32 fileRowBytes;
@@ -72,7 +71,7 @@ struct QteState {
     RowFile rows;
     u32 bitOffset; // of the first pixel in a stored row, 0..7
     u32 width;
-    char tempName[partNameBytes]; // removed at the end; empty = none
+    TemporaryPath unpacked; // removed at the end
 };
 
 // Shared by the loaders of Varitex, Zhu, Chinese and Most dobby files.

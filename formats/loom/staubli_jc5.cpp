@@ -78,8 +78,7 @@ struct Design {
     u32 layout;
     const char* flaw;
     u64 unknown; // descriptors of unknown types
-    u64 tooLong; // descriptors that are not read
-    bool lacksName;
+    u64 tooLong; // descriptors that there is no room for
 };
 
 struct HookGroups {
@@ -147,13 +146,6 @@ bool readPayload(FILE* stream, Descriptor& descriptor)
     return readExactly(stream, descriptor.payload, descriptor.length);
 }
 
-void takeName(const Descriptor& descriptor, Design& design)
-{
-    design.lacksName = descriptor.length >= nameBytes;
-    if (!design.lacksName)
-        memcpy(design.name, descriptor.payload, descriptor.length + 1);
-}
-
 void takeNumber(const Descriptor& descriptor, u32& number, Design& design)
 {
     if (descriptor.length >= mostPayloadBytes)
@@ -173,11 +165,12 @@ LoadStatus readDesign(FILE* stream, const char* path, Design& design)
         const bool isRead = descriptor.length < mostPayloadBytes;
         if (isRead ? !readPayload(stream, descriptor) : fseeko(stream, descriptor.length, SEEK_CUR) != 0)
             return refuseHeader(loadCannotRead);
-        if (!isRead)
+        if (descriptor.length >= (descriptor.type == designName ? nameBytes : mostPayloadBytes))
             design.tooLong++;
         switch (descriptor.type) {
         case designName:
-            takeName(descriptor, design);
+            if (descriptor.length < nameBytes)
+                memcpy(design.name, descriptor.payload, descriptor.length + 1);
             break;
         case designPicks:
             takeNumber(descriptor, design.picks, design);
@@ -278,8 +271,6 @@ void remarkDescriptors(const Design& design, const HookGroups& groups)
 {
     remarkCount(Gravity::harmless, design.unknown + groups.unknown, "descriptors of unknown types are left out");
     remarkCount(Gravity::harmless, design.tooLong, "descriptors are too long and left out");
-    if (design.lacksName)
-        remark(Gravity::harmless, "the design's name is too long and left out");
 }
 
 LoadStatus tryLoad(const LoadRequest& request, ImageInfo& image)
@@ -379,7 +370,7 @@ struct BitWriter {
 
 // Appends the lowest bits of a word, 1 to 64 of them; those above are clear. With 40 bits pending 24 of 60 fill a word:
 //
-//   bits                 60 ............... 24 | 23 ....... 0
+//   bits                 59 ............... 24 | 23 ....... 0
 //                                 |                  |
 //   written                       |            63 ..... 40 | 39 ...... 0 pending before
 //   pending               35 ............. 0

@@ -11,17 +11,19 @@
 //   record   2 free bytes, type (2), length in bits (4), and so many bytes as these bits need
 #include <iterator>
 
-#include "framework/bytes.h"
-#include "framework/file.h"
 #include "framework/loader.h"
 #include "framework/path.h"
+#include "framework/probe.h"
 #include "framework/thread_state.h"
 
-constexpr char mark[] = {'U', 'W', 'F', 'C', 'R', '2'};
+namespace
+{
+
+constexpr std::string_view mark = "UWFCR2";
 constexpr size_t markFieldBytes = 8;
-constexpr i64 smallestFile = 101;
+constexpr i64 leastFile = 101;
 constexpr u32 mostRecords = 50;
-constexpr u64 payloadLimit = 1024;
+constexpr u64 mostPayload = 1023;
 constexpr u64 leastWidth = 8;
 constexpr u64 leastHeight = 2;
 constexpr u8 fileEnd[] = {0x00, 0xF7, 0xFE, 0x0F};
@@ -38,7 +40,7 @@ struct CheckedFile {
     u32 check = 0;
 };
 
-static bool readChecked(CheckedFile& source, u8* destination, u64 size)
+bool readChecked(CheckedFile& source, u8* destination, u64 size)
 {
     constexpr u64 blockBytes = 1 << 17; // still in the cache when it is checked
     while (size > 0) {
@@ -52,137 +54,165 @@ static bool readChecked(CheckedFile& source, u8* destination, u64 size)
     return true;
 }
 
-static bool readNumber(CheckedFile& source, u32& number)
+LoadStatus readNumber(CheckedFile& source, u32& number)
 {
     u8 bytes[4];
     if (!readChecked(source, bytes, sizeof bytes))
-        return false;
+        return refuseHeader(loadWrongFormat);
     number = bigEndian32(bytes);
-    return true;
+    return loadSuccess;
 }
 
 struct Record {
     u32 type;
     u64 size;
-    u8 payload[payloadLimit];
+    u8 payload[mostPayload];
 };
 
-static bool readRecord(CheckedFile& source, Record& record)
+LoadStatus readRecord(CheckedFile& source, Record& record)
 {
     u8 head[8];
     if (!readChecked(source, head, sizeof head))
-        return false;
+        return refuseHeader(loadWrongFormat);
     record.type = bigEndian16(head + 2);
     record.size = (u64{bigEndian32(head + 4)} + 7) / 8;
-    return record.size < payloadLimit && record.size < source.size && readChecked(source, record.payload, record.size);
+    if (record.size > mostPayload || record.size >= source.size)
+        return refuse(loadWrongFormat, "a record of its header has %llu bytes",
+                      static_cast<unsigned long long>(record.size));
+    return readChecked(source, record.payload, record.size) ? loadSuccess : refuseHeader(loadWrongFormat);
 }
 
-static bool readCount(CheckedFile& source, u32& count)
+// Reads a list of records and passes each one on.
+template <typename Take>
+LoadStatus readRecords(CheckedFile& source, Take take)
 {
-    return readNumber(source, count) && count >= 1 && count <= mostRecords;
-}
-
-static bool readDate(CheckedFile& source, u8* date)
-{
-    u32 count;
-    if (!readCount(source, count))
-        return false;
-    for (u32 i = 0; i < count; i++) {
+    u32 count = 0;
+    LoadStatus status = readNumber(source, count);
+    if (status == loadSuccess && (count < 1 || count > mostRecords))
+        return refuse(loadWrongFormat, "a list of its header has %u records", count);
+    for (u32 i = 0; status == loadSuccess && i < count; i++) {
         Record record;
-        if (!readRecord(source, record))
-            return false;
+        status = readRecord(source, record);
+        if (status == loadSuccess)
+            take(record);
+    }
+    return status;
+}
+
+LoadStatus readDate(CheckedFile& source, u8* date)
+{
+    return readRecords(source, [date](const Record& record) {
         // A date counts in the last record only.
         memset(date, 0, dateBytes);
         if (record.type == dateType && record.size == dateBytes)
             memcpy(date, record.payload, dateBytes);
-    }
-    return true;
+    });
 }
 
-static bool readEnds(CheckedFile& source, u64& ends)
+LoadStatus readEnds(CheckedFile& source, u64& ends)
 {
-    u32 count;
-    if (!readCount(source, count))
-        return false;
     u32 widths[std::size(widthTypes)] = {};
-    for (u32 i = 0; i < count; i++) {
-        Record record;
-        if (!readRecord(source, record))
-            return false;
+    const LoadStatus status = readRecords(source, [&widths](const Record& record) {
         for (size_t part = 0; part < std::size(widths); part++) {
             if (record.type == widthTypes[part] && record.size == widthBytes)
                 widths[part] = bigEndian32(record.payload);
         }
-    }
+    });
     for (u32 width : widths)
         ends += width;
-    return true;
+    return status;
 }
 
-static bool readMark(CheckedFile& source)
+LoadStatus readMark(CheckedFile& source)
 {
     u8 bytes[markFieldBytes];
-    return readChecked(source, bytes, sizeof bytes) && memcmp(bytes, mark, sizeof mark) == 0;
+    if (!readChecked(source, bytes, sizeof bytes))
+        return refuseHeader(loadWrongFormat);
+    return memcmp(bytes, mark.data(), mark.size()) == 0 ? loadSuccess : refuseMark("UWF");
 }
 
-static bool endsWell(CheckedFile& source)
+LoadStatus readEnd(CheckedFile& source)
 {
     u8 bytes[2 + sizeof fileEnd];
-    return readExactly(source.file.stream, bytes, sizeof bytes) && bigEndian16(bytes) == (source.check & 0xFFFF) &&
-           memcmp(bytes + 2, fileEnd, sizeof fileEnd) == 0;
+    if (!readExactly(source.file.stream, bytes, sizeof bytes))
+        return refuse(loadWrongFormat, "the file ends before its check value");
+    if (bigEndian16(bytes) != (source.check & 0xFFFF))
+        return refuse(loadWrongFormat, "it is damaged: its check value does not match");
+    if (memcmp(bytes + 2, fileEnd, sizeof fileEnd) != 0)
+        return refuse(loadWrongFormat, "it does not end as UWF files do");
+    return loadSuccess;
 }
 
-static void report(ImageInfo& image, const u8* date)
+void report(ImageInfo& image, u32 width, u32 height, const u8* date)
 {
     char description[64] = "SULZER Textil .UWF\n";
     const size_t length = strlen(description);
     if (date[0] != 0)
         snprintf(description + length, sizeof description - length, "%d-%d-%d %d:%d\n", date[0], date[1],
                  date[2] + 1900, date[3], date[4]);
-    reportImage(image, description, loomOrientation);
+    reportBilevel(image, width, height, description, loomOrientation);
 }
 
-static LoadStatus tryLoad(const LoadRequest& request, ImageInfo& image)
+LoadStatus openUwf(const char* path, CheckedFile& source)
 {
-    const u8* probed = loadImgCheckHeader(request.path);
-    if (probed == nullptr || loadImgLastFilesize() < smallestFile || memcmp(probed, mark, sizeof mark) != 0 ||
-        !hasExtension(request.path, "uwf"))
+    if (probedMark(path, mark, "UWF", leastFile) == nullptr)
         return loadWrongFormat;
-    CheckedFile source;
+    if (!hasExtension(path, "uwf"))
+        return refuseName("uwf");
     source.size = static_cast<u64>(loadImgLastFilesize());
-    if (!source.file.open(request.path))
-        return loadCannotRead;
+    return openFile(path, source.file);
+}
 
+LoadStatus tryLoad(const LoadRequest& request, ImageInfo& image)
+{
+    CheckedFile source;
     u8 date[dateBytes] = {};
     u64 ends = 0;
     u32 height = 0;
-    if (!readMark(source) || !readDate(source, date) || !readEnds(source, ends) || !readNumber(source, height))
-        return loadWrongFormat;
+    LoadStatus status = openUwf(request.path, source);
+    if (status == loadSuccess)
+        status = readMark(source);
+    if (status == loadSuccess)
+        status = readDate(source, date);
+    if (status == loadSuccess)
+        status = readEnds(source, ends);
+    if (status == loadSuccess)
+        status = readNumber(source, height);
+    if (status != loadSuccess)
+        return status;
+
     const u64 rowBytes = (ends + 7) / 8;
     const u64 width = 8 * rowBytes;
-    if (rowBytes * height > source.size || width < leastWidth || width > UINT32_MAX || height < leastHeight)
-        return loadWrongFormat;
+    if (rowBytes * height > source.size)
+        return refuse(loadWrongFormat, "the header announces %llu x %u, the file holds %s",
+                      static_cast<unsigned long long>(ends), height, amountOf(source.size).text);
+    if (width < leastWidth || width > UINT32_MAX || height < leastHeight)
+        return refuseSize(loadWrongFormat, static_cast<i64>(ends), height);
     Buffer picks;
     if (!picks.allocate(rowBytes * height))
-        return loadOutOfMemory;
-    if (!readChecked(source, picks.bytes, rowBytes * height) || !endsWell(source))
-        return loadWrongFormat;
+        return refuseMemory();
+    if (!readChecked(source, picks.bytes, rowBytes * height))
+        return refuse(loadWrongFormat, "the file ends in its picks");
+    status = readEnd(source);
+    if (status != loadSuccess)
+        return status;
 
-    report(image, date);
-    image.kind = kindBilevel;
-    image.width = static_cast<u32>(width);
-    image.height = height;
+    if (width != ends)
+        remark(Gravity::harmless, "columns that fill the last byte up follow the %llu ends",
+               static_cast<unsigned long long>(ends));
+    remarkFileSize(source.file.stream, 0, width, height);
+    report(image, static_cast<u32>(width), height, date);
     handOver(picks, threadState().loom.uwf, height, static_cast<u32>(rowBytes));
     return loadSuccess;
 }
 
 // The picks are one run of bytes, of which a row of the caller takes bytesPerRow, whatever a pick has. Behind the last
 // pick lie zeros.
-static LoadStatus loadBand(u8* rows, u32 count, u32 bytesPerRow)
+LoadStatus loadBand(u8* rows, u32 count, u32 bytesPerRow)
 {
     RowTable& table = threadState().loom.uwf;
     if (table.bytes == nullptr)
-        return loadBadData;
+        return refuseUnopened();
     const u32 wanted = std::min(count, table.rows - table.cursor);
     const u64 size = u64{table.rows} * table.rowBytes;
     const u64 start = std::min(size, u64{table.cursor} * bytesPerRow);
@@ -192,14 +222,16 @@ static LoadStatus loadBand(u8* rows, u32 count, u32 bytesPerRow)
     if (copied < wantedBytes)
         memset(rows + copied, 0, wantedBytes - copied);
     table.cursor += wanted;
-    return wanted < count ? loadBadData : loadSuccess;
+    return wanted < count ? refuseRowsBehindPicture() : loadSuccess;
 }
 
-static LoadStatus endLoad()
+LoadStatus endLoad()
 {
     release(threadState().loom.uwf);
     return loadSuccess;
 }
+
+} // namespace
 
 void registerLoadUWF()
 {

@@ -2,7 +2,7 @@
 //
 //   [WIF]        opens the file; the line behind it is not looked at for sizes
 //   [CONTENTS]   Threading, Tieup, Treadling, Liftplan = yes, on, true or 1 when the section is there
-//   [WEAVING]    Shafts, Treadles; Shafts is also the width unless [WARP] follows
+//   [WEAVING]    Shafts, Treadles, Rising Shed; Shafts is also the width unless [WARP] follows
 //   [WARP]       Threads = ends
 //   [WEFT]       Threads = picks
 //   [THREADING]  end=shaft or end=shaft,shaft
@@ -14,14 +14,22 @@
 // letters.
 #include <sys/mman.h>
 
+#include <string_view>
+
 #include "framework/loader.h"
 #include "framework/path.h"
+#include "framework/probe.h"
 #include "framework/rows.h"
 #include "framework/thread_state.h"
 
-constexpr u32 mostThreads = 65520;
-constexpr u32 mostShafts = 8192; // and treadles
+namespace
+{
+
+constexpr u32 mostThreads = mostSide; // ends, and picks
+constexpr u32 mostShafts = 8192;      // and treadles
+constexpr i32 leastOfEach = 2;
 constexpr int lineBytes = 49152;
+constexpr int mostOfLine = lineBytes - 1;
 constexpr int mostWifLines = 10;
 
 constexpr u32 wordBits = 64;
@@ -31,6 +39,10 @@ constexpr u32 groupLiftings = 1 << groupShafts;
 constexpr u32 mostGroupedShafts = 256; // above, a table of groups costs more than it saves
 constexpr u64 strideUnit = 64;         // bytes of a row that are put together at once
 
+// On an end's shaft or a pick's treadle: the file names more of them than are drawn.
+constexpr u16 hasMore = 0x8000;
+static_assert(mostShafts < hasMore);
+
 // For the largest draft there is. Fresh memory is all zero and only what a draft uses of it is ever touched, so the
 // lifts of neighbouring picks lie side by side: first the first word of all picks, then the second.
 struct Draft {
@@ -39,6 +51,7 @@ struct Draft {
     u16 treadling[mostThreads + 1];
     u32 firstPick[mostShafts + 1]; // of each treadle
     u64 tieup[wordsOfShafts * (mostShafts + 1)];
+    u32 lastLift; // the last pick of the lift plan
     u64 liftplan[wordsOfShafts * (mostThreads + 1)];
 };
 
@@ -57,7 +70,7 @@ DraftMemory::~DraftMemory()
         munmap(draft, sizeof(Draft));
 }
 
-static bool allocateDraft(DraftMemory& memory)
+bool allocateDraft(DraftMemory& memory)
 {
     void* pages = mmap(nullptr, sizeof(Draft), PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
     if (pages == MAP_FAILED)
@@ -77,36 +90,51 @@ struct Weaving {
     bool hasTieup;
     bool hasTreadling;
     bool hasLiftplan;
+    bool hasSinkingShed;
+    u32 found; // the sections of the file, a bit for each
 };
 
-enum class Section { other, contents, weaving, warp, weft, threading, tieup, treadling, liftplan };
+enum class Section { other, contents, weaving, warp, weft, threading, tieup, treadling, liftplan, colours, spacing };
 
 struct SectionHeader {
-    const char* text;
+    std::string_view text;
     Section section;
 };
 
 constexpr SectionHeader sectionHeaders[] = {
-    {"[contents]", Section::contents},   {"[weaving]", Section::weaving},     {"[warp]", Section::warp},
-    {"[weft]", Section::weft},           {"[threading]", Section::threading}, {"[tieup]", Section::tieup},
-    {"[treadling]", Section::treadling}, {"[liftplan]", Section::liftplan},
+    {"[contents]", Section::contents},
+    {"[weaving]", Section::weaving},
+    {"[warp]", Section::warp},
+    {"[weft]", Section::weft},
+    {"[threading]", Section::threading},
+    {"[tieup]", Section::tieup},
+    {"[treadling]", Section::treadling},
+    {"[liftplan]", Section::liftplan},
+    {"[color table]", Section::colours},
+    {"[color palette]", Section::colours},
+    {"[warp colors]", Section::colours},
+    {"[weft colors]", Section::colours},
+    {"[warp spacing]", Section::spacing},
+    {"[weft spacing]", Section::spacing},
+    {"[warp thickness]", Section::spacing},
+    {"[weft thickness]", Section::spacing},
 };
 
-static bool hasKeys(Section section)
+bool hasKeys(Section section)
 {
     return section >= Section::contents && section <= Section::weft;
 }
 
-static Section sectionOf(const char* line)
+Section sectionOf(const char* line)
 {
     for (const SectionHeader& header : sectionHeaders) {
-        if (startsWith(line, header.text))
+        if (strncmp(line, header.text.data(), header.text.size()) == 0)
             return header.section;
     }
     return Section::other;
 }
 
-static u32 digitOf(char c)
+u32 digitOf(char c)
 {
     return static_cast<u32>(c - '0'); // above 9 for all that is none
 }
@@ -117,7 +145,7 @@ struct Number {
 };
 
 // As scanf and atoi read numbers, cut to 32 bits.
-static Number readAnyNumber(const char* text)
+Number readAnyNumber(const char* text)
 {
     while (isBlank(*text))
         text++;
@@ -139,7 +167,7 @@ static Number readAnyNumber(const char* text)
 }
 
 // The same, quick for what a draft holds: few digits and nothing before them.
-static inline Number readNumber(const char* text)
+inline Number readNumber(const char* text)
 {
     u32 value = 0;
     const char* end = text;
@@ -150,19 +178,19 @@ static inline Number readNumber(const char* text)
     return {end, static_cast<i32>(value)};
 }
 
-static bool isWithin(i32 number, u32 most)
+bool isWithin(i32 number, u32 most)
 {
     return number >= 1 && static_cast<u32>(number) <= most;
 }
 
-static void readCount(char* line, i32& count)
+void readCount(char* line, i32& count)
 {
     const Number number = readNumber(removeHead(line));
     if (number.end != nullptr)
         count = number.value;
 }
 
-static void readFlag(char* line, const char* key, bool& flag)
+void readFlag(char* line, const char* key, bool& flag)
 {
     if (!startsWith(line, key))
         return;
@@ -170,7 +198,13 @@ static void readFlag(char* line, const char* key, bool& flag)
     flag = startsWith(value, "yes") || startsWith(value, "on") || startsWith(value, "true") || startsWith(value, "1");
 }
 
-static void readKeys(Section section, char* line, Weaving& weaving)
+void readShed(char* line, bool& isSinking)
+{
+    const char* value = removeHead(line);
+    isSinking = startsWith(value, "no") || startsWith(value, "off") || startsWith(value, "false") || *value == '0';
+}
+
+void readKeys(Section section, char* line, Weaving& weaving)
 {
     switch (section) {
     case Section::contents:
@@ -185,6 +219,8 @@ static void readKeys(Section section, char* line, Weaving& weaving)
             weaving.width = weaving.shafts;
         } else if (startsWith(line, "treadles=")) {
             readCount(line, weaving.treadles);
+        } else if (startsWith(line, "rising shed=")) {
+            readShed(line, weaving.hasSinkingShed);
         }
         break;
     case Section::warp:
@@ -212,12 +248,20 @@ static const char* readPair(const char* text, i32& left, i32& right)
     return second.end;
 }
 
-static void readThreading(const char* line, Draft& draft)
+// The flag, when the rest of a line goes on with one number more.
+u16 moreBehind(const char* text)
+{
+    text = *text != 0 ? strchr(text, ',') : nullptr;
+    return text != nullptr && readNumber(text + 1).value >= 1 ? hasMore : 0;
+}
+
+void readThreading(const char* line, Draft& draft)
 {
     i32 end, shaft;
     const char* text = readPair(line, end, shaft);
     if (text == nullptr || !isWithin(end, mostThreads))
         return;
+    u16 more = 0;
     if (*text != 0 && strchr(text, ',') != nullptr) {
         if (*text != ',')
             return;
@@ -226,24 +270,26 @@ static void readThreading(const char* line, Draft& draft)
             return;
         if (isWithin(second.value, mostShafts))
             draft.secondShaft[end] = static_cast<u16>(second.value);
+        more = moreBehind(second.end);
     }
     if (isWithin(shaft, mostShafts))
-        draft.threading[end] = static_cast<u16>(shaft);
+        draft.threading[end] = static_cast<u16>(shaft | more);
 }
 
-static void readTreadling(const char* line, Draft& draft)
+void readTreadling(const char* line, Draft& draft)
 {
     i32 pick, treadle;
-    if (readPair(line, pick, treadle) != nullptr && isWithin(pick, mostThreads) && isWithin(treadle, mostShafts))
-        draft.treadling[pick] = static_cast<u16>(treadle);
+    const char* text = readPair(line, pick, treadle);
+    if (text != nullptr && isWithin(pick, mostThreads) && isWithin(treadle, mostShafts))
+        draft.treadling[pick] = static_cast<u16>(treadle | moreBehind(text));
 }
 
-// A table of lifts has rows 0 to last.
-static void readLifts(const char* line, u64* lifts, u32 last)
+// A table of lifts has rows 0 to last. Returns the row of the line, 0 when it has none.
+u32 readLifts(const char* line, u64* lifts, u32 last)
 {
     const Number row = readNumber(line);
     if (row.end == nullptr || !isWithin(row.value, last))
-        return;
+        return 0;
     lifts += row.value;
     // The value is split at its commas, whatever stands between them. Neighbours mostly share a word.
     u32 word = 0;
@@ -268,9 +314,10 @@ static void readLifts(const char* line, u64* lifts, u32 last)
             text = *text != 0 ? strchr(text, ',') : nullptr;
     }
     lifts[u64{word} * (last + 1)] |= bits;
+    return static_cast<u32>(row.value);
 }
 
-static void readNumbers(Section section, const char* line, Draft& draft)
+void readNumbers(Section section, const char* line, Draft& draft)
 {
     switch (section) {
     case Section::threading:
@@ -280,7 +327,7 @@ static void readNumbers(Section section, const char* line, Draft& draft)
         readTreadling(line, draft);
         break;
     case Section::liftplan:
-        readLifts(line, draft.liftplan, mostThreads);
+        draft.lastLift = std::max(draft.lastLift, readLifts(line, draft.liftplan, mostThreads));
         break;
     case Section::tieup:
         readLifts(line, draft.tieup, mostShafts);
@@ -293,20 +340,64 @@ static void readNumbers(Section section, const char* line, Draft& draft)
 struct Reading {
     Section section;
     bool behindHeader;
+    u32 found; // as a weaving has it
 };
 
+constexpr u32 bitOf(Section section)
+{
+    return 1u << static_cast<u32>(section);
+}
+
 // Whether a line belongs to the section. The one behind a header always does, and is never a header itself.
-static bool isContent(Reading& reading, const char* line)
+bool isContent(Reading& reading, const char* line)
 {
     reading.behindHeader = line[0] == '[' && !reading.behindHeader;
-    if (reading.behindHeader)
+    if (reading.behindHeader) {
         reading.section = sectionOf(line);
+        reading.found |= bitOf(reading.section);
+    }
     return !reading.behindHeader;
+}
+
+// What the file has, but the drawdown does not show; and what it declares, but does not have.
+void remarkOmissions(const Weaving& weaving)
+{
+    auto isFound = [&weaving](Section section) { return (weaving.found & bitOf(section)) != 0; };
+    const struct {
+        Section section;
+        bool isDeclared;
+        const char* name;
+    } parts[] = {{Section::threading, weaving.hasThreading, "[THREADING]"},
+                 {Section::tieup, weaving.hasTieup, "[TIEUP]"},
+                 {Section::treadling, weaving.hasTreadling, "[TREADLING]"},
+                 {Section::liftplan, weaving.hasLiftplan, "[LIFTPLAN]"}};
+    bool isDrawn = false;
+    for (const auto& part : parts) {
+        isDrawn = isDrawn || part.isDeclared;
+        if (part.isDeclared && !isFound(part.section))
+            remark(Gravity::grave, "the section %s that is declared is missing", part.name);
+    }
+    if (!isFound(Section::contents))
+        remark(Gravity::grave, "there is no [CONTENTS], without which nothing is drawn");
+    else if (!isDrawn)
+        remark(Gravity::grave, "[CONTENTS] declares nothing that is drawn");
+    else if (!weaving.hasLiftplan && isFound(Section::liftplan))
+        remark(Gravity::grave, "the lift plan is not declared in [CONTENTS] and left out");
+    if (isDrawn && !weaving.hasLiftplan && !weaving.hasTieup)
+        remark(Gravity::grave, "no tie-up is declared, each treadle lifts the shaft of its own number");
+    if (weaving.shafts > i32{mostShafts} || (weaving.treadles > i32{mostShafts} && !weaving.hasLiftplan))
+        remark(Gravity::grave, "shafts and treadles above %u are left out", mostShafts);
+    if (weaving.hasSinkingShed)
+        remark(Gravity::grave, "it is for a sinking shed, whose lowered ends are drawn as raised");
+    if (isFound(Section::colours))
+        remark(Gravity::harmless, "colours are not read");
+    if (isFound(Section::spacing))
+        remark(Gravity::harmless, "the spacing and thickness of threads are not read");
 }
 
 // Leaves the last line, empty when the file ends with a line end, in line. The draft may be null. Keys count behind the
 // line that ends the leading [WIF] lines, numbers from the first line on: two readings, done side by side.
-static LoadStatus readWif(FILE* stream, char* line, Weaving& weaving, Draft* draft)
+LoadStatus readWif(FILE* stream, char* line, Weaving& weaving, Draft* draft)
 {
     Reading keys{};
     Reading numbers{};
@@ -324,27 +415,39 @@ static LoadStatus readWif(FILE* stream, char* line, Weaving& weaving, Draft* dra
         if (leading) {
             leading = startsWith(line, "[wif]");
             if (leading && ++wifLines > mostWifLines)
-                return loadWrongFormat;
+                return refuse(loadWrongFormat, "it begins with more than %d lines of [WIF]", mostWifLines);
         } else if (isContent(keys, line)) {
             readKeys(keys.section, line, weaving);
         }
     }
+    weaving.found = keys.found | numbers.found;
     return loadSuccess;
 }
 
 // Ends that the file does not name hang on the shaft of their own number. Returns the highest shaft in use.
-static u32 completeThreading(Draft& draft, u32 width)
+u32 completeThreading(Draft& draft, u32 width)
 {
     u32 highest = 0;
+    u32 unnamed = 0;
+    u32 shortened = 0;
     for (u32 end = 1; end <= width; end++) {
-        if (draft.threading[end] == 0 && end <= mostShafts)
-            draft.threading[end] = static_cast<u16>(end);
-        highest = std::max<u32>({highest, draft.threading[end], draft.secondShaft[end]});
+        u16& shaft = draft.threading[end];
+        if (shaft == 0) {
+            unnamed++;
+            if (end <= mostShafts)
+                shaft = static_cast<u16>(end);
+        } else if (shaft >= hasMore) {
+            shortened++;
+            shaft -= hasMore;
+        }
+        highest = std::max<u32>({highest, shaft, draft.secondShaft[end]});
     }
+    remarkCount(Gravity::grave, unnamed, "ends without a shaft are threaded straight");
+    remarkCount(Gravity::grave, shortened, "ends on more than two shafts are threaded on the first two");
     return highest;
 }
 
-static void addRow(u64* __restrict row, const u64* __restrict other, u64 words)
+void addRow(u64* __restrict row, const u64* __restrict other, u64 words)
 {
     for (u64 i = 0; i < words; i++)
         row[i] |= other[i];
@@ -358,12 +461,12 @@ struct GroupTable {
     u32 groups;
 };
 
-static u64* groupRow(const GroupTable& table, u32 group, u32 lifting)
+u64* groupRow(const GroupTable& table, u32 group, u32 lifting)
 {
     return reinterpret_cast<u64*>(table.memory.bytes) + (u64{group} * groupLiftings + lifting) * table.rowWords;
 }
 
-static bool makeGroupTable(GroupTable& table, const Draft& draft, u32 width, u32 highestShaft)
+bool makeGroupTable(GroupTable& table, const Draft& draft, u32 width, u32 highestShaft)
 {
     table.groups = highestShaft / groupShafts + 1;
     table.rowWords = ((u64{width} + 7) / 8 + strideUnit - 1) / strideUnit * (strideUnit / sizeof(u64));
@@ -388,7 +491,7 @@ static bool makeGroupTable(GroupTable& table, const Draft& draft, u32 width, u32
 }
 
 // Clears what follows the row up to a whole unit: rows are drawn downwards, and behind the last one there is room.
-static void drawByGroups(const GroupTable& table, const u64* lifted, u8* row, u64 rowBytes)
+void drawByGroups(const GroupTable& table, const u64* lifted, u8* row, u64 rowBytes)
 {
     const u64* raised[mostGroupedShafts / groupShafts + 1];
     u32 count = 0;
@@ -406,7 +509,7 @@ static void drawByGroups(const GroupTable& table, const u64* lifted, u8* row, u6
     }
 }
 
-static void drawByEnds(const Draft& draft, const u64* lifted, u32 width, u8* row)
+void drawByEnds(const Draft& draft, const u64* lifted, u32 width, u8* row)
 {
     for (u32 end = 1; end <= width; row++) {
         u32 pixels = 0;
@@ -422,7 +525,7 @@ static void drawByEnds(const Draft& draft, const u64* lifted, u32 width, u8* row
 }
 
 // Rows are too short for the way compilers copy blocks of unknown size.
-static void copyRow(u8* row, const u8* source, u64 rowBytes)
+void copyRow(u8* row, const u8* source, u64 rowBytes)
 {
     if (rowBytes < strideUnit) {
         memcpy(row, source, rowBytes);
@@ -434,14 +537,14 @@ static void copyRow(u8* row, const u8* source, u64 rowBytes)
     memcpy(row + last, source + last, strideUnit);
 }
 
-static void copyLifts(u64* lifted, const u64* lifts, u32 last, u32 row, u32 words)
+void copyLifts(u64* lifted, const u64* lifts, u32 last, u32 row, u32 words)
 {
     for (u32 i = 0; i < words; i++)
         lifted[i] = lifts[u64{i} * (last + 1) + row];
 }
 
 // Draws into an empty image that has room for strideUnit more bytes. False when memory does not suffice.
-static bool drawDrawdown(const Weaving& weaving, Draft& draft, u8* image, u64 rowBytes)
+bool drawDrawdown(const Weaving& weaving, Draft& draft, u8* image, u64 rowBytes)
 {
     if (!weaving.hasLiftplan && !weaving.hasTreadling && !weaving.hasTieup && !weaving.hasThreading)
         return true;
@@ -454,15 +557,20 @@ static bool drawDrawdown(const Weaving& weaving, Draft& draft, u8* image, u64 ro
     if (byGroups && !makeGroupTable(table, draft, width, highestShaft))
         return false;
 
+    u32 unnamed = 0;
+    u32 shortened = 0;
     u8* row = image;
     for (u32 pick = 1; pick <= height; pick++, row += rowBytes) {
         u64 lifted[wordsOfShafts];
         if (weaving.hasLiftplan) {
             copyLifts(lifted, draft.liftplan, mostThreads, pick, words);
         } else {
-            u32 treadle = draft.treadling[pick];
-            if (treadle == 0)
+            u32 treadle = draft.treadling[pick] % hasMore;
+            shortened += draft.treadling[pick] / hasMore;
+            if (treadle == 0) {
                 treadle = pick;
+                unnamed++;
+            }
             if (treadle > mostShafts)
                 continue;
             u32& firstPick = draft.firstPick[treadle];
@@ -483,41 +591,25 @@ static bool drawDrawdown(const Weaving& weaving, Draft& draft, u8* image, u64 ro
         else
             drawByEnds(draft, lifted, width, row);
     }
+    if (weaving.hasLiftplan && draft.lastLift < height)
+        remarkCount(Gravity::grave, height - draft.lastLift, "picks behind the last one of the lift plan are clear");
+    remarkCount(Gravity::grave, unnamed, "picks without a treadle are treadled straight");
+    remarkCount(Gravity::grave, shortened, "picks with more than one treadle are treadled with the first");
     return true;
 }
 
-static LoadStatus tryLoad(const LoadRequest& request, ImageInfo& image)
+// Tells the sizes, also those that it refuses.
+LoadStatus judgeSizes(Weaving& weaving, const char* lastLine, ImageInfo& image)
 {
-    if (!hasExtension(request.path, "wif"))
-        return loadWrongFormat;
-    image.width = image.height = 0;
-    release(threadState().loom.wif);
-
-    File file;
-    if (!file.open(request.path))
-        return loadCannotRead;
-    Buffer line;
-    if (!line.allocate(lineBytes + 1))
-        return loadOutOfMemory;
-    char* text = reinterpret_cast<char*>(line.bytes);
-    const bool wantsPicture = request.wantPalette != 0;
-    // The sizes are judged first even when there is no room for the draft.
-    DraftMemory memory;
-    const bool hasRoom = !wantsPicture || allocateDraft(memory);
-    Weaving weaving{};
-    // Locked once, or every line would pay for it.
-    flockfile(file.stream);
-    LoadStatus status = readWif(file.stream, text, weaving, memory.draft);
-    funlockfile(file.stream);
-    if (status != loadSuccess)
-        return status;
     image.width = static_cast<u32>(weaving.width);
     image.height = static_cast<u32>(weaving.height);
-    if (weaving.shafts < 2 || weaving.treadles < 2 || weaving.width < 2 || weaving.height < 2)
-        return loadWrongFormat;
+    if (weaving.shafts < leastOfEach || weaving.treadles < leastOfEach)
+        return refuse(loadWrongFormat, "[WEAVING] tells %d shafts and %d treadles", weaving.shafts, weaving.treadles);
+    if (weaving.width < leastOfEach || weaving.height < leastOfEach)
+        return refuse(loadWrongFormat, "[WARP] and [WEFT] tell %d ends and %d picks", weaving.width, weaving.height);
 
     // A last line without a line end that holds two numbers tells the size once more.
-    const Number width = readNumber(text);
+    const Number width = readNumber(lastLine);
     const Number height = width.end != nullptr ? readNumber(width.end) : width;
     if (height.end != nullptr) {
         weaving.width = width.value;
@@ -526,31 +618,66 @@ static LoadStatus tryLoad(const LoadRequest& request, ImageInfo& image)
     image.width = static_cast<u32>(weaving.width);
     image.height = static_cast<u32>(weaving.height);
     if (!isWithin(weaving.width, mostThreads) || !isWithin(weaving.height, mostThreads))
-        return loadWrongFormat;
+        return refuse(loadWrongFormat, "it tells %d ends and %d picks", weaving.width, weaving.height);
+    return loadSuccess;
+}
 
-    const u32 rowBytes = (image.width + 7) / 8;
+LoadStatus tryLoad(const LoadRequest& request, ImageInfo& image)
+{
+    if (!hasExtension(request.path, "wif"))
+        return refuseName("wif");
+    image.width = image.height = 0;
+    release(threadState().loom.wif);
+
+    File file;
+    LoadStatus status = openFile(request.path, file);
+    if (status != loadSuccess)
+        return status;
+    Buffer line;
+    if (!line.allocate(lineBytes + 1))
+        return refuseMemory();
+    char* text = reinterpret_cast<char*>(line.bytes);
+    const bool wantsPicture = request.wantPalette != 0;
+    // The sizes are judged first even when there is no room for the draft.
+    DraftMemory memory;
+    const bool hasRoom = !wantsPicture || allocateDraft(memory);
+    Weaving weaving{};
+    // Locked once, or every line would pay for it.
+    flockfile(file.stream);
+    status = readWif(file.stream, text, weaving, memory.draft);
+    funlockfile(file.stream);
+    if (status == loadSuccess)
+        status = judgeSizes(weaving, text, image);
+    if (status != loadSuccess)
+        return status;
+    if (text[mostOfLine - 1] != 0)
+        remark(Gravity::grave, "lines are cut behind %d characters", mostOfLine);
+    remarkOmissions(weaving);
+
+    const u32 rowBytes = bilevelRowBytes(image.width);
     Buffer rows;
     if (wantsPicture) {
         if (!hasRoom || !rows.allocate(u64{rowBytes} * image.height + strideUnit) ||
             !drawDrawdown(weaving, *memory.draft, rows.bytes, rowBytes))
-            return loadOutOfMemory;
+            return refuseMemory();
     }
-    image.kind = kindBilevel;
-    reportImage(image, "WIF weave", loomOrientation);
+    reportBilevel(image, image.width, image.height, "WIF weave", loomOrientation);
     handOver(rows, threadState().loom.wif, image.height, rowBytes);
     return loadSuccess;
 }
 
-static LoadStatus loadBand(u8* rows, u32 count, u32 bytesPerRow)
+LoadStatus loadBand(u8* rows, u32 count, u32 bytesPerRow)
 {
     return loadRows(threadState().loom.wif, rows, count, bytesPerRow, BitOrder::asStored);
 }
 
-static LoadStatus endLoad()
+LoadStatus endLoad()
 {
     release(threadState().loom.wif);
     return loadSuccess;
 }
+
+} // namespace
 
 void registerLoadWIF()
 {

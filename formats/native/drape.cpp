@@ -10,19 +10,23 @@
 #include <fcntl.h>
 #include <unistd.h>
 
+#include <cerrno>
 #include <cstdlib>
 #include <cstring>
 
 #include "formats/native/nested_load.h"
-#include "framework/file.h"
 #include "framework/path.h"
+#include "framework/probe.h"
+#include "framework/temporary.h"
+
+namespace
+{
 
 constexpr char projectStart[] = "#NEW_REGION";
-constexpr i64 startBytes = sizeof projectStart - 1;
 constexpr int lineBytes = 1000;
-constexpr i64 largestBlock = INT32_MAX;
+constexpr i64 mostBlockBytes = INT32_MAX;
 constexpr char nameTemplate[] = "/tmp/TVdrapeXXXXXX";
-constexpr FormatId pictureFormats[] = {4, 2, 5, 1, 3}; // JPEG, PNG, TIFF, GIF, PCX
+constexpr FormatId pictureFormats[] = {formatJpeg, formatPng, formatTiff, formatGif, formatPcx};
 
 struct Block {
     const char* key;
@@ -36,7 +40,7 @@ constexpr Block blocks[] = {
     {"#TEXTURE_START=", 1, 1, false}, {"#START_IMAGE=", 1, 0, true},
 };
 
-static const Block* blockOf(const char* line)
+const Block* blockOf(const char* line)
 {
     for (const Block& block : blocks) {
         if (strncmp(line, block.key, strlen(block.key)) == 0)
@@ -45,79 +49,97 @@ static const Block* blockOf(const char* line)
     return nullptr;
 }
 
-static LoadStatus findPicture(FILE* stream, Buffer& picture, size_t& pictureBytes)
+LoadStatus readPicture(FILE* stream, i64 size, Buffer& picture, size_t& pictureBytes)
 {
-    const i64 fileSize = regularFileSize(stream);
+    const i64 held = regularFileSize(stream) - ftello(stream);
+    if (size > held)
+        return refuse(loadBadData, "the file ends in its preview");
+    pictureBytes = static_cast<size_t>(size);
+    if (!picture.allocate(pictureBytes))
+        return refuseMemory();
+    return readExactly(stream, picture.bytes, pictureBytes) ? loadSuccess
+                                                            : refuse(loadBadData, "the file ends in its preview");
+}
+
+LoadStatus findPicture(FILE* stream, Buffer& picture, size_t& pictureBytes)
+{
     char line[lineBytes];
     while (fgets(line, lineBytes, stream) != nullptr) {
         if (line[0] != '#')
-            return loadBadData;
+            return refuse(loadBadData, "one of its lines does not begin with #");
         const Block* block = blockOf(line);
         if (block == nullptr)
             continue;
         const i64 length = strtol(removeHead(line), nullptr, 10);
-        if (length < 0 || length > (largestBlock - block->more) / block->unit)
-            return loadBadData;
+        if (length < 0 || length > (mostBlockBytes - block->more) / block->unit)
+            return refuse(loadBadData, "the record %s tells an impossible size of %lld", block->key,
+                          static_cast<long long>(length));
         const i64 size = length * block->unit + block->more;
-        if (block->isPicture) {
-            if (size > fileSize - ftello(stream))
-                return loadBadData;
-            pictureBytes = static_cast<size_t>(size);
-            if (!picture.allocate(pictureBytes))
-                return loadOutOfMemory;
-            return readExactly(stream, picture.bytes, pictureBytes) ? loadSuccess : loadBadData;
-        }
+        if (block->isPicture)
+            return readPicture(stream, size, picture, pictureBytes);
         if (fseeko(stream, size, SEEK_CUR) != 0)
-            return loadBadData;
+            return refuse(loadBadData, "the block behind %s cannot be passed over", block->key);
     }
-    return loadWrongFormat;
+    return refuse(loadWrongFormat, "there is no preview inside");
 }
 
-// Leaves no file behind when it fails.
-static bool writeTemporary(char* name, const Buffer& picture, size_t pictureBytes)
+bool writePicture(int descriptor, const Buffer& picture, size_t pictureBytes)
 {
-    const int descriptor = mkostemp(name, O_CLOEXEC);
-    if (descriptor < 0) {
-        perror("iolib drape loader:");
+    FILE* stream = fdopen(descriptor, "wb+");
+    if (stream == nullptr) {
+        close(descriptor);
         return false;
     }
-    FILE* stream = fdopen(descriptor, "wb+");
-    if (stream == nullptr)
-        close(descriptor);
-    bool isWritten = stream != nullptr && fwrite(picture.bytes, 1, pictureBytes, stream) == pictureBytes;
-    if (stream != nullptr && fclose(stream) != 0)
-        isWritten = false;
-    if (!isWritten)
-        unlink(name);
-    return isWritten;
+    const bool isWritten = fwrite(picture.bytes, 1, pictureBytes, stream) == pictureBytes;
+    return fclose(stream) == 0 && isWritten;
 }
 
-static LoadStatus tryLoad(const LoadRequest& request, ImageInfo& image)
+LoadStatus writeTemporary(const Buffer& picture, size_t pictureBytes, Temporary& temporary)
 {
-    if (!hasExtension(request.path, "drape"))
-        return loadWrongFormat;
-    const u8* header = loadImgCheckHeader(request.path);
-    if (header == nullptr || loadImgLastFilesize() < startBytes || memcmp(header, projectStart, startBytes) != 0)
-        return loadWrongFormat;
-    char name[sizeof nameTemplate];
+    char* name = temporary.path.name;
+    const int descriptor = mkostemp(strcpy(name, nameTemplate), O_CLOEXEC);
+    if (descriptor < 0) {
+        const char* cause = strerror(errno);
+        name[0] = 0;
+        tell(stderr, "iolib drape loader:: %s\n", cause);
+        return refuse(loadCannotRead, "no temporary file can be made for its preview: %s", cause);
+    }
+    if (!writePicture(descriptor, picture, pictureBytes))
+        return refuse(loadCannotRead, "its preview cannot be written to a temporary file");
+    return loadSuccess;
+}
+
+// The preview as a file of its own.
+LoadStatus takeOutPicture(const char* path, Temporary& temporary)
+{
+    Buffer picture;
+    size_t pictureBytes = 0;
     {
         File file;
-        if (!file.open(request.path))
-            return loadCannotRead;
-        Buffer picture;
-        size_t pictureBytes = 0;
-        if (LoadStatus status = findPicture(file.stream, picture, pictureBytes); status != loadSuccess)
+        LoadStatus status = openFile(path, file);
+        if (status == loadSuccess)
+            status = findPicture(file.stream, picture, pictureBytes);
+        if (status != loadSuccess)
             return status;
-        closeSlot(file.stream);
-        memcpy(name, nameTemplate, sizeof name);
-        if (!writeTemporary(name, picture, pictureBytes))
-            return loadCannotRead;
     }
-    const LoadStatus status = loadNested(name, pictureFormats, request.wantPalette, "Drape", image);
-    unlink(name);
+    return writeTemporary(picture, pictureBytes, temporary);
+}
+
+LoadStatus tryLoad(const LoadRequest& request, ImageInfo& image)
+{
+    if (!hasExtension(request.path, "drape"))
+        return refuseName("drape");
+    if (probedMark(request.path, projectStart, "drape") == nullptr)
+        return loadWrongFormat;
+    Temporary temporary;
+    if (const LoadStatus status = takeOutPicture(request.path, temporary); status != loadSuccess)
+        return status;
+    const LoadStatus status = loadNested(temporary.path.name, pictureFormats, request.wantPalette, "Drape", image);
     registerLoadDrape();
     return status;
 }
+
+} // namespace
 
 void registerLoadDrape()
 {

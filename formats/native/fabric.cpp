@@ -6,27 +6,37 @@
 #include <cstring>
 
 #include "formats/native/weave.h"
+#include "framework/probe.h"
 #include "framework/thread_state.h"
+
+namespace
+{
 
 constexpr char fabricStart[] = "# Fabric";
 
-static LoadStatus tryLoad(const LoadRequest& request, ImageInfo& image)
+LoadStatus tryLoad(const LoadRequest& request, ImageInfo& image)
 {
     if (!threadState().native.weave.isFabricReady)
-        return loadWrongFormat;
+        return refuse(loadWrongFormat, "initLoadFabric has not been called");
     File file;
     Buffer lineMemory;
-    if (LoadStatus status = openLines(request.path, fabricStart, file, lineMemory); status != loadSuccess)
+    if (LoadStatus status = openLines(request.path, fabricStart, "fabric", file, lineMemory); status != loadSuccess)
         return status;
     char* line = reinterpret_cast<char*>(lineMemory.bytes);
     if (fgets(line, weaveLineBytes, file.stream) == nullptr || strncmp(line, fabricStart, sizeof fabricStart - 1) != 0)
-        return loadWrongFormat;
-    while (strcmp(line, weaveStart) != 0) {
+        return refuseMark("fabric");
+    u64 lines = 0;
+    for (; strcmp(line, weaveStart) != 0; lines++) {
         if (fgets(line, weaveLineBytes, file.stream) == nullptr)
-            return loadBadData;
+            return refuse(loadBadData, "there is no weave in it");
     }
-    return loadWeave(file.stream, line, "Tevrin Fabric", image);
+    const LoadStatus status = loadWeave(file.stream, line, "Tevrin Fabric", image);
+    if (status == loadSuccess && lines > 1)
+        remark(Gravity::harmless, "its yarns are not read");
+    return status;
 }
+
+} // namespace
 
 void initLoadFabric()
 {

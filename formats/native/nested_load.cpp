@@ -2,16 +2,19 @@
 
 #include <unistd.h>
 
-#include <cstdio>
+#include <cerrno>
 #include <cstdlib>
+#include <cstring>
 
 #include "framework/bytes.h"
 #include "framework/file.h"
 #include "framework/thread_state.h"
 
+namespace
+{
+
 constexpr size_t descriptionBytes = 4096;
 constexpr size_t paletteBytes = 3 * paletteColours;
-constexpr u32 largestSide = 65520;
 constexpr int endsProbing = 8; // no format after this one is to be tried
 
 struct NestedPicture {
@@ -22,98 +25,112 @@ struct NestedPicture {
     u64 imageBytes = 0;
 };
 
-static u64 rowBytesOf(const ImageInfo& info)
+// Why the picture is not read: of the loaders that were tried, what the first says that took it for its own.
+struct Cause {
+    char text[reasonBytes] = {};
+};
+
+void keepReason(Cause& cause, int status)
 {
-    const u64 width = info.width;
-    switch (info.kind) {
-    case kindBilevel:
-        return (width + 7) / 8;
-    case kindIndexed:
-        return width;
-    case kindRGB:
-        return 3 * width;
-    default:
-        return 4 * width;
-    }
+    if (status != loadSuccess && status != loadWrongFormat && cause.text[0] == 0)
+        strcpy(cause.text, llibGetReason());
 }
 
-static void printError(int status)
+void tellError(int status)
 {
-    printf("llib drape load error %d\n", status);
+    tell(stdout, "llib drape load error %d\n", status);
 }
 
-static int openWith(FormatId format, const char* path, NestedPicture& picture, int wantPalette)
+int openWith(FormatId format, const char* path, NestedPicture& picture, int wantPalette, Cause& cause)
 {
     ImageInfo& info = picture.info;
     returnLoaderFunctions(static_cast<u32>(format), path);
     info.kind = kindRGBA;
-    return getTryLoad()(path, &info.kind, &info.width, &info.height, &info.resX, &info.resY, &info.mulX, &info.mulY,
-                        picture.palette, picture.description, &info.orientationFlag, &info.firstPart, wantPalette);
-}
-
-// In one band: some pictures are stored interlaced.
-static int readImage(NestedPicture& picture)
-{
-    const u64 rowBytes = rowBytesOf(picture.info);
-    int status = loadOutOfMemory;
-    if (rowBytes <= UINT32_MAX && picture.image.allocate(rowBytes * picture.info.height)) {
-        picture.imageBytes = rowBytes * picture.info.height;
-        status = getLoadBand()(picture.image.bytes, picture.info.height, static_cast<u32>(rowBytes));
-    }
-    getEndLoad()();
-    // Said where it happens, and once more as the result of the whole.
-    if (status > 1)
-        printError(status);
+    const int status =
+        getTryLoad()(path, &info.kind, &info.width, &info.height, &info.resX, &info.resY, &info.mulX, &info.mulY,
+                     picture.palette, picture.description, &info.orientationFlag, &info.firstPart, wantPalette);
+    keepReason(cause, status);
     return status;
 }
 
-static int readWithAny(const char* path, std::span<const FormatId> formats, NestedPicture& picture)
+// In one band: some pictures are stored interlaced.
+int readImage(NestedPicture& picture, Cause& cause)
+{
+    const ImageInfo& info = picture.info;
+    const u32 rowBytes = llibRowBytes(info.kind, info.width);
+    const bool isCountable = rowBytes > 0 || info.width == 0;
+    int status = loadOutOfMemory;
+    if (isCountable && picture.image.allocate(u64{rowBytes} * info.height)) {
+        picture.imageBytes = u64{rowBytes} * info.height;
+        status = getLoadBand()(picture.image.bytes, info.height, rowBytes);
+    } else {
+        refuseMemory();
+    }
+    keepReason(cause, status);
+    getEndLoad()();
+    // Said where it happens, and once more as the result of the whole.
+    if (status > 1)
+        tellError(status);
+    return status;
+}
+
+int readWithAny(const char* path, std::span<const FormatId> formats, NestedPicture& picture, Cause& cause)
 {
     int status = loadCannotRead;
     if (access(path, R_OK) == 0) {
         for (FormatId format : formats) {
-            status = openWith(format, path, picture, 1);
+            status = openWith(format, path, picture, 1, cause);
             if (status == loadSuccess)
-                status = readImage(picture);
+                status = readImage(picture, cause);
             else if (status != endsProbing)
                 continue;
             break;
         }
+    } else {
+        refuseOpening();
+        keepReason(cause, status);
     }
     if (status != loadSuccess)
-        printError(status);
+        tellError(status);
     return status;
 }
 
-static int probeWithAny(const char* path, std::span<const FormatId> formats, NestedPicture& picture)
+int probeWithAny(const char* path, std::span<const FormatId> formats, NestedPicture& picture, Cause& cause)
 {
-    auto isSize = [](u32 size) { return size >= 1 && size <= largestSide; };
     for (FormatId format : formats) {
-        const int status = openWith(format, path, picture, 0);
+        const int status = openWith(format, path, picture, 0, cause);
         if (status == endsProbing)
             break;
         if (status == loadSuccess) {
             getEndLoad()();
             const ImageInfo& info = picture.info;
-            const bool isPicture = picture.description[0] != 0 && isSize(info.width) && isSize(info.height);
-            return isPicture ? loadSuccess : loadWrongFormat;
+            if (picture.description[0] != 0 && isPictureSize(info.width, info.height))
+                return loadSuccess;
+            refuseSize(loadBadData, info.width, info.height);
+            keepReason(cause, loadBadData);
+            return loadWrongFormat;
         }
     }
     return loadWrongFormat;
 }
+
+} // namespace
 
 LoadStatus loadNested(const char* path, std::span<const FormatId> formats, int wantPalette, const char* description,
                       ImageInfo& image)
 {
     NestedState& state = threadState().native.nested;
     if (state.isBusy)
-        return loadWrongFormat;
+        return refuse(loadWrongFormat, "a preview is being read already");
     NestedPicture picture;
+    Cause cause;
     state.isBusy = true;
-    const int status = wantPalette != 0 ? readWithAny(path, formats, picture) : probeWithAny(path, formats, picture);
+    const int status =
+        wantPalette != 0 ? readWithAny(path, formats, picture, cause) : probeWithAny(path, formats, picture, cause);
     state.isBusy = false;
     if (status != loadSuccess)
-        return loadWrongFormat;
+        return refuse(loadWrongFormat, "the preview cannot be read: %s",
+                      cause.text[0] != 0 ? cause.text : "it is of another format");
 
     image.kind = picture.info.kind;
     image.width = picture.info.width;
@@ -136,7 +153,7 @@ LoadStatus loadNestedBand(u8* rows, u32 count, u32 bytesPerRow)
 {
     const NestedState& state = threadState().native.nested;
     if (state.image == nullptr)
-        return loadBadData;
+        return refuse(loadBadData, "no preview is open whose rows were asked for");
     const u64 size = u64{count} * bytesPerRow;
     deliverRow(rows, state.image, state.imageBytes, size);
     if (size > state.imageBytes)

@@ -3,6 +3,15 @@
 //
 // Positions are 32-bit numbers with 13 bits behind the point, so there are 2^19 whole positions, which follow each
 // other in a circle; the picture column is the remainder of the position as an unsigned number.
+//
+//   picture columns   |  W - 1  |    W    |  W + 1  |  W + 2  |
+//   pixel             .              x                            x = W and F / 2^13 of a column
+//   its samples       .              :. .  .. : . .:              each in the column W + ((F + its jitter) >> 13)
+//
+// The samples of a pixel reach but a few columns, the same number on either side of every W. So the remainders are
+// taken of these few positions and not of each sample: for every pixel a table of the reached columns, for every
+// display row one of the reached rows. Entry `reach` of a table belongs to W itself, those before it to the positions
+// of negative jitters, which are large ones come round.
 #include <algorithm>
 #include <cstdlib>
 #include <cstring>
@@ -14,6 +23,9 @@
 #if defined(__x86_64__)
 #include <immintrin.h>
 #endif
+
+namespace
+{
 
 constexpr int fractionBits = 13;
 constexpr u32 onePixel = 1 << fractionBits;
@@ -68,7 +80,7 @@ enum class RowForm { asStored, fetched, expanded };
 // With more picture pixels in reach of a display pixel expanding takes longer than fetching, and with less display
 // pixels in a row preparing takes longer.
 constexpr i32 mostExpandedPixels = 16;
-constexpr u32 fewestFetchedPixels = 64;
+constexpr u32 leastFetchedPixels = 64;
 
 struct Drawing {
     RepeatingPicture picture;
@@ -87,12 +99,12 @@ struct Drawing {
     FetchTable fetch;
 };
 
-static u32 wholePosition(u32 position)
+u32 wholePosition(u32 position)
 {
     return static_cast<u32>(static_cast<i32>(position) >> fractionBits);
 }
 
-static u32 sampleOfPixel(const DisplayRow& row, u32 pixel)
+u32 sampleOfPixel(const DisplayRow& row, u32 pixel)
 {
     return (row.firstSample + pixel * samplesPerPixel) % jitterEntries;
 }
@@ -103,12 +115,12 @@ struct ColumnWalk {
     u32 column;
 };
 
-static ColumnWalk walkFrom(u32 position, u32 width)
+ColumnWalk walkFrom(u32 position, u32 width)
 {
     return {position, wholePosition(position) % width};
 }
 
-static void advance(ColumnWalk& walk, u32 width)
+void advance(ColumnWalk& walk, u32 width)
 {
     walk.position += onePixel;
     const u32 whole = wholePosition(walk.position);
@@ -116,19 +128,19 @@ static void advance(ColumnWalk& walk, u32 width)
     walk.column = comesRound ? whole % width : walk.column + 1 == width ? 0 : walk.column + 1;
 }
 
-static const u8* pictureRow(const RepeatingPicture& picture, u32 position)
+const u8* pictureRow(const RepeatingPicture& picture, u32 position)
 {
     // The picture hangs down from its last row.
     return picture.rows + (i64{picture.height} - 1 - wholePosition(position) % picture.height) * picture.stride;
 }
 
-static bool isDark(const u8* row, u32 column)
+bool isDark(const u8* row, u32 column)
 {
     return (row[column / 8] & 0x80 >> column % 8) != 0;
 }
 
 template <i32 kind>
-static Sums colourAt(const Drawing& drawing, const u8* row, u32 column)
+Sums colourAt(const Drawing& drawing, const u8* row, u32 column)
 {
     if constexpr (kind == kindBilevel)
         return (Sums{isDark(row, column)} - 1) & white;
@@ -141,7 +153,7 @@ static Sums colourAt(const Drawing& drawing, const u8* row, u32 column)
 using SumPixels = void (*)(const Drawing& drawing, const DisplayRow& row, u32 firstPixel, u32 count, Sums* sums);
 
 template <i32 kind>
-static void sumSamples(const Drawing& drawing, const DisplayRow& row, u32 firstPixel, u32 count, Sums* sums)
+void sumSamples(const Drawing& drawing, const DisplayRow& row, u32 firstPixel, u32 count, Sums* sums)
 {
     const i32 fractionY = static_cast<i32>(row.y & fraction);
     for (u32 pixel = firstPixel; pixel < firstPixel + count; pixel++) {
@@ -179,12 +191,12 @@ struct ExpandedRows {
 
 constexpr u32 vectorBytes = 16;
 
-static u32 planeCount(i32 kind)
+constexpr u32 planeCount(i32 kind)
 {
     return kind == kindBilevel ? 1 : 3;
 }
 
-static bool allocateRows(ExpandedRows& expanded, Drawing& drawing, u32 width)
+bool allocateRows(ExpandedRows& expanded, Drawing& drawing, u32 width)
 {
     const u64 span = (drawing.x & fraction) + u64{width - 1} * drawing.stepX;
     expanded.positions = (span >> fractionBits) + 1 + reach;
@@ -201,7 +213,7 @@ static bool allocateRows(ExpandedRows& expanded, Drawing& drawing, u32 width)
     return true;
 }
 
-static void expandRow(const Drawing& drawing, const ExpandedRows& expanded, const u8* row, u8* planes)
+void expandRow(const Drawing& drawing, const ExpandedRows& expanded, const u8* row, u8* planes)
 {
     const u32* columns = expanded.columns;
     if (drawing.picture.kind == kindBilevel) {
@@ -221,7 +233,7 @@ static void expandRow(const Drawing& drawing, const ExpandedRows& expanded, cons
 }
 
 // The expanded form of a picture row, kept from an earlier display row if possible.
-static const u8* expandedRow(const Drawing& drawing, ExpandedRows& expanded, const u8* row, u32 displayRow)
+const u8* expandedRow(const Drawing& drawing, ExpandedRows& expanded, const u8* row, u32 displayRow)
 {
     const u8** owner = std::find(expanded.owners, std::end(expanded.owners), row);
     const bool isNew = owner == std::end(expanded.owners);
@@ -239,7 +251,7 @@ static const u8* expandedRow(const Drawing& drawing, ExpandedRows& expanded, con
 #if defined(__x86_64__)
 // The whole positions of 32 samples, counted from that of their pixel, a byte each in some order that is always the
 // same.
-__attribute__((target("avx2"))) static inline __m256i positionsOfSamples(const int16_t* jitter, __m256i fractions)
+__attribute__((target("avx2"))) inline __m256i positionsOfSamples(const int16_t* jitter, __m256i fractions)
 {
     const auto* entries = reinterpret_cast<const __m256i*>(jitter);
     const __m256i low = _mm256_add_epi16(_mm256_loadu_si256(entries), fractions);
@@ -250,8 +262,8 @@ __attribute__((target("avx2"))) static inline __m256i positionsOfSamples(const i
 // All 32 samples of a pixel at once, each looked up in the vector of its row's positions. Jitters are not negative
 // here.
 template <u32 planes>
-__attribute__((target("avx2"))) static void sumExpandedSamples(const Drawing& drawing, const DisplayRow& row,
-                                                               u32 firstPixel, u32 count, Sums* sums)
+__attribute__((target("avx2"))) void sumExpandedSamples(const Drawing& drawing, const DisplayRow& row, u32 firstPixel,
+                                                        u32 count, Sums* sums)
 {
     const __m256i nothing = _mm256_setzero_si256();
     const __m256i everything = _mm256_set1_epi8(-1);
@@ -285,7 +297,7 @@ __attribute__((target("avx2"))) static void sumExpandedSamples(const Drawing& dr
 }
 
 // False when the picture is too small, or too large for offsets of 32 bits.
-static bool prepareFetching(Drawing& drawing)
+bool prepareFetching(Drawing& drawing)
 {
     const RepeatingPicture& picture = drawing.picture;
     const i64 width = picture.width;
@@ -299,7 +311,7 @@ static bool prepareFetching(Drawing& drawing)
     return picture.width >= reachedPositions && size >= static_cast<i64>(sizeof(u32)) && size <= INT32_MAX;
 }
 
-static void setRowOffsets(Drawing& drawing, const DisplayRow& row)
+void setRowOffsets(Drawing& drawing, const DisplayRow& row)
 {
     const i32 fractionY = static_cast<i32>(row.y & fraction);
     i32 offsets[reachedPositions] = {};
@@ -310,7 +322,7 @@ static void setRowOffsets(Drawing& drawing, const DisplayRow& row)
 }
 
 // The bytes from each offset on in the low end of a word; none is read behind the picture.
-__attribute__((target("avx2"))) static inline __m256i fetchBytes(const FetchTable& fetch, __m256i offsets)
+__attribute__((target("avx2"))) inline __m256i fetchBytes(const FetchTable& fetch, __m256i offsets)
 {
     const __m256i inside = _mm256_min_epi32(offsets, _mm256_set1_epi32(fetch.lastWord));
     const __m256i words = _mm256_i32gather_epi32(reinterpret_cast<const int*>(fetch.firstByte), inside, 1);
@@ -319,8 +331,7 @@ __attribute__((target("avx2"))) static inline __m256i fetchBytes(const FetchTabl
 
 // The colours of eight samples: R, G, B from the lowest byte on, with anything in the highest. Bilevel: 0 or 255 alone.
 template <i32 kind>
-__attribute__((target("avx2"))) static inline __m256i fetchColours(const Drawing& drawing, __m256i rows,
-                                                                   __m256i columns)
+__attribute__((target("avx2"))) inline __m256i fetchColours(const Drawing& drawing, __m256i rows, __m256i columns)
 {
     const __m256i low = _mm256_set1_epi32(255);
     if constexpr (kind == kindBilevel) {
@@ -339,8 +350,8 @@ __attribute__((target("avx2"))) static inline __m256i fetchColours(const Drawing
 
 // For steps so large that hardly a picture pixel serves two display pixels.
 template <i32 kind>
-__attribute__((target("avx2"))) static void sumFetchedSamples(const Drawing& drawing, const DisplayRow& row,
-                                                              u32 firstPixel, u32 count, Sums* sums)
+__attribute__((target("avx2"))) void sumFetchedSamples(const Drawing& drawing, const DisplayRow& row, u32 firstPixel,
+                                                       u32 count, Sums* sums)
 {
     constexpr u32 lanes = 8;
     const auto pictureWidth = static_cast<i32>(drawing.picture.width);
@@ -387,7 +398,7 @@ __attribute__((target("avx2"))) static void sumFetchedSamples(const Drawing& dra
 
 // Null when neither way is open.
 template <i32 kind>
-static SumPixels vectorSums(ExpandedRows& expanded, Drawing& drawing, u32 width)
+SumPixels vectorSums(ExpandedRows& expanded, Drawing& drawing, u32 width)
 {
     if (!__builtin_cpu_supports("avx2"))
         return nullptr;
@@ -395,24 +406,24 @@ static SumPixels vectorSums(ExpandedRows& expanded, Drawing& drawing, u32 width)
                                   (drawing.lastReachedX + 1) * (drawing.lastReachedY + 1) <= mostExpandedPixels;
     if (reachesFewPixels && allocateRows(expanded, drawing, width)) {
         drawing.rowForm = RowForm::expanded;
-        return sumExpandedSamples < kind == kindBilevel ? 1 : 3 > ;
+        return sumExpandedSamples<planeCount(kind)>;
     }
-    if (width < fewestFetchedPixels || !prepareFetching(drawing))
+    if (width < leastFetchedPixels || !prepareFetching(drawing))
         return nullptr;
     drawing.rowForm = RowForm::fetched;
     return sumFetchedSamples<kind>;
 }
 #else
-static void setRowOffsets(Drawing&, const DisplayRow&) {}
+void setRowOffsets(Drawing&, const DisplayRow&) {}
 
 template <i32 kind>
-static SumPixels vectorSums(ExpandedRows&, Drawing&, u32)
+SumPixels vectorSums(ExpandedRows&, Drawing&, u32)
 {
     return nullptr;
 }
 #endif
 
-static void storePixels(u8* dst, const Sums* sums, u32 count, i32 bytesPerPixel)
+void storePixels(u8* dst, const Sums* sums, u32 count, i32 bytesPerPixel)
 {
     constexpr u32 channelSum = 0xFFFF;
     for (u32 pixel = 0; pixel < count; pixel++, dst += bytesPerPixel) {
@@ -434,7 +445,7 @@ static void storePixels(u8* dst, const Sums* sums, u32 count, i32 bytesPerPixel)
 }
 
 // A byte a pixel: one sample each, and indices instead of colours.
-static void drawIndices(const Drawing& drawing, const DisplayRow& row, u32 width, u8* dst)
+void drawIndices(const Drawing& drawing, const DisplayRow& row, u32 width, u8* dst)
 {
     constexpr u8 darkIndex = 255;
     constexpr u8 lightIndex = 254;
@@ -457,7 +468,7 @@ static void drawIndices(const Drawing& drawing, const DisplayRow& row, u32 width
 }
 
 // Picture pixels a display pixel, with 13 bits behind the point. False when that is no 32-bit number.
-static bool fixedStep(i32 pictureRes, i32 screenRes, float zoom, u32& step)
+bool fixedStep(i32 pictureRes, i32 screenRes, float zoom, u32& step)
 {
     const float exact = static_cast<float>(pictureRes) * float{onePixel} / (static_cast<float>(screenRes) * zoom);
     if (!(exact < 2147483648.0F))
@@ -466,7 +477,7 @@ static bool fixedStep(i32 pictureRes, i32 screenRes, float zoom, u32& step)
     return true;
 }
 
-static void drawJitter(int16_t* table, u32 step, u32 firstEntry, i32& firstReached, i32& lastReached)
+void drawJitter(int16_t* table, u32 step, u32 firstEntry, i32& firstReached, i32& lastReached)
 {
     for (u32 i = 0; i < jitterEntries; i++)
         table[(i - firstEntry) % jitterEntries] = static_cast<int16_t>(static_cast<i32>(drand48() * step));
@@ -476,7 +487,7 @@ static void drawJitter(int16_t* table, u32 step, u32 firstEntry, i32& firstReach
     lastReached = (static_cast<i32>(fraction) + *most) >> fractionBits;
 }
 
-static void setColours(Drawing& drawing)
+void setColours(Drawing& drawing)
 {
     if (drawing.picture.kind != kindIndexed || drawing.picture.palette == nullptr)
         return;
@@ -488,13 +499,13 @@ static void setColours(Drawing& drawing)
 }
 
 template <i32 kind>
-static SumPixels fastestSums(ExpandedRows& expanded, Drawing& drawing, u32 width)
+SumPixels fastestSums(ExpandedRows& expanded, Drawing& drawing, u32 width)
 {
     const SumPixels sums = vectorSums<kind>(expanded, drawing, width);
     return sums != nullptr ? sums : sumSamples<kind>;
 }
 
-static SumPixels chooseSums(ExpandedRows& expanded, Drawing& drawing, u32 width)
+SumPixels chooseSums(ExpandedRows& expanded, Drawing& drawing, u32 width)
 {
     const i32 kind = drawing.picture.kind;
     return kind == kindBilevel   ? fastestSums<kindBilevel>(expanded, drawing, width)
@@ -502,14 +513,39 @@ static SumPixels chooseSums(ExpandedRows& expanded, Drawing& drawing, u32 width)
                                  : fastestSums<kindRGB>(expanded, drawing, width);
 }
 
+// Finds the picture rows that the samples of a display row reach, in the form in which they are read.
+void reachRows(Drawing& drawing, ExpandedRows& expanded, u32 displayRow, DisplayRow& row)
+{
+    for (i32 reached = drawing.firstReachedY; reached <= drawing.lastReachedY; reached++) {
+        const u8* stored = pictureRow(drawing.picture, row.y + static_cast<u32>(reached) * onePixel);
+        row.rows[reach + reached] =
+            drawing.rowForm == RowForm::expanded ? expandedRow(drawing, expanded, stored, displayRow) : stored;
+    }
+    if (drawing.rowForm == RowForm::fetched)
+        setRowOffsets(drawing, row);
+}
+
+void drawColours(const Drawing& drawing, const DisplayRow& row, SumPixels sumPixels, u32 width, u8* dst,
+                 i32 bytesPerPixel)
+{
+    Sums sums[pixelsAtOnce];
+    for (u32 first = 0; first < width; first += pixelsAtOnce) {
+        const u32 count = std::min(pixelsAtOnce, width - first);
+        sumPixels(drawing, row, first, count, sums);
+        storePixels(dst + i64{first} * bytesPerPixel, sums, count, bytesPerPixel);
+    }
+}
+
 // Whether there is something to draw and something to draw it from.
-static bool isDrawable(const RepeatingPicture& picture, const u8* dst, i32 bytesPerPixel, i32 width, i32 rows)
+bool isDrawable(const RepeatingPicture& picture, const u8* dst, i32 bytesPerPixel, i32 width, i32 rows)
 {
     const bool needsColours = bytesPerPixel != 1;
     return dst != nullptr && picture.rows != nullptr && bytesPerPixel >= 1 && bytesPerPixel <= 4 && width > 0 &&
            rows > 0 && (!needsColours || (picture.kind >= kindBilevel && picture.kind <= kindRGB)) &&
            (!needsColours || picture.kind != kindIndexed || picture.palette != nullptr);
 }
+
+} // namespace
 
 void renderRealImg(u8* dst, i32 dstStride, i32 bytesPerPixel, i32 x0, i32 firstRow, i32 width, i32 rows, i32 y0,
                    i32 screenResX, i32 screenResY, const u8* src, i32 srcStride, i32 srcWidth, i32 srcHeight,
@@ -538,21 +574,11 @@ void renderRealImg(u8* dst, i32 dstStride, i32 bytesPerPixel, i32 x0, i32 firstR
     for (u32 rowsLeft = static_cast<u32>(rows); rowsLeft > 0; rowsLeft--) {
         row.y = (static_cast<u32>(y0) - static_cast<u32>(firstRow) - (rowsLeft - 1)) * drawing.stepY;
         row.firstSample = static_cast<u32>(drand48() * jitterEntries);
-        for (i32 reached = drawing.firstReachedY; reached <= drawing.lastReachedY; reached++) {
-            const u8* source = pictureRow(drawing.picture, row.y + static_cast<u32>(reached) * onePixel);
-            row.rows[reach + reached] =
-                drawing.rowForm == RowForm::expanded ? expandedRow(drawing, expanded, source, rowsLeft) : source;
-        }
-        if (drawing.rowForm == RowForm::fetched)
-            setRowOffsets(drawing, row);
+        reachRows(drawing, expanded, rowsLeft, row);
         u8* target = dst + (i64{rowsLeft} - 1) * dstStride;
         if (sumPixels == nullptr)
             drawIndices(drawing, row, pixels, target);
-        Sums sums[pixelsAtOnce];
-        for (u32 first = 0; sumPixels != nullptr && first < pixels; first += pixelsAtOnce) {
-            const u32 count = std::min(pixelsAtOnce, pixels - first);
-            sumPixels(drawing, row, first, count, sums);
-            storePixels(target + i64{first} * bytesPerPixel, sums, count, bytesPerPixel);
-        }
+        else
+            drawColours(drawing, row, sumPixels, pixels, target, bytesPerPixel);
     }
 }

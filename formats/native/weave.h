@@ -9,8 +9,8 @@
 constexpr char weaveStart[] = "#BINDING\n";
 constexpr int weaveLineBytes = 100000;
 
-// Opens a file that begins with a text, as its cached header tells, and takes memory for its lines.
-LoadStatus openLines(const char* path, const char* start, File& file, Buffer& line);
+// Opens a file of a format that begins with a text, as its cached header tells, and takes memory for its lines.
+LoadStatus openLines(const char* path, const char* start, const char* format, File& file, Buffer& line);
 
 // Reads the weave behind its first line and reports it. line has room for weaveLineBytes.
 LoadStatus loadWeave(FILE* stream, char* line, const char* description, ImageInfo& image);
