@@ -16,14 +16,6 @@
 namespace
 {
 
-std::string path;
-
-void writeSample(const char* name, const std::vector<uint8_t>& bytes)
-{
-    path = std::string("/tmp/loomfile-bench-") + std::to_string(getpid()) + name;
-    writeFile(path, bytes);
-}
-
 std::vector<u8> rows;
 
 void makeRoom(size_t bytes)
@@ -32,7 +24,7 @@ void makeRoom(size_t bytes)
         rows.resize(bytes);
 }
 
-void threeCalls(benchmark::State& state)
+void threeCalls(benchmark::State& state, const std::string& path)
 {
     std::vector<char> name(path.c_str(), path.c_str() + path.size() + 1), description(4096);
     for (auto _ : state) {
@@ -51,7 +43,7 @@ void threeCalls(benchmark::State& state)
     }
 }
 
-void throughLoomfile(benchmark::State& state)
+void throughLoomfile(benchmark::State& state, const std::string& path)
 {
     for (auto _ : state) {
         Loomfile* file = loomfileOpen(path.c_str(), nullptr, nullptr);
@@ -82,13 +74,15 @@ const File files[] = {
 int main(int argc, char** argv)
 {
     benchmark::Initialize(&argc, argv);
+    std::vector<std::string> paths;
     for (const File& file : files) {
-        writeSample(file.name, file.encode());
+        const std::string& path = paths.emplace_back("/tmp/loomfile-bench-" + std::to_string(getpid()) + file.name);
+        writeFile(path, file.encode());
         for (const auto& [label, run] : {std::pair("three calls ", &threeCalls), {"loomfile ", &throughLoomfile}})
-            benchmark::RegisterBenchmark((std::string(label) + file.name).c_str(), run)->MinTime(0.3);
-        benchmark::RunSpecifiedBenchmarks();
-        benchmark::ClearRegisteredBenchmarks();
-        unlink(path.c_str());
+            benchmark::RegisterBenchmark((std::string(label) + file.name).c_str(), run, path);
     }
+    benchmark::RunSpecifiedBenchmarks();
+    for (const std::string& path : paths)
+        unlink(path.c_str());
     return 0;
 }

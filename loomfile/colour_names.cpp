@@ -5,8 +5,8 @@
 //   books        a name before each colour, with a number in front that stands for a translation
 //
 // Photoshop's names are a number of characters (32 bits) and as many characters of 16 bits, big-endian.
+#include <algorithm>
 #include <cstdio>
-#include <cstring>
 
 #include "loomfile/reader.h"
 
@@ -24,6 +24,18 @@ std::vector<u8> bytesOf(const std::string& path)
         fclose(file);
     }
     return bytes;
+}
+
+void addCharacter(std::string& text, u32 code)
+{
+    constexpr u32 ends[] = {0x80, 0x800, 0x10000, 0x110000}; // of 1, 2, 3 and 4 bytes
+    constexpr u32 starts[] = {0, 0xC0, 0xE0, 0xF0};
+    u32 more = 0;
+    while (code >= ends[more])
+        more++;
+    text += static_cast<char>(starts[more] | code >> 6 * more);
+    while (more > 0)
+        text += static_cast<char>(0x80 | (code >> 6 * --more & 0x3F));
 }
 
 // Reads numbers one after the other; behind the end they are zero.
@@ -48,42 +60,18 @@ struct Numbers {
     std::string takeName()
     {
         std::string name;
-        for (u32 count = take32(); count > 0 && !isAtEnd(); count--)
-            addCharacter(name, take16());
+        u32 high = 0;
+        for (u32 count = take32(); count > 0 && !isAtEnd(); count--) {
+            const u32 unit = take16();
+            const bool isHigh = unit >= 0xD800 && unit < 0xDC00, isLow = unit >= 0xDC00 && unit < 0xE000;
+            if (isLow && high != 0)
+                addCharacter(name, 0x10000 + ((high - 0xD800) << 10) + (unit - 0xDC00));
+            else if (unit != 0 && !isHigh && !isLow)
+                addCharacter(name, unit);
+            high = isHigh ? unit : 0;
+        }
         return name;
     }
-
-    void addCharacter(std::string& name, u32 code)
-    {
-        if (code >= 0xD800 && code < 0xDC00 && at + 1 < bytes.size()) {
-            const u32 low = static_cast<u32>(bytes[at]) << 8 | bytes[at + 1];
-            if (low >= 0xDC00 && low < 0xE000)
-                pendingHigh = code;
-            return;
-        }
-        if (code >= 0xDC00 && code < 0xE000) {
-            code = pendingHigh != 0 ? 0x10000 + ((pendingHigh - 0xD800) << 10) + (code - 0xDC00) : 0;
-            pendingHigh = 0;
-        }
-        if (code == 0)
-            return;
-        if (code < 0x80) {
-            name += static_cast<char>(code);
-        } else if (code < 0x800) {
-            name += static_cast<char>(0xC0 | code >> 6);
-            name += static_cast<char>(0x80 | (code & 0x3F));
-        } else if (code < 0x10000) {
-            name += static_cast<char>(0xE0 | code >> 12);
-            name += static_cast<char>(0x80 | (code >> 6 & 0x3F));
-            name += static_cast<char>(0x80 | (code & 0x3F));
-        } else {
-            name += static_cast<char>(0xF0 | code >> 18);
-            name += static_cast<char>(0x80 | (code >> 12 & 0x3F));
-            name += static_cast<char>(0x80 | (code >> 6 & 0x3F));
-            name += static_cast<char>(0x80 | (code & 0x3F));
-        }
-    }
-    u32 pendingHigh = 0;
 };
 
 std::vector<std::string> swatchNames(const std::vector<u8>& bytes)

@@ -47,7 +47,7 @@ constexpr FormatFacts facts[] = {
     {mark, whole, Helper::none},          // formatVamatexPid
     {mark, whole, Helper::none},          // formatVamatexPiw
     {size, streamed, Helper::none},       // formatQteMotif
-    {mark, whole, Helper::none},          // formatTongYuan
+    {size, whole, Helper::none},          // formatTongYuan
     {mark, whole, Helper::none},          // formatPignone
     {mark, streamed, Helper::none},       // formatUwf
     {mark, whole, Helper::none},          // formatDrape
@@ -67,8 +67,8 @@ constexpr FormatFacts facts[] = {
     {mark, streamed, Helper::none},       // formatZhuPat
     {size, streamed, Helper::none},       // formatZhuSti
     {none, whole, Helper::none},          // formatPanter
-    {mark, whole, Helper::none},          // formatDoTech
-    {mark, whole, Helper::none},          // formatMuster
+    {size, whole, Helper::none},          // formatDoTech
+    {size, whole, Helper::none},          // formatMuster
     {none, whole, Helper::none},          // formatNedgraphicsDes
     {mark, whole, Helper::vectorPreview}, // formatVectorPreview
     {size, streamed, Helper::none},       // formatStaubliJc4Loom

@@ -77,6 +77,17 @@ std::string quoted(const std::string& text)
     return result + "'";
 }
 
+// The library calls a command by its first word. A word that the function needs itself is not among these.
+static std::string functionName(const std::string& command)
+{
+    const std::string word = command.substr(0, command.find(' '));
+    for (const char* known : {"gzip", "unzip", "msexpand", "gm", "convert"}) {
+        if (word == known)
+            return known;
+    }
+    return "helper";
+}
+
 std::string guarded(const std::string& command, int warning, const WorkFolder& work, HelperOutput output)
 {
     // In a shell of its own, since it may be more than one command. It is not given a process group of its own, so that
@@ -86,12 +97,13 @@ std::string guarded(const std::string& command, int warning, const WorkFolder& w
     auto noteSignal = [&work](int number) {
         return quoted("echo " + std::to_string(number) + " >" + quoted(work.name("interrupted")));
     };
-    return "guarded() { export TMPDIR=" + quoted(work.files()) +
+    const std::string name = functionName(command);
+    return name + " () { export TMPDIR=" + quoted(work.files()) +
            "; ulimit -S -t 60 2>/dev/null; ulimit -S -f 4194304 2>/dev/null; trap " + noteSignal(2) + " INT; trap " +
            noteSignal(3) + " QUIT; " + limited + "sh -c " + quoted(command + " \"$@\"") + " sh \"$@\" </dev/null" +
            (output == HelperOutput::dropped ? " >/dev/null" : "") + " 2>" + quoted(work.name("messages")) +
            "; result=$?; [ $result = 0 ] || [ $result = " + std::to_string(warning) + " ] || echo $result >" + failed +
-           "; }; guarded";
+           "; }; " + name;
 }
 
 void setHelpers(const Settings& settings, WorkFolder& work)

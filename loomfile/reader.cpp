@@ -96,17 +96,18 @@ Loomfile::Attempt Loomfile::judge(FormatId format, int status, int errorNumber)
 
 Loomfile::Attempt Loomfile::limit() const
 {
+    const u64 pixelCount = u64{info.width} * info.height;
+    if (info.rowBytes != 0 && pixelCount > 0 && pixelCount <= settings.mostPixels)
+        return std::nullopt;
     const std::string size = std::to_string(info.width) + " x " + std::to_string(info.height) + " pixels";
-    if (info.width == 0 || info.height == 0)
+    if (pixelCount == 0)
         return Refusal{loadBadData, "the picture is empty (" + size + ")", "", loader};
     if (info.rowBytes == 0)
         return Refusal{loadBadData, "the file holds no picture that can be shown", "", loader};
-    if (u64{info.width} * info.height > settings.mostPixels)
-        return Refusal{loadOutOfMemory,
-                       "the picture of " + size + " has more than the " + std::to_string(settings.mostPixels) +
-                           " pixels that are allowed",
-                       "", loader};
-    return std::nullopt;
+    return Refusal{loadOutOfMemory,
+                   "the picture of " + size + " has more than the " + std::to_string(settings.mostPixels) +
+                       " pixels that are allowed",
+                   "", loader};
 }
 
 void Loomfile::takeRemarks()
@@ -185,8 +186,9 @@ static void clearTails(u8* rows, u32 count, u32 stride, const LoomfileInfo& info
 
 void Loomfile::loadBand(u8* rows, u32 count)
 {
-    const bool writesAll = loader <= formatTiff || loader == formatBmp;
-    if (!writesAll)
+    // Their decoders leave out what is damaged.
+    constexpr FormatId leavingGaps[] = {formatGif, formatTiff, formatDis, formatDrape};
+    if (std::find(std::begin(leavingGaps), std::end(leavingGaps), loader) != std::end(leavingGaps))
         memset(rows, 0, u64{count} * info.rowBytes);
     isSpent = true;
     const int status = getLoadBand()(rows, count, info.rowBytes);

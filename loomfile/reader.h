@@ -61,6 +61,7 @@ private:
     bool openByContents();
     bool readAgain(const CommonPicture* picture, const std::string& why);
     bool mayBe(FormatId format) const;
+    bool contentsBegin(const char* mark) const;
     bool fitsExactly();
     bool isOutOfSize() const;
     std::string linkName(FormatId format) const;

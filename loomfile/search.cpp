@@ -98,10 +98,18 @@ void Loomfile::openForced()
     accept(noFormat);
 }
 
+bool Loomfile::contentsBegin(const char* mark) const
+{
+    const size_t length = strlen(mark);
+    return length <= headerBytes && memcmp(header, mark, length) == 0;
+}
+
 // The name that a link to the file needs for a loader which insists on one.
 std::string Loomfile::linkName(FormatId format) const
 {
     const std::string usual = "file" + firstExtension(format);
+    if (format == formatVectorPreview && !hasNameOf(path, format))
+        return contentsBegin("%PDF-") ? "file.pdf" : contentsBegin("%!PS") ? "file.eps" : "file.svg";
     if (format != formatQtz)
         return usual;
     // The member of an archive is looked for under the archive's own name.
@@ -309,7 +317,7 @@ bool Loomfile::readAgain(const CommonPicture* picture, const std::string& why)
     runShell("cd " + quoted(work.files()) + " && " + guarded(command, 0, work, HelperOutput::dropped) +
              " -limit Pixels " + std::to_string(mostPixels) +
              " -limit Memory 2GB -limit Map 2GB -limit Disk 2GB -limit Threads 1 '" + picture->coder +
-             ":../links/picture[0]' -depth 8 png:picture.png");
+             ":../links/picture[0]' png:picture.png");
     const HelperEnd end = helperEnd(work);
     if (end.signal == SIGINT || end.signal == SIGQUIT)
         throw Refusal{loadBadData, "the program that opens such files was interrupted", "", picture->format,
