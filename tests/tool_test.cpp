@@ -1,4 +1,4 @@
-// Runs tload as a user would and looks at what it prints, writes and leaves behind.
+// Runs loomfile as a user would and looks at what it prints, writes and leaves behind.
 #include <fcntl.h>
 #include <gtest/gtest.h>
 #include <spawn.h>
@@ -78,6 +78,19 @@ struct Tool : testing::Test {
     }
 
     Result run(const vector<string>& arguments) const { return finish(start(arguments)); }
+    Result make(vector<string> arguments) const
+    {
+        arguments.push_back("--force");
+        return run(arguments);
+    }
+    // In the folder of the files, by the shell.
+    int shell(const string& line) const
+    {
+        const int status = system(("cd '" + files.path + "' && loomfile() { '" LOOMFILE_BINARY "' \"$@\"; } && " + line +
+                                   " 2>'" + prints.path + "/errors'")
+                                      .c_str());
+        return WEXITSTATUS(status);
+    }
     string path(const string& name) const { return files.path + "/" + name; }
 
     std::set<string> names() const
@@ -97,7 +110,7 @@ TEST_F(Tool, ConvertsEveryKindExactly)
         Picture picture = noisePicture(kind, 21, 9, kind == kindIndexed ? 7 : 0, kind);
         files.write("a.bmp",
                     encodeBmp(picture, {.pixelsPerMetreX = 11811, .pixelsPerMetreY = 5905, .blackFirst = true}));
-        Result result = run({"convert", "a.bmp", "a.png"});
+        Result result = make({"convert", "a.bmp", "a.png"});
         EXPECT_EQ(result.exitCode, 0);
         EXPECT_TRUE(result.output.starts_with("a.bmp: BMP, 21 x 9, ") && result.output.ends_with(" -> a.png\n"));
         EXPECT_EQ(result.errors, "");
@@ -119,7 +132,7 @@ TEST_F(Tool, KeepsResolutionAndMultipliers)
     files.write("first.png",
                 encodePng(small, {.resolution = PngResolution{3937, 1, 1}, .texts = {{"MulX", "7"}, {"MulY", "12"}}}));
     EXPECT_EQ(run({"convert", "first.png", "second.png"}).exitCode, 0);
-    EXPECT_EQ(run({"convert", "second.png", "second.png"}).exitCode, 0); // onto itself
+    EXPECT_EQ(make({"convert", "second.png", "second.png"}).exitCode, 0); // onto itself
     for (const char* name : {"first.png", "second.png"}) {
         Loaded loaded = load(path(name));
         EXPECT_EQ(vector<u32>({loaded.resX, loaded.resY, loaded.mulX, loaded.mulY}), vector<u32>({100000, 25, 7, 12}));
