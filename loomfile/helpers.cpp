@@ -39,8 +39,8 @@ static std::string commandOf(const std::optional<std::string>& given, const char
 static std::string previewCommandOf(const Settings& settings)
 {
     const bool hasGraphics = settings.vectorPreview.has_value() || isInstalled("gm");
-    return hasGraphics ? commandOf(settings.vectorPreview, "gm", "gm convert")
-                       : commandOf(settings.vectorPreview, "convert", "convert");
+    return hasGraphics ? commandOf(settings.vectorPreview, "gm", "gm convert -depth 8")
+                       : commandOf(settings.vectorPreview, "convert", "convert -depth 8");
 }
 
 std::string graphicsCommandOf(const Settings& settings)

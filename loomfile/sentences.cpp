@@ -27,6 +27,15 @@ static std::string withArticle(const std::string& name)
     return (strchr("AEIO", name[0]) != nullptr ? "an " : "a ") + name;
 }
 
+// "package gzip", "packages graphicsmagick and ghostscript"
+static std::string packagesText(FormatId format)
+{
+    const std::string packages = helperPackages(format);
+    const size_t blank = packages.find(' ');
+    return blank == std::string::npos ? "package " + packages
+                                      : "packages " + packages.substr(0, blank) + " and" + packages.substr(blank);
+}
+
 static std::string wrongFormat(const Circumstances& file, const std::string& name)
 {
     if (file.isDetected && file.format == formatBonas && !file.hasItsName)
@@ -41,8 +50,8 @@ std::string sentenceOf(const Circumstances& file)
     const std::string name = returnLoaderString(file.format);
     const std::string reason = because(file);
     if (file.lacksHelper)
-        return "files of the format " + name + " are opened with a program that is not installed (Debian package " +
-               helperPackages(file.format) + ")";
+        return "files of the format " + name + " are opened with a program that is not installed (Debian " +
+               packagesText(file.format) + ")";
     if (returnLoaderReads(file.format) == 0 && file.status == loadUnsupportedVariant)
         return file.isDetected ? "the format " + name + " is recognised but its files cannot be read"
                                : "files of the format " + name + " cannot be read";
