@@ -549,6 +549,8 @@ TEST_F(Tool, HasExamplesThatWork)
     EXPECT_EQ(get(path("a.ppm")), "P6\n5 3\n255\n" + string(small.rows.begin(), small.rows.end()));
 
     files.write("bits.bmp", encodeBmp({pictureBilevel, 3, 1, {0xA0}, {}}));
-    EXPECT_EQ(finish(start({"bits.bmp"}, TLOAD_EXAMPLES "/example_minimal")).output,
+    EXPECT_EQ(finish(start({"bits.bmp"}, TLOAD_EXAMPLES "/example_three_calls")).output,
               "BMP, 3 x 1, lifted ends in row 1: 2\n");
+    EXPECT_EQ(finish(start({"bits.bmp"}, TLOAD_EXAMPLES "/example_minimal")).output, "BMP, 3 x 1, first byte 160\n");
+    EXPECT_EQ(finish(start({"none.bmp"}, TLOAD_EXAMPLES "/example_minimal")).exitCode, 1);
 }
