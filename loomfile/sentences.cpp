@@ -52,7 +52,8 @@ std::string sentenceOf(const Circumstances& file)
     if (file.lacksHelper)
         return "files of the format " + name + " are opened with a program that is not installed (Debian " +
                packagesText(file.format) + ")";
-    if (returnLoaderReads(file.format) == 0 && file.status == loadUnsupportedVariant)
+    if (returnLoaderReads(file.format) == 0 &&
+        (file.status == loadUnsupportedVariant || file.status == loadWrongFormat))
         return file.isDetected ? "the format " + name + " is recognised but its files cannot be read"
                                : "files of the format " + name + " cannot be read";
     switch (file.status) {
