@@ -41,6 +41,8 @@ int runTryLoad(LoaderTryLoad tryLoad, const char* path, u32* kind, u32* width, u
     *mulY = image.mulY;
     *orientationFlag = image.orientationFlag;
     *firstPart = image.firstPart;
+    if (status != loadSuccess)
+        threadState().reasons.remarkCount = 0;
     return endCall(threadState().reasons, status);
 }
 

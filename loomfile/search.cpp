@@ -333,8 +333,7 @@ bool Loomfile::readAgain(const CommonPicture* picture, const std::string& why)
             tryFormat(before, openedBefore);
         return false;
     }
-    ownRemarks.push_back(
-        {"read by the program of the graphics command" + (why.empty() ? "" : ", libTload says: " + why), false});
+    ownRemarks.push_back({"read by GraphicsMagick" + (why.empty() ? std::string() : ", libTload says: " + why), false});
     takeRemarks();
     accept(noFormat);
     info.format = picture->format;

@@ -11,9 +11,9 @@ struct DobbyFormat {
 };
 
 static const DobbyFormat formats[] = {
-    {44, "a", "Dornier DoStyle", [](auto& picture) { return encodeDoStyle(picture); }},
-    {56, "a.Pat", "DoTech", [](auto& picture) { return encodeDoTech(picture); }},
-    {57, "a", "Muster", [](auto& picture) { return encodeMuster(picture); }}};
+    {formatDoStyle, "a", "Dornier DoStyle", [](auto& picture) { return encodeDoStyle(picture); }},
+    {formatDoTech, "a.Pat", "DoTech", [](auto& picture) { return encodeDoTech(picture); }},
+    {formatMuster, "a", "Muster", [](auto& picture) { return encodeMuster(picture); }}};
 
 TEST(Dornier, DeliversPicks)
 {
@@ -60,7 +60,7 @@ TEST(Dornier, JudgesBlocks)
     rest.insert(rest.begin() + 49, 7, 0xFF);
     EXPECT_EQ(loadStyle(rest).pixels(), noisePicture(pictureBilevel, 64, 2, 0, 1).rows);
     EXPECT_STREQ(llibGetRemark(0, nullptr), "bytes of blocks make no whole pick and are not read: 7");
-    rest[57]++;
+    rest[formatMuster]++;
     rest.push_back(0);
     EXPECT_EQ(loadStyle(rest).status, loadWrongFormat);
 }
@@ -82,21 +82,22 @@ TEST(Dornier, JudgesLines)
             EXPECT_TRUE(status != 0 || std::equal(shafts.begin(), shafts.end(), loaded.rows.end() - 8)) << text;
         }
     };
-    expect(57, 0, 0,
+    expect(formatMuster, 0, 0,
            {row + row, with(0, "Aa") + row, with(2, "\t") + row, line + "\n" + line + "  \n", row + line + "  "});
-    expect(57, 6, 6, {with(2, "x") + row, with(0, " 1") + row, with(22, "g") + row, row + row + row.substr(1)});
-    expect(57, 6, 0,
+    expect(formatMuster, 6, 6,
+           {with(2, "x") + row, with(0, " 1") + row, with(22, "g") + row, row + row + row.substr(1)});
+    expect(formatMuster, 6, 0,
            {row + with(21, "G"), row + std::string(25, '0'), line + "  " + row, line + "   \n" + line,
             row + "\n" + std::string(24, 'x')});
     const std::string tail = "\r\n\n\x05\n" + row + row;
-    expect(56, 0, 0, {head + row + row, head + line + " \n" + line + "\n"});
-    expect(56, 6, 6,
+    expect(formatDoTech, 0, 0, {head + row + row, head + line + " \n" + line + "\n"});
+    expect(formatDoTech, 6, 6,
            {"W 33 2" + tail, "W -1 2" + tail, "W 1 0" + tail, "W 1" + tail, "W 1 3" + tail, "W 1 65521 " + tail,
             head + row + "\r\n", head + row + line + " " + std::string(91, ' ')});
-    expect(56, 3, 0,
+    expect(formatDoTech, 3, 0,
            {"W 1 2\r\n\n\x06\n" + row + row, "W 1 1\n" + std::string(24, '-'),
             "W 1 2\n" + std::string(40, '-') + "\n\x05\n" + row});
-    expect(56, 6, 0, {head + line + "   " + line});
+    expect(formatDoTech, 6, 0, {head + line + "   " + line});
     // The last line has no end and comes early: one pick stays empty.
     const Loaded early =
         load(directory.write("e.pat", "W 1 3\n" + std::string(22, '-') + "\n\x05\n" + row + line + " "),

@@ -238,7 +238,7 @@ TEST_F(LoomfileTest, ReadsCommonPicturesAgain)
         ASSERT_NE(answer.file, nullptr) << answer.failure.sentence;
         EXPECT_EQ(answer.info.format, format);
         EXPECT_EQ(answer.info.isSecondReading, 1u);
-        EXPECT_TRUE(answer.hasRemark("graphics command", 0));
+        EXPECT_TRUE(answer.hasRemark("read by GraphicsMagick", 0));
         const Bytes palette(answer.info.palette, answer.info.palette + 768);
         EXPECT_TRUE(toRgb({answer.info.kind, answer.info.width, answer.info.height, answer.pixels(), palette}).rows ==
                     expected.rows);

@@ -123,7 +123,7 @@ TEST(Palettes, ConvertTheColoursOfPhotoshop)
     expectColours(load(directory.write("a.aco", encodeAco(records, 2))), swatches, 7, 2);
     for (i32 i = 0; i < 5; i++) { // halves that differ, hue, inks, white as 10000, an unknown space
         i32 grave = 0;
-        EXPECT_EQ(llibGetRemark(i, &grave)[0], '1');
+        EXPECT_TRUE(std::string(llibGetRemark(i, &grave)).ends_with(": 1"));
         EXPECT_EQ(grave, 1);
     }
     expectColours(load(directory.write("ink.acb", encodeAcb({0, 2, 255, 3, 1, 1, 1, 0}, 2))), {2, 254, 4, 0, 0, 0}, 2,

@@ -9,12 +9,12 @@ static const auto fast = [](const Picture& picture) { return encodePignone(pictu
 static const auto backwards = [](const Picture& picture) { return encodePignone(picture, 7, true); };
 static const auto capitals = [](const Picture& picture) { return encodeNissan(picture); };
 
-static const CardFormat nissan = {"a.any", 51, capitals, "Nissan"};
-static const CardFormat viable = {"a.Pun", 24, encodeViable, "Viable card"};
-static const CardFormat pignone = {"a.ArM", 37, fast, "Nuovo Pignone .ARM", 1, 0xA5, false};
-static const CardFormat pignoneBackwards = {"a.arm", 37, backwards, "Nuovo Pignone .ARM", 1, 0xA5, false};
-static const CardFormat tongYuan = {"a.Dy", 36, encodeTongYuan, "JinagYin Tongyuan .DY", 0, 0, false};
-static const CardFormat avl = {"a.J1P", 22, encodeAvl, "AVL J1P", 1, 0xA5, false};
+static const CardFormat nissan = {"a.any", formatNissan, capitals, "Nissan"};
+static const CardFormat viable = {"a.Pun", formatPun, encodeViable, "Viable card"};
+static const CardFormat pignone = {"a.ArM", formatPignone, fast, "Nuovo Pignone .ARM", 1, 0xA5, false};
+static const CardFormat pignoneBackwards = {"a.arm", formatPignone, backwards, "Nuovo Pignone .ARM", 1, 0xA5, false};
+static const CardFormat tongYuan = {"a.Dy", formatTongYuan, encodeTongYuan, "JinagYin Tongyuan .DY", 0, 0, false};
+static const CardFormat avl = {"a.J1P", formatAvlJ1p, encodeAvl, "AVL J1P", 1, 0xA5, false};
 constexpr int yes = loadSuccess, no = loadWrongFormat, bad = loadBadData;
 
 // Of rows that three numbers can tell.

@@ -37,7 +37,7 @@ TEST(Sophis, TakesThePaletteThatLiesBeforeTheRows)
         expected.resize(768);
         EXPECT_EQ(got.palette, expected) << start;
         EXPECT_EQ(got.rows, picture.rows) << start;
-        const std::string missing = "+" + std::to_string(256 - colours) + " colours that the file lacks are black";
+        const std::string missing = "+colours that the file lacks are black: " + std::to_string(256 - colours);
         EXPECT_EQ(toldOf(image, encodeSophisImage(picture, start)), colours < 256 ? missing : "");
     }
 }

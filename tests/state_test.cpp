@@ -154,11 +154,11 @@ TEST(Remarks, KeepTheGraveOnes)
     remark(Gravity::grave, "grave");
     remark(Gravity::grave, "grave");
     EXPECT_EQ(counts(), (std::array{14, 2, 16}));
-    EXPECT_STREQ(llibGetRemark(0, nullptr), "5 picks");
+    EXPECT_STREQ(llibGetRemark(0, nullptr), "picks: 5");
     for (i32 i = 0; i < 20; i++)
         remark(Gravity::grave, "grave %d", i);
     EXPECT_EQ(counts(), (std::array{0, 16, 16}));
     EXPECT_STREQ(llibGetRemark(1, nullptr), "grave");
     remarkCount(Gravity::grave, 1, "picks");
-    EXPECT_STREQ(llibGetRemark(0, nullptr), "6 picks");
+    EXPECT_STREQ(llibGetRemark(0, nullptr), "picks: 6");
 }

@@ -63,7 +63,7 @@ LoadStatus tryLoad(const LoadRequest& request, ImageInfo& image)
     LoadStatus status = openFile(request.path, file);
     if (status != loadSuccess)
         return status;
-    u32 picks;
+    u32 picks = 0;
     status = readPickCount(file.stream, size, picks);
     if (status != loadSuccess)
         return status;

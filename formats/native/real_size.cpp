@@ -196,7 +196,7 @@ constexpr u32 planeCount(i32 kind)
     return kind == kindBilevel ? 1 : 3;
 }
 
-bool allocateRows(ExpandedRows& expanded, Drawing& drawing, u32 width)
+[[maybe_unused]] bool allocateRows(ExpandedRows& expanded, Drawing& drawing, u32 width)
 {
     const u64 span = (drawing.x & fraction) + u64{width - 1} * drawing.stepX;
     expanded.positions = (span >> fractionBits) + 1 + reach;
