@@ -120,13 +120,12 @@ static int run(int argc, char** argv)
     app.set_help_flag("-h,--help", "Print this help and end");
     app.require_subcommand(0, 1);
     app.get_formatter()->label("SUBCOMMAND", "COMMAND");
-    app.get_formatter()->label("Subcommands", "Commands");
     Requests requests;
     addSettings(app, requests.options);
     addTellingCommands(app, requests);
     addMakingCommands(app, requests);
     for (CLI::App* command : app.get_subcommands(nullptr))
-        command->fallthrough();
+        command->fallthrough()->group("Commands");
     try {
         app.parse(reversed(wordsFor(app, argc, argv)));
     } catch (const CLI::ParseError& error) {
