@@ -17,38 +17,6 @@ struct Picture {
     char description[4096];
 };
 
-static const char* explain(int status)
-{
-    switch (status) {
-    case loadOutOfMemory:
-        return "there is not enough memory";
-    case loadCannotRead:
-        return "the file cannot be read";
-    case loadDecoderError:
-        return "the picture is damaged";
-    case loadUnsupportedVariant:
-        return "this variant of the format is not supported";
-    case loadWrongFormat:
-        return "the file is of no known format";
-    default:
-        return "the data are damaged or incomplete";
-    }
-}
-
-static size_t bytesOfRow(u32 kind, u32 width)
-{
-    switch (kind) {
-    case kindBilevel:
-        return ((size_t)width + 7) / 8;
-    case kindIndexed:
-        return width;
-    case kindRGB:
-        return 3 * (size_t)width;
-    default:
-        return 4 * (size_t)width;
-    }
-}
-
 static void convertPixel(const struct Picture* picture, const u8* pixel, u8* rgb)
 {
     for (int i = 0; i < 3; ++i) {
@@ -70,7 +38,7 @@ static int writePicture(FILE* file, const struct Picture* picture, const u8* row
         fwrite(rows, rowBytes, picture->height, file);
         return 1;
     }
-    size_t pixelBytes = bytesOfRow(picture->kind, 1);
+    size_t pixelBytes = llibRowBytes(picture->kind, 1);
     u8* line = malloc(3 * (size_t)picture->width);
     if (line == NULL)
         return 0;
@@ -86,7 +54,7 @@ static int writePicture(FILE* file, const struct Picture* picture, const u8* row
 
 static int fail(const char* path, int status)
 {
-    fprintf(stderr, "%s: %s\n", path, explain(status));
+    fprintf(stderr, "%s: %s\n", path, llibStatusText(status));
     return 1;
 }
 
@@ -115,7 +83,7 @@ int main(int argc, char** argv)
     fprintf(stderr, "%s: %s, %u x %u\n", path, returnLoaderString(format), picture.width, picture.height);
 
     /* 3. Read all rows at once, as interlaced and bottom-up files are best read, and close the file in any case. */
-    size_t rowBytes = bytesOfRow(picture.kind, picture.width);
+    size_t rowBytes = llibRowBytes(picture.kind, picture.width);
     u8* rows = calloc(picture.height, rowBytes);
     status = rows == NULL ? loadOutOfMemory : getLoadBand()(rows, picture.height, (u32)rowBytes);
     getEndLoad()();

@@ -1,25 +1,18 @@
+#include <loomfile.h>
 #include <stdio.h>
 #include <stdlib.h>
-#include <tload.h>
 
 int main(int argc, char** argv)
 {
-    u32 kind = 0, width, height, resX, resY, mulX, mulY, firstPart, lifted = 0;
-    u8 palette[768], orientation;
-    char text[4096];
-    int format = argc == 2 ? returnLoaderFunctions(formatDetect, argv[1]) : formatNotAnImage;
-    if (format < 1 || format > formatCount ||
-        getTryLoad()(argv[1], &kind, &width, &height, &resX, &resY, &mulX, &mulY, palette, text, &orientation,
-                     &firstPart, 1) != loadSuccess)
-        return 1;
-    u32 rowBytes = kind == kindBilevel ? (width + 7) / 8 : width * (kind == kindIndexed ? 1 : kind == kindRGB ? 3 : 4);
-    u8* rows = calloc(height, rowBytes);
-    int status = rows ? getLoadBand()(rows, height, rowBytes) : loadOutOfMemory;
-    getEndLoad()();
-    for (u32 x = 0; status == loadSuccess && kind == kindBilevel && x < width; ++x)
-        lifted += rows[x / 8] >> (7 - x % 8) & 1;
-    if (status == loadSuccess)
-        printf("%s, %u x %u, lifted ends in row 1: %u\n", returnLoaderString(format), width, height, lifted);
+    LoomfileFailure failure = loomfileFailure();
+    LoomfileInfo info = loomfileInfo();
+    Loomfile* file = loomfileOpen(argc > 1 ? argv[1] : "", NULL, &failure);
+    if (file != NULL)
+        loomfileGetInfo(file, &info);
+    unsigned char* rows = calloc(info.height, info.rowBytes);
+    if (file == NULL || rows == NULL || loomfileReadAll(file, rows, info.rowBytes, &failure) != loadSuccess)
+        return fprintf(stderr, "%s.\n", failure.sentence), 1;
+    printf("%s, %u x %u, first byte %d\n", info.formatName, info.width, info.height, rows[0]);
+    loomfileClose(file);
     free(rows);
-    return status;
 }

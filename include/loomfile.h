@@ -49,7 +49,7 @@ extern "C" {
 enum {
     loomfileNotAnImage = 10,   /* nothing in the file tells of a picture or weave */
     loomfileNameTooShort = 11, /* the name is empty */
-    loomfileCannotWrite = 12   /* no folder for temporary files can be made */
+    loomfileCannotWrite = 12   /* there is no folder or no room for temporary files */
 };
 
 /* An open file. */

@@ -357,8 +357,8 @@ TLOAD_API void initLoadFabric(void);
 TLOAD_API const char* llibGetReason(void);
 
 /* What a loader left out or made up while it returned 0, since the last tryLoad; none after one that failed. Some is
- * known after tryLoad, some, as picks that the file lacks, when the rows have been delivered. Remarks stay over loadBand
- * and endLoad until the next tryLoad. */
+ * known after tryLoad, some, as picks that the file lacks, when the rows have been delivered. Remarks stay over
+ * loadBand and endLoad until the next tryLoad. */
 TLOAD_API i32 llibGetRemarkCount(void);
 /* A remark, counted from 0, as a phrase of at most 191 characters; "" for others. *grave, which may be null, becomes 1
  * when the picture is not what the file means, else 0. At most 16 are kept, the grave ones first of all. */

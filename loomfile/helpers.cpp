@@ -1,6 +1,7 @@
 #include "loomfile/helpers.h"
 
 #include <sys/stat.h>
+#include <sys/statvfs.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -38,8 +39,8 @@ static std::string commandOf(const std::optional<std::string>& given, const char
 static std::string previewCommandOf(const Settings& settings)
 {
     const bool hasGraphics = settings.vectorPreview.has_value() || isInstalled("gm");
-    return hasGraphics ? commandOf(settings.vectorPreview, "gm", "gm convert")
-                       : commandOf(settings.vectorPreview, "convert", "convert");
+    return hasGraphics ? commandOf(settings.vectorPreview, "gm", "gm convert -depth 8")
+                       : commandOf(settings.vectorPreview, "convert", "convert -depth 8");
 }
 
 std::string graphicsCommandOf(const Settings& settings)
@@ -98,12 +99,15 @@ std::string guarded(const std::string& command, int warning, const WorkFolder& w
         return quoted("echo " + std::to_string(number) + " >" + quoted(work.name("interrupted")));
     };
     const std::string name = functionName(command);
-    return name + " () { export TMPDIR=" + quoted(work.files()) +
-           "; ulimit -S -t 60 2>/dev/null; ulimit -S -f 4194304 2>/dev/null; trap " + noteSignal(2) + " INT; trap " +
-           noteSignal(3) + " QUIT; " + limited + "sh -c " + quoted(command + " \"$@\"") + " sh \"$@\" </dev/null" +
-           (output == HelperOutput::dropped ? " >/dev/null" : "") + " 2>" + quoted(work.name("messages")) +
+    // The messages overwrite blanks that are there already, and a note says enough by being there: a full disk has room
+    // for both. What the shell says of it is for nobody.
+    const std::string messages = quoted(work.name("messages"));
+    return name + " () { printf '%4095s\\n' '' >" + messages + "; export TMPDIR=" + quoted(work.files()) +
+           "; ulimit -S -t 60; ulimit -S -f 4194304; trap " + noteSignal(2) + " INT; trap " + noteSignal(3) +
+           " QUIT; " + limited + "sh -c " + quoted(command + " \"$@\"") + " sh \"$@\" </dev/null" +
+           (output == HelperOutput::dropped ? " >/dev/null" : "") + " 2<>" + messages +
            "; result=$?; [ $result = 0 ] || [ $result = " + std::to_string(warning) + " ] || echo $result >" + failed +
-           "; }; " + name;
+           "; } 2>/dev/null; " + name;
 }
 
 void setHelpers(const Settings& settings, WorkFolder& work)
@@ -125,12 +129,23 @@ void setHelpers(const Settings& settings, WorkFolder& work)
     set(llibSetVectorPreviewCommand, Helper::vectorPreview, none);
 }
 
+// Whether there was no room for what a helper would write. It may have removed what it had written.
+static bool isDiskFull(const WorkFolder& work)
+{
+    constexpr u64 hardlyAny = 8 << 20;
+    const std::string messages = work.contentsOf("messages");
+    if (messages.find("No space left") != std::string::npos || messages.find("disk full") != std::string::npos)
+        return true;
+    struct statvfs disk;
+    return statvfs(work.files().c_str(), &disk) == 0 && u64{disk.f_bavail} * disk.f_frsize < hardlyAny;
+}
+
 HelperEnd helperEnd(const WorkFolder& work)
 {
     HelperEnd end;
     const std::string failed = work.lineOf("failed");
     const std::string interrupted = work.lineOf("interrupted");
-    end.hasFailed = !failed.empty() || !interrupted.empty();
+    end.hasFailed = work.has("failed") || !interrupted.empty();
     if (!end.hasFailed)
         return end;
     const int result = atoi(failed.c_str());
@@ -141,6 +156,7 @@ HelperEnd helperEnd(const WorkFolder& work)
         end.message = "it wrote too much";
     else
         end.message = work.lineOf("messages");
+    end.isDiskFull = isDiskFull(work);
     return end;
 }
 

@@ -26,8 +26,9 @@ std::string guarded(const std::string& command, int warning, const WorkFolder& w
 // How the helper ended that ran since the failure was last forgotten.
 struct HelperEnd {
     bool hasFailed = false;
-    i32 signal = 0;      // that ended it
-    std::string message; // "it took too long", its own words, or ""
+    bool isDiskFull = false; // which is why
+    i32 signal = 0;          // that ended it
+    std::string message;     // "it took too long", its own words, or ""
 };
 HelperEnd helperEnd(const WorkFolder& work);
 void forgetHelperEnd(const WorkFolder& work);

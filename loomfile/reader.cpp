@@ -75,6 +75,10 @@ Loomfile::Attempt Loomfile::judge(FormatId format, int status, int errorNumber)
     HelperEnd end;
     if (factsOf(format).helper != Helper::none)
         end = helperEnd(work);
+    if (end.isDiskFull)
+        return Refusal{loomfileCannotWrite,
+                       "there is too little room for temporary files in " + settings.tmpDir + ", the disk is full", "",
+                       format};
     // What it has unpacked or drawn may lack something, which the library cannot know.
     if (end.hasFailed) {
         const std::string said = end.message.empty() ? "" : " (" + end.message + ")";

@@ -201,8 +201,9 @@ void Loomfile::findFormat()
             accept(noFormat);
         return;
     }
-    const bool isFinal = refused.has_value() && (refused->signal != 0 || refused->status == loadOutOfMemory ||
-                                                 refused->status == loadDecoderError);
+    const bool isFinal =
+        refused.has_value() && (refused->signal != 0 || refused->status == loadOutOfMemory ||
+                                refused->status == loadDecoderError || refused->status == loomfileCannotWrite);
     if (isFinal)
         throw Refusal(*refused);
     // A name that tells of no picture has kept libTload from looking at it.

@@ -1,4 +1,6 @@
 // What users are told about files that are not read.
+#include <cstring>
+
 #include "loomfile/format_facts.h"
 #include "loomfile/reader.h"
 
@@ -19,12 +21,27 @@ static std::string because(const Circumstances& file)
     return says ? ": " + file.reason : "";
 }
 
+// "a JC5 Staubli", "an Act .WJL"
+static std::string withArticle(const std::string& name)
+{
+    return (strchr("AEIO", name[0]) != nullptr ? "an " : "a ") + name;
+}
+
+// "package gzip", "packages graphicsmagick and ghostscript"
+static std::string packagesText(FormatId format)
+{
+    const std::string packages = helperPackages(format);
+    const size_t blank = packages.find(' ');
+    return blank == std::string::npos ? "package " + packages
+                                      : "packages " + packages.substr(0, blank) + " and" + packages.substr(blank);
+}
+
 static std::string wrongFormat(const Circumstances& file, const std::string& name)
 {
     if (file.isDetected && file.format == formatBonas && !file.hasItsName)
         return "the format is not recognised";
     const std::string reason = because(file);
-    return "this is not a " + name + " file" + expectedName(file) +
+    return "this is not " + withArticle(name) + " file" + expectedName(file) +
            (reason.empty() ? ", or a damaged or unusual one that cannot be loaded" : reason);
 }
 
@@ -33,9 +50,10 @@ std::string sentenceOf(const Circumstances& file)
     const std::string name = returnLoaderString(file.format);
     const std::string reason = because(file);
     if (file.lacksHelper)
-        return "files of the format " + name + " are opened with a program that is not installed (Debian package " +
-               helperPackages(file.format) + ")";
-    if (returnLoaderReads(file.format) == 0 && file.status == loadUnsupportedVariant)
+        return "files of the format " + name + " are opened with a program that is not installed (Debian " +
+               packagesText(file.format) + ")";
+    if (returnLoaderReads(file.format) == 0 &&
+        (file.status == loadUnsupportedVariant || file.status == loadWrongFormat))
         return file.isDetected ? "the format " + name + " is recognised but its files cannot be read"
                                : "files of the format " + name + " cannot be read";
     switch (file.status) {

@@ -5,6 +5,7 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <atomic>
 #include <cerrno>
 #include <climits>
@@ -125,16 +126,30 @@ WorkFolder::~WorkFolder()
     releaseSlot(slot);
 }
 
-std::string WorkFolder::lineOf(const std::string& member) const
+bool WorkFolder::has(const std::string& member) const
+{
+    return isMade() && access(name(member).c_str(), F_OK) == 0;
+}
+
+std::string WorkFolder::contentsOf(const std::string& member) const
 {
     FILE* file = isMade() ? fopen(name(member).c_str(), "rbe") : nullptr;
     if (file == nullptr)
         return "";
-    char text[200];
-    std::string line(text, fread(text, 1, sizeof text, file));
+    char text[4096];
+    std::string contents(text, fread(text, 1, sizeof text, file));
     fclose(file);
+    return contents;
+}
+
+std::string WorkFolder::lineOf(const std::string& member) const
+{
+    constexpr size_t longest = 200;
+    std::string line = contentsOf(member);
     line.erase(0, line.find_first_not_of('\n'));
-    return line.substr(0, line.find('\n'));
+    line.resize(std::min({line.find('\n'), line.size(), longest}));
+    line.erase(line.find_last_not_of(' ') + 1);
+    return line;
 }
 
 void WorkFolder::removeMember(const std::string& member) const

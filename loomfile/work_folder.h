@@ -19,7 +19,9 @@ public:
     // What programs may fill. Both are absolute and begin without a dash.
     std::string files() const { return path + "/files"; }
     std::string name(const std::string& member) const { return path + "/" + member; }
-    // The first line of a member, "" when there is none.
+    bool has(const std::string& member) const;
+    // The beginning of a member, and its first line without blanks at the end; "" when there is none.
+    std::string contentsOf(const std::string& member) const;
     std::string lineOf(const std::string& member) const;
     void removeMember(const std::string& member) const;
     // A name in it that stands for another file, which need not be absolute.

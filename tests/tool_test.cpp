@@ -1,4 +1,4 @@
-// Runs tload as a user would and looks at what it prints, writes and leaves behind.
+// Runs loomfile as a user would and looks at what it prints, writes and leaves behind.
 #include <fcntl.h>
 #include <gtest/gtest.h>
 #include <spawn.h>
@@ -22,8 +22,10 @@
 #include "samples/jc4_writer.h"
 #include "samples/jc5_writer.h"
 #include "samples/palette_writer.h"
+#include "samples/pcx_writer.h"
 #include "samples/png_writer.h"
 #include "samples/qte_writer.h"
+#include "samples/takemura_writer.h"
 #include "samples/tis_writer.h"
 #include "samples/vector_writer.h"
 #include "samples/zip_writer.h"
@@ -50,7 +52,7 @@ struct Tool : testing::Test {
     TestDirectory files;
     TestDirectory prints; // beside the files, whose names the tests look at
 
-    pid_t start(vector<string> arguments, const string& program = TLOAD_BINARY) const
+    pid_t start(vector<string> arguments, const string& program = LOOMFILE_BINARY, bool isGroup = false) const
     {
         arguments.insert(arguments.begin(), program);
         vector<char*> words;
@@ -63,9 +65,13 @@ struct Tool : testing::Test {
         posix_spawn_file_actions_addopen(&actions, 1, (prints.path + "/output").c_str(), flags, 0600);
         posix_spawn_file_actions_addopen(&actions, 2, (prints.path + "/errors").c_str(), flags, 0600);
         posix_spawn_file_actions_addchdir_np(&actions, files.path.c_str());
+        posix_spawnattr_t attributes;
+        posix_spawnattr_init(&attributes);
+        posix_spawnattr_setflags(&attributes, isGroup ? POSIX_SPAWN_SETPGROUP : 0);
         pid_t process = -1;
-        EXPECT_EQ(posix_spawn(&process, program.c_str(), &actions, nullptr, words.data(), environ), 0);
+        EXPECT_EQ(posix_spawn(&process, program.c_str(), &actions, &attributes, words.data(), environ), 0);
         posix_spawn_file_actions_destroy(&actions);
+        posix_spawnattr_destroy(&attributes);
         return process;
     }
 
@@ -78,6 +84,19 @@ struct Tool : testing::Test {
     }
 
     Result run(const vector<string>& arguments) const { return finish(start(arguments)); }
+    Result make(vector<string> arguments) const
+    {
+        arguments.push_back("--force");
+        return run(arguments);
+    }
+    // In the folder of the files, by the shell.
+    int shell(const string& line) const
+    {
+        const int status = system(("cd '" + files.path + "' && loomfile() { '" LOOMFILE_BINARY "' \"$@\"; } && " +
+                                   line + " 2>'" + prints.path + "/errors'")
+                                      .c_str());
+        return WEXITSTATUS(status);
+    }
     string path(const string& name) const { return files.path + "/" + name; }
 
     std::set<string> names() const
@@ -97,7 +116,7 @@ TEST_F(Tool, ConvertsEveryKindExactly)
         Picture picture = noisePicture(kind, 21, 9, kind == kindIndexed ? 7 : 0, kind);
         files.write("a.bmp",
                     encodeBmp(picture, {.pixelsPerMetreX = 11811, .pixelsPerMetreY = 5905, .blackFirst = true}));
-        Result result = run({"convert", "a.bmp", "a.png"});
+        Result result = make({"convert", "a.bmp", "a.png"});
         EXPECT_EQ(result.exitCode, 0);
         EXPECT_TRUE(result.output.starts_with("a.bmp: BMP, 21 x 9, ") && result.output.ends_with(" -> a.png\n"));
         EXPECT_EQ(result.errors, "");
@@ -119,7 +138,7 @@ TEST_F(Tool, KeepsResolutionAndMultipliers)
     files.write("first.png",
                 encodePng(small, {.resolution = PngResolution{3937, 1, 1}, .texts = {{"MulX", "7"}, {"MulY", "12"}}}));
     EXPECT_EQ(run({"convert", "first.png", "second.png"}).exitCode, 0);
-    EXPECT_EQ(run({"convert", "second.png", "second.png"}).exitCode, 0); // onto itself
+    EXPECT_EQ(make({"convert", "second.png", "second.png"}).exitCode, 0); // onto itself
     for (const char* name : {"first.png", "second.png"}) {
         Loaded loaded = load(path(name));
         EXPECT_EQ(vector<u32>({loaded.resX, loaded.resY, loaded.mulX, loaded.mulY}), vector<u32>({100000, 25, 7, 12}));
@@ -129,12 +148,15 @@ TEST_F(Tool, KeepsResolutionAndMultipliers)
 
 TEST_F(Tool, SaysWhatIsWrongInOneSentenceAndLeavesTheTargetAlone)
 {
-    const string strange = "escape\x1B[31m\n\x9B\xC2\x9B.txt";
+    const string strange = "escape\x1B[31m\n\x9B\xC2\x9B\xE0\x80\x9B\xED\xA0\x80\xC3\xA4.txt";
     const Bytes bmp = encodeBmp(small);
-    fs::create_directory(path("directory.gif"));
-    files.write("notes.txt", bmp);
-    files.write(strange, bmp);
+    fs::create_directory(path("directory.png"));
+    files.write("notes.txt", "nothing to see");
+    files.write(strange, "nothing to see");
     files.write("x", bmp);
+    files.write("bitmap.png", bmp);
+    files.write("yarns.gpl", "GIMP Palette\n1 2 3 yarn\n");
+    files.write("a.svg", encodeSvg(motifPicture(kindIndexed, 9, 9)));
     files.write("-small.bmp", bmp);
     files.write("cut.bmp", Bytes(bmp.begin(), bmp.end() - 1));
     const Bytes zc5 = encodeZc5(noisePicture(kindBilevel, 40, 900, 0, 1));
@@ -152,33 +174,46 @@ TEST_F(Tool, SaysWhatIsWrongInOneSentenceAndLeavesTheTargetAlone)
     const std::set<string> before = names();
 
     const std::tuple<vector<string>, int, string> cases[] = {
-        {{"convert", "none.gif", "old.png"}, 3, "tload: none.gif: the file cannot be opened (No such file"},
-        {{"convert", string(5000, 'a'), "old.png"}, 3, "4095"},
-        {{"convert", "header.png", "old.png"}, 3, "header is incomplete"},
-        {{"convert", "damaged.png", "old.png"}, 4, "PNG data cannot be decoded"},
-        {{"convert", "interlaced.gif", "old.png"}, 5, "variant"},
-        {{"convert", "loom.apf", "old.png"}, 5, "the format CSS JacquArt is recognised but its files cannot be read"},
-        {{"convert", "empty.jpg", "old.png"}, 6, "not a JPEG file"}, // the decoder prints by itself
-        {{"convert", "random.foo", "old.png"}, 6, "the format is not recognised"},
-        {{"convert", "--format", "23", "random.foo", "old.png"}, 6, "not a BMP file"},
-        {{"convert", "cut.bmp", "old.png"}, 7, "data end early"},
-        {{"convert", "notes.txt", "old.png"}, 10, "by its name (.txt)"},
-        {{"info", strange}, 10, "tload: escape?[31m???.txt: "},
-        {{"convert", "x", "old.png"}, 11, "./x"},
-        {{"convert", "./x", "directory.gif"}, 12, "directory"},
-        {{"convert", "-small.bmp", "-small.bmp"}, 64, "--help"},
-        {{"convert", "./-small.bmp", "./-small.bmp"}, 12, "this is the file that is read"},
-        {{"convert", "cut.zc5", "old.png"}, 7, "the program that opens such files failed"},
-        {{"render", "good.png", "old.png", "--zoom", "nan"}, 64, "a number from 0.001 to 1000"},
-        {{"render", "good.png", "old.png", "--zoom", "1e-3", "--size", "9999x9"}, 64, "larger zoom"},
-        {{"render", "good.png", "old.png", "--sett", "20x0"}, 64, "--sett"},
-        {{"seam", "cut.bmp"}, 7, "data end early"},
-        {{"quantize", "x", "old.png", "--palette", "good.png"}, 5, "good.png: this file has no palette"},
-        {{"quantize", "good.png", "old.png", "--keep", "3"}, 64, "--palette"},
-        {{"quantize", "good.png", "old.png", "--size", "3x0"}, 64, "300x200"},
-        {{"quantize", "good.png", "old.png", "--colours", "0"}, 64, "--colours"},
-        {{}, 64, "--help"},
-        {{"convert", "x", "old.png", "third"}, 64, "third"},
+        {{"convert", "none.gif", "new.png"}, 3, "loomfile: none.gif: the file cannot be opened (No such file"},
+        {{"none.gif"}, 3, "loomfile: none.gif: the file cannot be opened (No such file"},
+        {{"convert", string(5000, 'a'), "new.png"}, 3, "longer than 4000"},
+        {{"convert", "header.png", "new.png"}, 3, "header is incomplete"},
+        {{"convert", "damaged.png", "new.png"}, 4, "PNG data cannot be decoded"},
+        {{"convert", "--libtload-only", "interlaced.gif", "new.png"}, 5, "recognised as GIF, but not read: interlaced"},
+        {{"convert", "loom.apf", "new.png"}, 5, "the format CSS JacquArt is recognised but its files cannot be read"},
+        {{"convert", "empty.jpg", "new.png"}, 6, "not a JPEG file"}, // the decoder prints by itself
+        {{"convert", "random.foo", "new.png"}, 6, "the format is not recognised"},
+        {{"convert", "--format", "act .wjl", "random.foo", "new.png"}, 6, "not an Act .WJL file"},
+        {{"convert", "--force", "cut.bmp", "old.png"}, 7, "damaged"},
+        {{"convert", "notes.txt", "new.png"}, 10, "by its name (.txt)"},
+        {{"info", strange}, 10, "loomfile: escape?[31m?????????\xC3\xA4.txt: "},
+        {{"convert", "", "new.png"}, 11, "the file name is empty"},
+        {{"convert", "x", "directory.png"}, 12, "directory"},
+        {{"convert", "x", "old.png"}, 12, "--force"},
+        {{"palette", "yarns.gpl", "--gpl", "yarns.gpl"}, 12, "--force"},
+        {{"convert", "--force", "bitmap.png", "bitmap.png"}, 12, "this is the file that is read"},
+        {{"--vector-preview", "echo 'No space left on device' >&2; false", "info", "a.svg"}, 12, "the disk is full"},
+        {{"convert", "cut.zc5", "new.png"}, 7, "the program that opens such files failed"},
+        {{"seam", "cut.bmp"}, 7, "damaged"},
+        {{"quantize", "x", "new.png", "--palette", "good.png"}, 5, "good.png: this file has no palette"},
+        // What is not understood.
+        {{}, 64, "say what to do"},
+        {{"convrt", "x", "new.png"}, 64, "did you mean convert?"},
+        {{"nothing"}, 64, "neither a command nor a file 'nothing'"},
+        {{"convert", "x", "new.png", "third", "fourth"}, 64, "not expected: third fourth"},
+        {{"convert", "x", "cut.bmp"}, 64, "has to end in .png"}, // of a pattern of names
+        {{"convert", "x", "new.jpg"}, 64, "has to end in .png"},
+        {{"convert", "x", "png:-"}, 64, "has to end in .png"},
+        {{"convert", "-small.bmp", "new.png"}, 64, "write a file of this name as './-small.bmp', or behind '--'"},
+        {{"info", "--format", "pat", "x"}, 64, "26 = Varitex PAT, 27 = IAM .PAT"},
+        {{"info", "--format", "71", "x"}, 64, "'71' is no format"},
+        {{"render", "good.png", "new.png", "--zoom", "nan"}, 64, "a number from 0.001 to 1000"},
+        {{"render", "good.png", "new.png", "--zoom", "1e-3", "--size", "9999x9"}, 64, "larger zoom"},
+        {{"render", "good.png", "new.png", "--sett", "20x0"}, 64, "--sett"},
+        {{"render", "good.png", "new.png", "--size", "65521x1"}, 64, "two whole numbers from 1 to 65520"},
+        {{"quantize", "good.png", "new.png", "--size", "3x0"}, 64, "two whole numbers from 1 to 65520"},
+        {{"quantize", "good.png", "new.png", "--keep", "3"}, 64, "--palette"},
+        {{"quantize", "good.png", "new.png", "--colours", "0"}, 64, "--colours"},
     };
     for (const auto& [arguments, exitCode, words] : cases) {
         const Result result = run(arguments);
@@ -186,7 +221,7 @@ TEST_F(Tool, SaysWhatIsWrongInOneSentenceAndLeavesTheTargetAlone)
         EXPECT_EQ(result.exitCode, exitCode);
         EXPECT_EQ(result.output, "");
         EXPECT_NE(result.errors.find(words), string::npos) << words;
-        EXPECT_TRUE(result.errors.starts_with("tload: ") && result.errors.ends_with(".\n"));
+        EXPECT_TRUE(result.errors.starts_with("loomfile: ") && result.errors.ends_with(".\n"));
         EXPECT_EQ(std::count(result.errors.begin(), result.errors.end(), '\n'), 1);
         EXPECT_EQ(get(path("old.png")), "old");
         EXPECT_EQ(names(), before);
@@ -212,35 +247,48 @@ TEST_F(Tool, QuantizesPictures)
     // Colours of the palette alone, and the noise is the same every time.
     const vector<string> dithered = {"quantize", "alpha.png", "a.png", "--palette", "palette.png", "--dither",
                                      "16",       "--noise",   "9",     "--size",    "45x15"};
-    EXPECT_EQ(run(dithered).exitCode, 0);
+    EXPECT_EQ(make(dithered).exitCode, 0);
     const Picture first = indexed();
     EXPECT_EQ(std::pair(first.width, first.height), std::pair(45u, 15u));
     EXPECT_LT(*std::max_element(first.rows.begin(), first.rows.end()), 4);
     EXPECT_TRUE(std::equal(palette.palette.begin(), palette.palette.end(), first.palette.begin()));
-    run(dithered);
+    make(dithered);
     EXPECT_TRUE(indexed().rows == first.rows);
     EXPECT_EQ(
-        run({"quantize", "alpha.png", "a.png", "--palette", "palette.png", "--keep", "4", "--colours", "7"}).output,
+        make({"quantize", "alpha.png", "a.png", "--palette", "palette.png", "--keep", "4", "--colors", "7"}).output,
         "alpha.png: PNG, 30 x 20, true colour with transparency -> a.png: 7 colours\n");
 }
 
 TEST_F(Tool, LeavesNothingWhenInterrupted)
 {
-    files.write("large.bmp", encodeBmp(noisePicture(kindRGB, 4000, 2000, 0, 1)));
+    // Takes seconds to write.
+    files.write("large.bmp", encodeBmp(noisePicture(kindRGB, 6000, 3000, 0, 1)));
     files.write("old.png", "old");
-    pid_t process = start({"convert", "large.bmp", "old.png"});
-    siginfo_t ended = {};
-    while (names().size() == 2 && ended.si_pid == 0) {
+    const pid_t process = start({"convert", "--force", "large.bmp", "old.png"});
+    while (names().size() == 2)
         std::this_thread::sleep_for(std::chrono::milliseconds(1));
-        waitid(P_PID, static_cast<id_t>(process), &ended, WEXITED | WNOHANG | WNOWAIT);
-    }
     kill(process, SIGTERM);
-    Result result = finish(process);
-    if (result.exitCode == 0)
-        GTEST_SKIP() << "it was finished before it could be interrupted";
-    EXPECT_EQ(result.exitCode, -SIGTERM);
+    EXPECT_EQ(finish(process).exitCode, -SIGTERM);
     EXPECT_EQ(names(), (std::set<string>{"large.bmp", "old.png"}));
     EXPECT_EQ(get(path("old.png")), "old");
+}
+
+// The keys of a terminal reach a helper too, for which the program waits.
+TEST_F(Tool, DiesOfWhatInterruptsItsHelper)
+{
+    fs::create_directory(path("tmp"));
+    files.write("a.svg", encodeSvg(motifPicture(kindIndexed, 9, 9)));
+    for (int number : {SIGINT, SIGQUIT, SIGINT}) {
+        const pid_t process =
+            start({"--tmp-dir", "tmp", "--vector-preview", "touch started; sleep 20; :", "info", "a.svg", "a.svg"},
+                  LOOMFILE_BINARY, true);
+        while (!fs::exists(path("started")))
+            std::this_thread::sleep_for(std::chrono::milliseconds(1));
+        kill(-process, number);
+        EXPECT_EQ(finish(process).exitCode, -number);
+        EXPECT_TRUE(fs::is_empty(path("tmp")));
+        fs::remove(path("started"));
+    }
 }
 
 // Designs of the same name meet no others, and nothing stays behind, also when a signal ends the program.
@@ -253,7 +301,7 @@ TEST_F(Tool, HasAFolderOfItsOwnForHelpers)
     files.write("other/rose.qtz", encodeQtz(pictures[1], "rose.qte"));
     files.write("tmp/rose.qte", "somebody's");
     for (const char* name : {"rose.qtz", "other/rose.qtz"}) {
-        EXPECT_EQ(run({"--tmp-dir", "tmp", "convert", name, "a.png"}).exitCode, 0) << name;
+        EXPECT_EQ(make({"--tmp-dir", "tmp", "convert", name, "a.png"}).exitCode, 0) << name;
         EXPECT_TRUE(load(path("a.png")).pixels() == pictures[name[0] == 'o'].rows);
     }
     files.write("a.svg", encodeSvg(motifPicture(kindIndexed, 30, 20)));
@@ -269,19 +317,62 @@ TEST_F(Tool, HasAFolderOfItsOwnForHelpers)
 TEST_F(Tool, TellsWhatFilesHold)
 {
     files.write("small.bmp", encodeBmp(small, {.pixelsPerMetreX = 11811, .pixelsPerMetreY = 11811}));
-    files.write("none.txt", encodeBmp(small));
+    files.write("none.txt", "nothing to see");
     files.write("palette.bmp", encodeBmp(noisePicture(kindIndexed, 9, 9, 5, 1), {.paletteEntries = 5}));
-    Result result = run({"info", "small.bmp", "none.txt", "gone.bmp", "palette.bmp", "--json"});
-    EXPECT_EQ(result.exitCode, 10);
+    Result result = run({"identify", "small.bmp", "none.txt", "gone.bmp", "palette.bmp", "--json"});
+    EXPECT_EQ(result.exitCode, 10); // the highest
     Json documents = Json::parse(result.output);
     ASSERT_EQ(documents.size(), 4u);
     EXPECT_EQ(documents[0], Json::parse(R"({"file": "small.bmp", "status": 0, "format": 23, "formatName": "BMP",
         "kind": "rgb", "width": 5, "height": 3, "resolutionX": 299.999, "resolutionY": 299.999, "multiplierX": 1,
-        "multiplierY": 1, "orientation": 0, "firstPart": true, "colours": null, "refusedBy": null, "complaint": null,
+        "multiplierY": 1, "orientation": 0, "firstPart": true, "firstPartFile": null, "colours": null,
+        "refusedBy": null, "candidates": [23], "doubtful": false, "secondReading": false, "fileBytes": 102,
+        "remarks": [],
         "description": "PBM plus"})"));
     EXPECT_EQ(documents[1].at("status"), 10);
     EXPECT_TRUE(documents[2].at("error").is_string());
     EXPECT_EQ(documents[3].at("colours"), 5);
+
+    const string text = "small.bmp\n  Format        BMP (23)\n  File size     102 bytes\n"
+                        "  Kind          RGB, 3 bytes a pixel\n  Size          5 x 3 pixels\n"
+                        "  Colours       true colour\n  Resolution    299.999 x 299.999 dots per inch\n"
+                        "  Description   PBM plus\n";
+    EXPECT_EQ(run({"small.bmp"}).output, text);
+    EXPECT_NE(run({"info", "-v", "small.bmp"}).output.find("Multipliers   1 x 1"), string::npos);
+    EXPECT_EQ(run({"help", "info"}).output, run({"info", "--help"}).output);
+    EXPECT_EQ(run({"-V"}).output, "loomfile 1.0.0\n");
+    EXPECT_EQ(run({"formats"}).output.find("emblem"), string::npos);
+    EXPECT_EQ(shell("loomfile info small.bmp >&-"), 12);
+}
+
+TEST_F(Tool, TellsScriptsWhatIsNotAsTheFileMeans)
+{
+    const Picture motif = motifPicture(kindIndexed, 9, 9);
+    files.write("interlaced.gif", encodeGif(motif, {.interlaced = true}));
+    files.write("long.dat", Bytes(encodeTakemuraDat(blankPicture(kindBilevel, 16, 4)).size() + 9));
+    files.write("deep.pcx", encodePcx(small));
+    Result result = make({"convert", "deep.pcx", "a.png", "--libtload-only"});
+    EXPECT_EQ(result.exitCode, 8);
+    EXPECT_TRUE(result.errors.starts_with("loomfile: deep.pcx: made, but not all that the file means: true colour is"));
+    EXPECT_EQ(result.output, "deep.pcx: PCX, 5 x 3, true colour -> a.png\n");
+
+    result = make({"convert", "interlaced.gif", "a.png"});
+    EXPECT_EQ(result.exitCode, 0);
+    EXPECT_NE(result.errors.find("loomfile: interlaced.gif: remarked: read by"), string::npos) << result.errors;
+    EXPECT_NE(run({"info", "interlaced.gif"}).output.find("\n  Remark        read by"), string::npos);
+    const Loaded read = load(path("a.png"));
+    EXPECT_TRUE(toRgb({read.kind, read.width, read.height, read.pixels(), read.palette}).rows == toRgb(motif).rows);
+}
+
+TEST_F(Tool, ReadsAndWritesStandardStreams)
+{
+    const Picture card = noisePicture(kindBilevel, 40, 9, 0, 1);
+    files.write("card", encodeJc5(card));
+    EXPECT_EQ(shell("cat card | loomfile convert - - --name rose.jc5 >a.png"), 0) << get(prints.path + "/errors");
+    EXPECT_TRUE(load(path("a.png")).pixels() == card.rows);
+    EXPECT_EQ(shell("loomfile convert card - --format 14 >/dev/full"), 12);
+    EXPECT_EQ(shell("loomfile info - --name rose.jc5 <card >a.txt"), 0);
+    EXPECT_TRUE(get(path("a.txt")).starts_with("rose.jc5\n  Format        JC5 Staubli (14)\n"));
 }
 
 TEST_F(Tool, FindsTheDesignBehindItsPartsAndPrograms)
@@ -299,7 +390,7 @@ TEST_F(Tool, FindsTheDesignBehindItsPartsAndPrograms)
         files.write("d.pat", *bytes);
         const string text = string(name) + ", refused as Nedgraphics .PAT (48)\n";
         EXPECT_NE(run({"info", "d.pat"}).output.find(text), string::npos) << name;
-        EXPECT_EQ(run({"convert", "d.pat", "d.png"}).exitCode, 0);
+        EXPECT_EQ(make({"convert", "d.pat", "d.png"}).exitCode, 0);
     }
     // Those that detection never finds, and names that it cannot know.
     files.write("d.1344", encodeJc4Network(noisePicture(kindBilevel, 1344, 4, 0, 1)));
@@ -312,17 +403,18 @@ TEST_F(Tool, FindsTheDesignBehindItsPartsAndPrograms)
                                                           {"srose.p", "TIS/Actrom"}, {"drose.s01", "TIS/Actrom"},
                                                           {"rose.eat", "EAT"},       {"rose.any", "Colorado"}};
     for (const auto& [name, format] : hidden)
-        EXPECT_NE(run({"convert", name, "d.png"}).output.find(format), string::npos) << name;
+        EXPECT_NE(make({"convert", name, "d.png"}).output.find(format), string::npos) << name;
 
     files.write("rose.zc5", encodeZc5(picture));
-    EXPECT_EQ(run({"convert", "rose.zc5", "d.png"}).exitCode, 0);
-    Result result = run({"--gzip", "", "convert", "rose.zc5", "d.png"});
+    EXPECT_EQ(make({"convert", "rose.zc5", "d.png"}).exitCode, 0);
+    Result result = make({"--gzip", "", "convert", "rose.zc5", "d.png"});
     EXPECT_EQ(result.exitCode, 6);
     EXPECT_NE(result.errors.find("Debian package gzip"), string::npos) << result.errors;
 }
 
 TEST_F(Tool, FindsWhatDrawsPages)
 {
+    ASSERT_EQ(system("command -v gm >/dev/null && command -v gs >/dev/null"), 0) << "graphicsmagick, ghostscript";
     const Picture motif = motifPicture(kindIndexed, 30, 20);
     files.write("a b.svg", encodeSvg(motif));
     files.write("a b.pdf", encodePdf(motif));
@@ -330,9 +422,7 @@ TEST_F(Tool, FindsWhatDrawsPages)
         const Result refused = run({"--vector-preview", "", "info", name});
         EXPECT_EQ(refused.exitCode, 6);
         EXPECT_NE(refused.errors.find("Debian packages graphicsmagick"), string::npos) << refused.errors;
-        if (system("command -v gm >/dev/null && command -v gs >/dev/null") != 0)
-            continue;
-        EXPECT_EQ(run({"convert", name, "a.png"}).errors, "") << name;
+        EXPECT_EQ(make({"convert", name, "a.png"}).errors, "") << name;
         const Loaded shown = load(path("a.png"));
         EXPECT_TRUE(toRgb({shown.kind, shown.width, shown.height, shown.pixels(), shown.palette}).rows ==
                     toRgb(motif).rows);
@@ -347,7 +437,7 @@ TEST_F(Tool, RendersUprightAndTiled)
     for (u32 kind : {kindBilevel, kindIndexed, kindRGB, kindRGBA}) {
         const Picture picture = noisePicture(kind, 17, 9, kind == kindIndexed ? 7 : 0, kind);
         files.write("a.png", encodePng(picture));
-        EXPECT_EQ(run(arguments).output, "a.png: PNG, a repeat of 7.1 x 3.8 mm by the sett -> b.png\n");
+        EXPECT_EQ(make(arguments).output, "a.png: PNG, a repeat of 7.1 x 3.8 mm by the sett -> b.png\n");
         const Loaded cloth = load(path("b.png"));
         ASSERT_EQ(cloth.rows.size(), 90u * 50 * 3);
         EXPECT_EQ(cloth.resX, 60960u);
@@ -380,6 +470,15 @@ TEST_F(Tool, MeasuresSeams)
     // Nine steps of 8 and one of 232, in 11 rows and 3 channels.
     EXPECT_EQ(seam.at("seamAcross"), 232 * 33 * 100 / ((9 * 8 + 232) * 33 / 10) - 100);
     EXPECT_TRUE(seam.at("seamAlong").is_null());
+
+    // Half white, half black: 30 rows differ across the edge, 10 on either side of a white spot beside it.
+    Picture halves = blankPicture(kindBilevel, 32, 31);
+    for (u32 i = 0; i < halves.rows.size(); i++)
+        halves.rows[i] = i % 4 < 2 ? 0 : i % 4 == 3 && i < 40 ? 0xFD : 0xFF;
+    files.write("b.bmp", encodeBmp(halves, {.blackFirst = true}));
+    seam = Json::parse(run({"seam", "--json", "b.bmp"}).output);
+    EXPECT_EQ(seam.at("seamAcross"), 30 * 100 / ((30 + 10 + 10) / 3) - 100);
+    EXPECT_EQ(seam.at("seamAlong"), 0);
 }
 
 TEST_F(Tool, ListsColours)
@@ -393,8 +492,10 @@ TEST_F(Tool, ListsColours)
                                                     "       2  #000000    0     0    0\n");
     Json document = Json::parse(run({"palette", "picture.bmp", "--json", "--gpl", "c.gpl"}).output);
     EXPECT_EQ(document["colours"].size(), 3u);
-    EXPECT_EQ(document["colours"][1],
-              Json::parse(R"({"number": 1, "hex": "#FEFF00", "red": 254, "green": 255, "blue": 0, "pixels": 3})"));
+    EXPECT_EQ(
+        document["colours"][1],
+        Json::parse(
+            R"({"number": 1, "hex": "#FEFF00", "red": 254, "green": 255, "blue": 0, "name": null, "pixels": 3})"));
     EXPECT_TRUE(std::equal(colours.begin(), colours.end(), load(path("c.gpl")).palette.begin()));
 
     // More than a palette holds are a picture; what fills its last row is no colour.
@@ -405,6 +506,17 @@ TEST_F(Tool, ListsColours)
     EXPECT_TRUE(std::equal(many.begin(), many.begin() + 768, load(path("m.gpl")).palette.begin()));
     files.write("rgb.bmp", encodeBmp(small));
     EXPECT_EQ(run({"palette", "rgb.bmp"}).exitCode, 5);
+
+    files.write("named.gpl", "GIMP Palette\nName: yarns\n#\n255 135 0 madder red\n 8 8 8 soot\n");
+    EXPECT_EQ(run({"palette", "named.gpl", "--gpl", "copy.gpl"}).exitCode, 0);
+    EXPECT_NE(get(path("copy.gpl")).find("255 135   0\tmadder red\n"), string::npos);
+    EXPECT_EQ(Json::parse(run({"palette", "copy.gpl", "--json"}).output)["colours"][1]["name"], "soot");
+    for (const auto& [environment, patch] : {std::pair("COLORTERM=", "5;208"), {"COLORTERM=24bit", "2;255;135;0"}}) {
+        EXPECT_EQ(shell(string(environment) + " loomfile palette named.gpl --color always >a.txt"), 0);
+        EXPECT_NE(
+            get(path("a.txt")).find("\x1B[48;" + string(patch) + "m      \x1B[0m  #FF8700  255   135    0  madder red"),
+            string::npos);
+    }
 }
 
 TEST_F(Tool, ChangesTheToneAsTheLibraryDoes)
@@ -415,7 +527,7 @@ TEST_F(Tool, ChangesTheToneAsTheLibraryDoes)
     files.write("a.png", encodePng(picture));
     files.write("b.bmp", encodeBmp(dull, {.paletteEntries = 4}));
     for (int checker : {0, 1}) {
-        ASSERT_EQ(run({"convert", "a.png", "c.png", "--background", checker != 0 ? "checker" : "white"}).exitCode, 0);
+        ASSERT_EQ(make({"convert", "a.png", "c.png", "--background", checker != 0 ? "checker" : "white"}).exitCode, 0);
         auto* flat = static_cast<u8*>(malloc(picture.rows.size()));
         std::copy(picture.rows.begin(), picture.rows.end(), flat);
         i32 stride = 19 * 4;
@@ -437,6 +549,8 @@ TEST_F(Tool, HasExamplesThatWork)
     EXPECT_EQ(get(path("a.ppm")), "P6\n5 3\n255\n" + string(small.rows.begin(), small.rows.end()));
 
     files.write("bits.bmp", encodeBmp({pictureBilevel, 3, 1, {0xA0}, {}}));
-    EXPECT_EQ(finish(start({"bits.bmp"}, TLOAD_EXAMPLES "/example_minimal")).output,
+    EXPECT_EQ(finish(start({"bits.bmp"}, TLOAD_EXAMPLES "/example_three_calls")).output,
               "BMP, 3 x 1, lifted ends in row 1: 2\n");
+    EXPECT_EQ(finish(start({"bits.bmp"}, TLOAD_EXAMPLES "/example_minimal")).output, "BMP, 3 x 1, first byte 160\n");
+    EXPECT_EQ(finish(start({"none.bmp"}, TLOAD_EXAMPLES "/example_minimal")).exitCode, 1);
 }

@@ -4,24 +4,27 @@
 #include <cstdio>
 #include <string>
 
-// The file that a target names, through links. Throws Failure when it cannot be replaced by a picture.
-std::string resolveTarget(const std::string& target);
+// Throw Failure when the target cannot be written: its name has another ending than what is written, it is there
+// already and may not be replaced, its folder cannot be written to.
+void checkPictureTarget(const std::string& target, bool mayReplace); // or standard output
+void checkTarget(const std::string& target, const char* extension, bool mayReplace);
 
 // Throws Failure when the target is the file that the picture is read from, unless that is a PNG already.
 void keepSource(const struct Picture& picture, const std::string& target);
 
 // Stands beside its target and is removed at destruction and on the signals that end a program, unless it was moved.
-struct TemporaryFile {
+struct OutputFile {
     std::string target;
-    std::string resolvedTarget;
+    std::string resolvedTarget; // through links
+    bool mayReplace;
     FILE* stream = nullptr;
 
     // Both throw Failure.
-    explicit TemporaryFile(const std::string& target);
+    OutputFile(const std::string& target, bool mayReplace);
     void moveToTarget();
-    TemporaryFile(const TemporaryFile&) = delete;
-    TemporaryFile& operator=(const TemporaryFile&) = delete;
-    ~TemporaryFile();
+    OutputFile(const OutputFile&) = delete;
+    OutputFile& operator=(const OutputFile&) = delete;
+    ~OutputFile();
 };
 
 // Throws the Failure for a target that cannot be written.

@@ -1,11 +1,12 @@
 #include "cleanup.h"
 
-#include <sys/wait.h>
 #include <unistd.h>
+
+#include "loomfile.h"
 
 static constexpr int endingSignals[] = {SIGINT, SIGTERM, SIGHUP, SIGQUIT, SIGPIPE};
 
-Leftovers leftovers;
+char unfinishedFile[2 * PATH_MAX];
 
 static sigset_t endingSet()
 {
@@ -19,18 +20,16 @@ static sigset_t endingSet()
 // Nothing but system calls here: the signal may have come in the middle of anything.
 static void removeAndEnd(int signalNumber)
 {
-    if (leftovers.file[0] != 0)
-        unlink(leftovers.file);
-    if (leftovers.folder[0] != 0) {
-        const pid_t child = _Fork();
-        if (child == 0) {
-            execl("/bin/rm", "rm", "-rf", "--", leftovers.folder, nullptr);
-            _exit(1);
-        }
-        if (child > 0)
-            waitpid(child, nullptr, 0);
-    }
+    if (unfinishedFile[0] != 0)
+        unlink(unfinishedFile);
+    loomfileRemoveWorkFolders();
     raise(signalNumber); // its default disposition is back, and it is delivered when this handler returns
+}
+
+void endBySignal(int signalNumber)
+{
+    signal(signalNumber, SIG_DFL);
+    raise(signalNumber);
 }
 
 void catchEndingSignals()

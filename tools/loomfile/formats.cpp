@@ -1,47 +1,43 @@
-// tload formats: the list of formats.
+// loomfile formats: the list of formats.
 #include <algorithm>
-#include <array>
 #include <cstdio>
 #include <iterator>
 #include <sstream>
 
 #include "commands.h"
-#include "known_formats.h"
-#include "output.h"
+#include "json.h"
 
 static void printFormatsJson()
 {
     Json document = Json::array();
     for (FormatId id = 1; id <= formatCount; id++) {
-        const KnownFormat& known = knownFormat(id);
-        std::istringstream words(known.extensions);
+        std::istringstream words(returnLoaderExtensions(id));
         std::vector<std::string> extensions{std::istream_iterator<std::string>(words), {}};
         document.push_back({{"id", id},
                             {"name", returnLoaderString(id)},
                             {"extensions", extensions},
                             {"icon", returnLoaderStringJustLogo(id)},
-                            {"loads", known.loads}});
+                            {"loads", returnLoaderReads(id) != 0}});
     }
     printJson(document);
 }
 
-static void printFormatsText()
+static void printFormatsText(bool withIcons)
 {
-    using Row = std::array<std::string, 5>;
+    using Row = std::vector<std::string>;
     std::vector<Row> rows{{"ID", "Loads", "Format", "Extensions", "Icon"}};
-    for (FormatId id = 1; id <= formatCount; id++) {
-        const KnownFormat& known = knownFormat(id);
-        rows.push_back({std::to_string(id), known.loads ? "yes" : "no", returnLoaderString(id), known.extensions,
-                        returnLoaderStringJustLogo(id)});
-    }
-    std::array<size_t, std::tuple_size_v<Row>> widths{};
+    for (FormatId id = 1; id <= formatCount; id++)
+        rows.push_back({std::to_string(id), returnLoaderReads(id) != 0 ? "yes" : "no", returnLoaderString(id),
+                        returnLoaderExtensions(id), returnLoaderStringJustLogo(id)});
+    const size_t columns = withIcons ? rows[0].size() : rows[0].size() - 1;
+    std::vector<size_t> widths(columns);
     for (const Row& row : rows) {
-        for (size_t column = 0; column < row.size(); column++)
+        for (size_t column = 0; column < columns; column++)
             widths[column] = std::max(widths[column], row[column].size());
     }
     for (const Row& row : rows) {
         std::string line;
-        for (size_t column = 0; column < row.size(); column++) {
+        for (size_t column = 0; column < columns; column++) {
             std::string cell = row[column].empty() ? "-" : row[column];
             line += cell + std::string(widths[column] + 2 - cell.size(), ' ');
         }
@@ -49,11 +45,11 @@ static void printFormatsText()
     }
 }
 
-ExitCode listFormats(bool json)
+ExitCode listFormats(const FormatsRequest& request)
 {
-    if (json)
+    if (request.json)
         printFormatsJson();
     else
-        printFormatsText();
+        printFormatsText(request.isVerbose);
     return exitSuccess;
 }

@@ -48,10 +48,10 @@ static int colourType(u32 kind)
 // Enough for every pixel and every colour that is not black.
 static int neededColours(const Picture& picture, const u8* pixels)
 {
-    const u8* last = pixels + rowBytes(picture) * picture.height;
+    const u8* last = pixels + u64{picture.info.rowBytes} * picture.info.height;
     int needed = *std::max_element(pixels, last) + 1;
     for (int colour = 255; colour >= needed; colour--) {
-        const u8* rgb = picture.palette + 3 * colour;
+        const u8* rgb = picture.info.palette + 3 * colour;
         if (rgb[0] != 0 || rgb[1] != 0 || rgb[2] != 0)
             return colour + 1;
     }
@@ -62,15 +62,16 @@ static void setPalette(png_structp png, png_infop info, const Picture& picture, 
 {
     png_color colours[256];
     for (int i = 0; i < 256; i++)
-        colours[i] = {picture.palette[3 * i], picture.palette[3 * i + 1], picture.palette[3 * i + 2]};
+        colours[i] = {picture.info.palette[3 * i], picture.info.palette[3 * i + 1], picture.info.palette[3 * i + 2]};
     png_set_PLTE(png, info, colours, neededColours(picture, pixels));
 }
 
 static void setResolution(png_structp png, png_infop info, const Picture& picture)
 {
     auto pixelsPerMetre = [](u32 resolution) { return static_cast<u32>(resolution / 25.4 + 0.5); };
-    if (picture.resX != 0 || picture.resY != 0)
-        png_set_pHYs(png, info, pixelsPerMetre(picture.resX), pixelsPerMetre(picture.resY), PNG_RESOLUTION_METER);
+    if (picture.info.resX != 0 || picture.info.resY != 0)
+        png_set_pHYs(png, info, pixelsPerMetre(picture.info.resX), pixelsPerMetre(picture.info.resY),
+                     PNG_RESOLUTION_METER);
 }
 
 static void setMultiplier(png_structp png, png_infop info, const char* key, u32 multiplier)
@@ -100,22 +101,23 @@ static void writeEverything(png_structp png, png_infop info, const Picture& pict
                             std::atomic<int>& percentWritten)
 {
     png_set_user_limits(png, PNG_UINT_31_MAX, PNG_UINT_31_MAX);
-    png_set_IHDR(png, info, picture.width, picture.height, picture.kind == kindBilevel ? 1 : 8,
-                 colourType(picture.kind), PNG_INTERLACE_NONE, PNG_COMPRESSION_TYPE_DEFAULT, PNG_FILTER_TYPE_DEFAULT);
-    setCompression(png, picture.kind);
-    if (picture.kind == kindIndexed)
+    png_set_IHDR(png, info, picture.info.width, picture.info.height, picture.info.kind == kindBilevel ? 1 : 8,
+                 colourType(picture.info.kind), PNG_INTERLACE_NONE, PNG_COMPRESSION_TYPE_DEFAULT,
+                 PNG_FILTER_TYPE_DEFAULT);
+    setCompression(png, picture.info.kind);
+    if (picture.info.kind == kindIndexed)
         setPalette(png, info, picture, pixels);
     setResolution(png, info, picture);
-    setMultiplier(png, info, "MulX", picture.mulX);
-    setMultiplier(png, info, "MulY", picture.mulY);
+    setMultiplier(png, info, "MulX", picture.info.mulX);
+    setMultiplier(png, info, "MulY", picture.info.mulY);
     png_write_info(png, info);
-    if (picture.kind == kindBilevel)
+    if (picture.info.kind == kindBilevel)
         png_set_invert_mono(png); // in a PNG a set bit is white
 
-    u64 bytesPerRow = rowBytes(picture);
-    for (u64 y = 0; y < picture.height; y++) {
+    const u64 bytesPerRow = picture.info.rowBytes;
+    for (u64 y = 0; y < picture.info.height; y++) {
         png_write_row(png, pixels + y * bytesPerRow);
-        percentWritten = static_cast<int>((y + 1) * 100 / picture.height);
+        percentWritten = static_cast<int>((y + 1) * 100 / picture.info.height);
     }
     png_write_end(png, nullptr);
 }
@@ -130,7 +132,7 @@ static bool writeGuarded(png_structp png, png_infop info, const Picture& picture
     return true;
 }
 
-void writePng(TemporaryFile& file, const Picture& picture, const u8* pixels, std::atomic<int>& percentWritten)
+void writePng(OutputFile& file, const Picture& picture, const u8* pixels, std::atomic<int>& percentWritten)
 {
     WriteProblem problem = {ENOMEM, ""};
     png_structp png = png_create_write_struct(PNG_LIBPNG_VER_STRING, &problem, noteProblem, ignoreWarning);

@@ -16,7 +16,6 @@ struct Progress {
     std::mutex mutex;
     std::condition_variable wakeUp;
     bool finished = false; // under the mutex
-    int terminal = -1;     // standard error, which is not always there while the library runs
     std::thread printer;
 
     Progress(const std::string& source, const std::string& target);

@@ -1,15 +1,15 @@
-// tload render: how a picture looks as cloth, repeat beside repeat, at its physical size.
+// loomfile render: how a picture looks as cloth, repeat beside repeat, at its physical size.
 #include <algorithm>
-#include <climits>
 #include <cmath>
+#include <cstdint>
 #include <cstdio>
 #include <cstdlib>
 
 #include "commands.h"
-#include "output.h"
+#include "messages.h"
+#include "output_file.h"
 #include "png_file.h"
 #include "progress.h"
-#include "temporary_file.h"
 
 // Of the library's positions in the picture: 8192 are one picture pixel, 31 bits can be told apart.
 constexpr i64 positionsPerPixel = 8192;
@@ -66,15 +66,16 @@ static Direction measure(const RenderRequest& request, i32 pictureRes, i32 scree
 }
 
 // RGBA becomes RGB, in place.
-static void dropTransparency(Picture& picture, u8* pixels)
+static void dropTransparency(LoomfileInfo& info, u8* pixels)
 {
-    const u64 count = u64{picture.width} * picture.height;
+    const u64 count = u64{info.width} * info.height;
     for (u64 i = 0; i < count; i++)
         layOnWhite(pixels + 4 * i, pixels + 3 * i);
-    picture.kind = kindRGB;
+    info.kind = kindRGB;
+    info.rowBytes = 3 * info.width;
 }
 
-static Pixels drawCloth(const RenderRequest& request, const Picture& picture, const u8* pixels)
+static Pixels drawCloth(const RenderRequest& request, const LoomfileInfo& picture, const u8* pixels)
 {
     const i32 screenRes = static_cast<i32>(thousandths(request.dotsPerInch));
     const i32 pictureResX = knownResolution(picture.resX, request.sett.x);
@@ -96,7 +97,7 @@ static Pixels drawCloth(const RenderRequest& request, const Picture& picture, co
     srand48(1); // the same cloth every time
     renderRealImg(cloth.get(), static_cast<i32>(3 * width), 3, static_cast<i32>(firstColumn), 0,
                   static_cast<i32>(width), static_cast<i32>(rows), static_cast<i32>(firstRow), screenRes, screenRes,
-                  pixels, static_cast<i32>(rowBytes(picture)), static_cast<i32>(picture.width),
+                  pixels, static_cast<i32>(picture.rowBytes), static_cast<i32>(picture.width),
                   static_cast<i32>(picture.height), static_cast<i32>(picture.kind), picture.palette, pictureResX,
                   pictureResY, static_cast<float>(request.zoom));
     return cloth;
@@ -104,39 +105,40 @@ static Pixels drawCloth(const RenderRequest& request, const Picture& picture, co
 
 static std::string summary(const RenderRequest& request, const Picture& picture)
 {
-    const double repeatX = picture.width * 25400.0 / knownResolution(picture.resX, request.sett.x);
-    const double repeatY = picture.height * 25400.0 / knownResolution(picture.resY, request.sett.y);
+    const LoomfileInfo& info = picture.info;
+    const double repeatX = info.width * 25400.0 / knownResolution(info.resX, request.sett.x);
+    const double repeatY = info.height * 25400.0 / knownResolution(info.resY, request.sett.y);
     char text[200];
-    snprintf(text, sizeof text, "%s, a repeat of %.1f x %.1f mm%s -> ", returnLoaderString(picture.format), repeatX,
-             repeatY, picture.resX == 0 || picture.resY == 0 ? " by the sett" : "");
-    return request.source + ": " + text + request.target;
+    snprintf(text, sizeof text, "%s, a repeat of %.1f x %.1f mm%s -> ", info.formatName, repeatX, repeatY,
+             info.resX == 0 || info.resY == 0 ? " by the sett" : "");
+    return picture.file + ": " + text + request.target;
 }
 
-ExitCode renderCloth(const RenderRequest& request)
+ExitCode renderCloth(const RenderRequest& request, const OpenOptions& options)
 {
-    resolveTarget(request.target);
+    checkPictureTarget(request.target, request.mayReplace);
     auto progress = std::make_unique<Progress>(baseNameOf(request.source), baseNameOf(request.target));
-    Picture picture(request.source, request.format);
+    Picture picture(request.source, options);
     keepSource(picture, request.target);
+    requireUsualSize(picture);
     Pixels pixels = loadPixels(picture);
-    if (rowBytes(picture) > INT32_MAX || picture.height > INT32_MAX)
-        throw Failure{exitBadData, picture.file, "the picture is too large (" + sizeText(picture) + " pixels)"};
-    if (picture.kind == kindRGBA)
-        dropTransparency(picture, pixels.get());
-    Pixels cloth = drawCloth(request, picture, pixels.get());
+    if (picture.info.kind == kindRGBA)
+        dropTransparency(picture.info, pixels.get());
+    const Pixels cloth = drawCloth(request, picture.info, pixels.get());
     const std::string line = summary(request, picture);
 
     // From here on the picture is the cloth.
-    picture.kind = kindRGB;
-    picture.width = static_cast<u32>(request.size.x);
-    picture.height = static_cast<u32>(request.size.y);
-    picture.resX = picture.resY = thousandths(request.dotsPerInch);
-    picture.mulX = picture.mulY = 1;
-    TemporaryFile file(request.target);
+    LoomfileInfo& info = picture.info;
+    info.kind = kindRGB;
+    info.width = static_cast<u32>(request.size.x);
+    info.height = static_cast<u32>(request.size.y);
+    info.rowBytes = 3 * info.width;
+    info.resX = info.resY = thousandths(request.dotsPerInch);
+    info.mulX = info.mulY = 1;
+    OutputFile file(request.target, request.mayReplace);
     writePng(file, picture, cloth.get(), progress->percentWritten);
     file.moveToTarget();
     progress.reset(); // clears its line
-    puts(printable(line).c_str());
-    printComplaint(picture);
-    return exitSuccess;
+    printSummary(request.target, line);
+    return printRemarks(picture);
 }

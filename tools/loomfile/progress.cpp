@@ -1,13 +1,12 @@
 #include "progress.h"
 
-#include <fcntl.h>
 #include <unistd.h>
 
 #include <chrono>
 #include <csignal>
 #include <cstdio>
 
-#include "output.h"
+#include "messages.h"
 
 static std::string progressLine(const Progress& progress)
 {
@@ -36,21 +35,18 @@ static void showUntilFinished(Progress& progress)
         std::string line = progressLine(progress);
         size_t length = line.size();
         line.resize(std::max(length, shown), ' ');
-        dprintf(progress.terminal, "\r%s", line.c_str());
+        dprintf(STDERR_FILENO, "\r%s", line.c_str());
         shown = length;
         pause = 100ms;
     }
     if (shown > 0)
-        dprintf(progress.terminal, "\r%*s\r", static_cast<int>(shown), "");
+        dprintf(STDERR_FILENO, "\r%*s\r", static_cast<int>(shown), "");
 }
 
 Progress::Progress(const std::string& sourceName, const std::string& targetName)
     : source(shortName(sourceName)), target(shortName(targetName))
 {
     if (isatty(STDERR_FILENO) == 0)
-        return;
-    terminal = fcntl(STDERR_FILENO, F_DUPFD_CLOEXEC, 0);
-    if (terminal < 0)
         return;
     // Signals are the main thread's, which knows when one would do harm.
     sigset_t all;
@@ -71,5 +67,4 @@ Progress::~Progress()
     }
     wakeUp.notify_one();
     printer.join();
-    close(terminal);
 }

@@ -4,14 +4,13 @@
 #include <climits>
 #include <csignal>
 
-// Empty when there is nothing.
-struct Leftovers {
-    char file[2 * PATH_MAX];
-    char folder[PATH_MAX];
-};
-extern Leftovers leftovers;
+// The file that is half written, empty when there is none.
+extern char unfinishedFile[2 * PATH_MAX];
 
 void catchEndingSignals();
+
+// Ends the program as the signal does that has ended a helper, which a shell then sees.
+void endBySignal(int signalNumber);
 
 // While a name and what it names do not both exist, no signal may find them.
 struct SignalsBlocked {

@@ -4,27 +4,39 @@
 #include <string>
 #include <vector>
 
-#include "host.h"
+#include "picture.h"
 
 struct InfoRequest {
     std::vector<std::string> files;
-    u32 format = 0; // 0 = detect it
     bool json = false;
+    bool isVerbose = false;
 };
 
-struct ConvertRequest {
+struct FormatsRequest {
+    bool json = false;
+    bool isVerbose = false;
+};
+
+// What becomes a PNG.
+struct PictureRequest {
     std::string source;
     std::string target;
-    u32 format = 0;
+    bool mayReplace = false;
+};
+
+struct ConvertRequest : PictureRequest {
     bool stretch = false;
     std::string background; // "white", "checker" or empty: transparency stays
 };
 
+enum class Colouring { automatic, always, never };
+
 struct PaletteRequest {
     std::string source;
     std::string gimpTarget; // empty: none is written
-    u32 format = 0;
+    bool mayReplace = false;
     bool json = false;
+    Colouring colouring = Colouring::automatic;
 };
 
 // Numbers of a pair such as 800x600.
@@ -33,10 +45,7 @@ struct NumberPair {
     double y = 0;
 };
 
-struct RenderRequest {
-    std::string source;
-    std::string target;
-    u32 format = 0;
+struct RenderRequest : PictureRequest {
     double dotsPerInch = 96;
     double zoom = 1;
     NumberPair size = {800, 600}; // of the drawing, in display pixels
@@ -46,26 +55,22 @@ struct RenderRequest {
 
 struct SeamRequest {
     std::string source;
-    u32 format = 0;
     bool json = false;
 };
 
-struct QuantizeRequest {
-    std::string source;
-    std::string target;
-    u32 format = 0;
+struct QuantizeRequest : PictureRequest {
     i32 colours = 256;
     i32 keep = 0;            // colours of the palette that weigh in
-    std::string paletteFile; // empty = the palette of the picture
+    std::string paletteFile; // empty = none is given
     i32 strength = -1;       // of the dithering, below 0 = none
     i32 noise = 0;
-    std::string size; // empty = as it is
+    NumberPair size; // 0 = as it is
 };
 
-ExitCode listFormats(bool json);
-ExitCode showInfo(const InfoRequest& request);
-ExitCode convertPicture(const ConvertRequest& request);
-ExitCode renderCloth(const RenderRequest& request);
-ExitCode measureSeam(const SeamRequest& request);
-ExitCode quantizePicture(const QuantizeRequest& request);
-ExitCode showPalette(const PaletteRequest& request);
+ExitCode listFormats(const FormatsRequest& request);
+int showInfo(const InfoRequest& request, const OpenOptions& options);
+ExitCode convertPicture(const ConvertRequest& request, const OpenOptions& options);
+ExitCode renderCloth(const RenderRequest& request, const OpenOptions& options);
+ExitCode measureSeam(const SeamRequest& request, const OpenOptions& options);
+ExitCode quantizePicture(const QuantizeRequest& request, const OpenOptions& options);
+ExitCode showPalette(const PaletteRequest& request, const OpenOptions& options);

@@ -1,0 +1,27 @@
+// What goes to the terminal.
+#pragma once
+
+#include <string>
+#include <string_view>
+
+#include "picture.h"
+
+// The text with a question mark for everything that a terminal might take for a command or that is not UTF-8.
+std::string printable(std::string_view text);
+std::string baseNameOf(const std::string& path);
+// A name that is too long for a sentence, cut.
+std::string shortened(const std::string& name);
+// "(No such file or directory)" for an error number
+std::string systemReason(int errorNumber);
+
+// Prints a sentence on standard error.
+void printSentence(const std::string& file, const std::string& text);
+// The same for what is remarked on a picture of which something was made, a sentence each. Returns what the program is
+// to end with.
+ExitCode printRemarks(const Picture& picture);
+
+// Prints a line on standard output, unless that takes the result already.
+void printSummary(const std::string& target, const std::string& text);
+
+// Throws Failure when standard output did not take everything.
+void finishOutput();

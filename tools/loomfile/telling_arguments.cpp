@@ -1,0 +1,75 @@
+// info, palette, seam and formats.
+#include "arguments.h"
+
+static constexpr const char* infoFooter =
+    "'-' reads standard input. What loom files say of their hooks and picks stands in the description. A doubtful\n"
+    "file has a name that speaks for the format, but does not fit it. Of several files the highest exit code is\n"
+    "that of the program. The settings that 'loomfile --help' lists can be given here too.\n"
+    "\n"
+    "Examples:\n"
+    "  loomfile info rose.gif\n"
+    "  loomfile rose.gif                     the same\n"
+    "  loomfile info --json *.bmp > all.json";
+
+static constexpr const char* paletteFooter =
+    "Shows the colours of palettes (.pal, .gpl, .aco, .acb), with their names, and of pictures with a palette, with a\n"
+    "patch of each where the terminal can show it. The settings that 'loomfile --help' lists can be given here too.\n"
+    "\n"
+    "Examples:\n"
+    "  loomfile palette yarns.aco\n"
+    "  loomfile palette rose.gif --gpl rose.gpl";
+
+static constexpr const char* seamFooter =
+    "Compares the step across the edge where two repeats meet with the steps between the columns or rows beside it.\n"
+    "'across' is the edge between repeats side by side, 'along' the one between repeats on top of each other. 30 %\n"
+    "says that the step is by 30 % larger than those beside it; 0 is no seam. Pictures of less than 21 pixels are\n"
+    "too small to tell.\n"
+    "\n"
+    "Examples:\n"
+    "  loomfile seam rose.gif\n"
+    "  loomfile seam --json rose.gif";
+
+static constexpr const char* jsonHelp = "Print JSON, for other programs";
+
+static void addPalette(CLI::App& palette, PaletteRequest& request)
+{
+    palette.add_option("IN", request.source, "The file to read")->type_name("")->required();
+    palette.add_flag("--json", request.json, jsonHelp);
+    palette.add_option("--gpl", request.gimpTarget, "Write a GIMP palette")->type_name("OUT.gpl");
+    palette.add_flag("-f,--force", request.mayReplace, "Replace OUT.gpl when it exists");
+    const std::map<std::string, Colouring> colourings = {
+        {"auto", Colouring::automatic}, {"always", Colouring::always}, {"never", Colouring::never}};
+    palette
+        .add_option_function<std::string>(
+            "--color,--colour",
+            [&request, colourings](const std::string& word) { request.colouring = colourings.at(word); },
+            "Show patches of the colours: auto, always or never")
+        ->type_name("WHEN")
+        ->check(CLI::IsMember({"auto", "always", "never"}).description(""));
+    palette.footer(paletteFooter);
+}
+
+void addTellingCommands(CLI::App& app, Requests& requests)
+{
+    CLI::App* info = app.add_subcommand("info", "Tell what files hold");
+    info->add_option("FILE", requests.info.files, "The files")->type_name("")->required();
+    info->add_flag("--json", requests.info.json, jsonHelp);
+    info->add_flag("-v,--verbose", requests.info.isVerbose, "Tell all that is known");
+    addOpenOptions(*info, requests.options);
+    info->footer(infoFooter);
+
+    CLI::App* palette = app.add_subcommand("palette", "Show the colours of a palette or a picture");
+    addPalette(*palette, requests.palette);
+    addOpenOptions(*palette, requests.options);
+
+    CLI::App* seam = app.add_subcommand("seam", "Tell whether a picture's repeats join without a seam");
+    seam->add_option("IN", requests.seam.source, "The file to read")->type_name("")->required();
+    seam->add_flag("--json", requests.seam.json, jsonHelp);
+    addOpenOptions(*seam, requests.options);
+    seam->footer(seamFooter);
+
+    CLI::App* formats = app.add_subcommand("formats", "List the known formats");
+    formats->add_flag("--json", requests.formats.json, jsonHelp);
+    formats->add_flag("-v,--verbose", requests.formats.isVerbose, "With the names of their icons");
+    formats->footer("Example:\n  loomfile formats");
+}
