@@ -1,89 +1,19 @@
 #include "loomfile/format_facts.h"
 
 #include <algorithm>
-#include <iterator>
+#include <array>
 #include <string_view>
 
 namespace
 {
 
-using enum Evidence;
-constexpr bool streamed = true;
-constexpr bool whole = false;
-
-constexpr FormatFacts facts[] = {
-    {mark, whole, Helper::none},          // formatGif
-    {mark, whole, Helper::none},          // formatPng
-    {mark, whole, Helper::none},          // formatPcx
-    {mark, streamed, Helper::none},       // formatJpeg
-    {mark, whole, Helper::none},          // formatTiff
-    {mark, streamed, Helper::none},       // formatSophisCard
-    {mark, streamed, Helper::none},       // formatSophisImage
-    {size, streamed, Helper::none},       // formatBonas
-    {size, streamed, Helper::none},       // formatSchleicher
-    {mark, whole, Helper::none},          // formatWeave
-    {mark, whole, Helper::none},          // formatPbm
-    {size, whole, Helper::none},          // formatStaubliJc4
-    {size, whole, Helper::none},          // formatStaubliJc3
-    {mark, whole, Helper::none},          // formatStaubliJc5
-    {none, whole, Helper::none},          // formatStaubliJc4Network
-    {size, whole, Helper::none},          // formatStaubliJc4Email
-    {none, streamed, Helper::none},       // formatTis
-    {none, whole, Helper::none},          // formatGrosse
-    {mark, whole, Helper::none},          // formatEat
-    {size, streamed, Helper::none},       // formatStaubli1858
-    {mark, whole, Helper::none},          // formatWif
-    {size, streamed, Helper::none},       // formatAvlJ1p
-    {mark, whole, Helper::none},          // formatBmp
-    {size, streamed, Helper::none},       // formatPun
-    {size, streamed, Helper::none},       // formatQte
-    {none, streamed, Helper::none},       // formatVaritexPat
-    {size, streamed, Helper::none},       // formatIamPat
-    {size, streamed, Helper::none},       // formatIamBbi
-    {size, streamed, Helper::none},       // formatTakemuraDat
-    {mark, whole, Helper::none},          // formatSometDop
-    {mark, whole, Helper::none},          // formatSometCop
-    {mark, streamed, Helper::none},       // formatSophisWeave
-    {mark, whole, Helper::none},          // formatVamatexPid
-    {mark, whole, Helper::none},          // formatVamatexPiw
-    {size, streamed, Helper::none},       // formatQteMotif
-    {size, whole, Helper::none},          // formatTongYuan
-    {mark, whole, Helper::none},          // formatPignone
-    {mark, streamed, Helper::none},       // formatUwf
-    {mark, whole, Helper::none},          // formatDrape
-    {mark, whole, Helper::none},          // formatFabric
-    {none, whole, Helper::none},          // formatUpt
-    {mark, whole, Helper::gzip},          // formatStaubliZc5
-    {mark, streamed, Helper::unzip},      // formatQtz
-    {mark, whole, Helper::none},          // formatDoStyle
-    {mark, whole, Helper::none},          // formatSmit
-    {none, whole, Helper::none},          // formatApf
-    {mark, whole, Helper::none},          // formatColorado
-    {size, streamed, Helper::none},       // formatNedgraphicsPat
-    {mark, whole, Helper::none},          // formatDoWeave
-    {mark, streamed, Helper::none},       // formatTakemuraCgs
-    {mark, whole, Helper::none},          // formatNissan
-    {none, whole, Helper::none},          // formatSometArm
-    {mark, streamed, Helper::none},       // formatZhuPat
-    {size, streamed, Helper::none},       // formatZhuSti
-    {none, whole, Helper::none},          // formatPanter
-    {size, whole, Helper::none},          // formatDoTech
-    {size, whole, Helper::none},          // formatMuster
-    {none, whole, Helper::none},          // formatNedgraphicsDes
-    {mark, whole, Helper::vectorPreview}, // formatVectorPreview
-    {size, streamed, Helper::none},       // formatStaubliJc4Loom
-    {size, streamed, Helper::none},       // formatWbf
-    {size, streamed, Helper::none},       // formatWb
-    {mark, whole, Helper::none},          // formatPalette
-    {mark, whole, Helper::unzip},         // formatDis
-    {size, whole, Helper::none},          // formatOrg
-    {mark, streamed, Helper::msExpand},   // formatBonasCompressed
-    {size, whole, Helper::none},          // formatPhotoshopAco
-    {mark, whole, Helper::none},          // formatPhotoshopAcb
-    {size, streamed, Helper::none},       // formatTsudakomaDp5
-    {mark, streamed, Helper::none},       // formatActWjl
-};
-static_assert(std::size(facts) == formatCount);
+// Constants alone, without the functions of the catalogue's rows.
+constexpr std::array<FormatFacts, formatCount> facts = [] {
+    std::array<FormatFacts, formatCount> list{};
+    for (size_t i = 0; i < list.size(); i++)
+        list[i] = {catalogue[i].evidence, catalogue[i].bands == Bands::inOrder, catalogue[i].command};
+    return list;
+}();
 
 bool isAmong(std::string_view word, std::string_view words)
 {
@@ -122,19 +52,19 @@ std::string takeExtension(std::string& name)
 
 const FormatFacts& factsOf(FormatId format)
 {
-    return facts[format - 1];
+    return facts[static_cast<size_t>(format) - 1];
 }
 
 const char* helperPackages(FormatId format)
 {
-    switch (format >= 1 && format <= formatCount ? factsOf(format).helper : Helper::none) {
-    case Helper::gzip:
+    switch (format >= 1 && format <= formatCount ? factsOf(format).helper : Command::none) {
+    case Command::gzip:
         return "gzip";
-    case Helper::unzip:
+    case Command::unzip:
         return "unzip";
-    case Helper::msExpand:
+    case Command::msExpand:
         return "mscompress";
-    case Helper::vectorPreview:
+    case Command::vectorPreview:
         return "graphicsmagick ghostscript";
     default:
         return "";

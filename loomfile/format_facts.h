@@ -1,21 +1,17 @@
-// What a host knows of the formats besides the library's catalogue.
+// What the host layer asks of the formats. Of libTload's own sources it knows the catalogue alone, a table of
+// constants.
 #pragma once
 
 #include <string>
 #include <vector>
 
+#include "formats/catalogue.h"
 #include "loomfile.h"
-
-// How well the contents tell that a file is of a format: by a mark or a check that no other file passes, by a size that
-// the header announces, or not at all.
-enum class Evidence { mark, size, none };
-
-enum class Helper { none, gzip, unzip, msExpand, vectorPreview };
 
 struct FormatFacts {
     Evidence evidence;
     bool isStreamed; // bands in order give the same rows as the whole picture in one call
-    Helper helper;
+    Command helper;
 };
 
 // format 1..70

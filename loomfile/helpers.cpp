@@ -49,16 +49,16 @@ std::string graphicsCommandOf(const Settings& settings)
 }
 
 // The library appends the archive and the folder, or the picture and the preview.
-static std::string helperCommand(const Settings& settings, Helper helper)
+static std::string helperCommand(const Settings& settings, Command helper)
 {
     switch (helper) {
-    case Helper::gzip:
+    case Command::gzip:
         return commandOf(settings.gzip, "gzip", "gzip");
-    case Helper::unzip:
+    case Command::unzip:
         return commandOf(settings.unzip, "unzip", "unzip -o -qq");
-    case Helper::msExpand:
+    case Command::msExpand:
         return commandOf(settings.msExpand, "msexpand", "msexpand");
-    case Helper::vectorPreview:
+    case Command::vectorPreview:
         return previewCommandOf(settings);
     default:
         return "";
@@ -117,16 +117,16 @@ void setHelpers(const Settings& settings, WorkFolder& work)
     work.make(settings.tmpDir);
     llibSetTmpDir(work.files().c_str());
     constexpr int gzipWarning = 2, unzipWarning = 1, none = 0;
-    auto set = [&](void (*setter)(const char*), Helper helper, int warning) {
+    auto set = [&](void (*setter)(const char*), Command helper, int warning) {
         const std::string command = helperCommand(settings, helper);
         // What gzip unpacks the library takes from its standard output.
-        const HelperOutput output = helper == Helper::gzip ? HelperOutput::kept : HelperOutput::dropped;
+        const HelperOutput output = helper == Command::gzip ? HelperOutput::kept : HelperOutput::dropped;
         setter(command.empty() ? nullptr : guarded(command, warning, work, output).c_str());
     };
-    set(llibSetGzipCommand, Helper::gzip, gzipWarning);
-    set(llibSetUnzipCommand, Helper::unzip, unzipWarning);
-    set(llibSetMsExpandCommand, Helper::msExpand, none);
-    set(llibSetVectorPreviewCommand, Helper::vectorPreview, none);
+    set(llibSetGzipCommand, Command::gzip, gzipWarning);
+    set(llibSetUnzipCommand, Command::unzip, unzipWarning);
+    set(llibSetMsExpandCommand, Command::msExpand, none);
+    set(llibSetVectorPreviewCommand, Command::vectorPreview, none);
 }
 
 // Whether there was no room for what a helper would write. It may have removed what it had written.

@@ -39,7 +39,7 @@ Loomfile::Attempt Loomfile::tryFormat(FormatId format, const std::string& file)
     pixels.reset();
     isSpent = false;
     nextRow = 0;
-    if (factsOf(format).helper != Helper::none) {
+    if (factsOf(format).helper != Command::none) {
         setHelpers(settings, work);
         forgetHelperEnd(work);
     }
@@ -73,7 +73,7 @@ Loomfile::Attempt Loomfile::tryFormat(FormatId format, const std::string& file)
 Loomfile::Attempt Loomfile::judge(FormatId format, int status, int errorNumber)
 {
     HelperEnd end;
-    if (factsOf(format).helper != Helper::none)
+    if (factsOf(format).helper != Command::none)
         end = helperEnd(work);
     if (end.isDiskFull)
         return Refusal{loomfileCannotWrite,
@@ -87,7 +87,7 @@ Loomfile::Attempt Loomfile::judge(FormatId format, int status, int errorNumber)
     }
     if (status != loadSuccess) {
         const std::string reason = llibGetReason();
-        const bool lacksHelper = factsOf(format).helper != Helper::none && !hasHelper(settings, format);
+        const bool lacksHelper = factsOf(format).helper != Command::none && !hasHelper(settings, format);
         return Refusal{status,
                        sentenceOf({format, status, reason, settings.format == 0, errorNumber, hasNameOf(path, format),
                                    lacksHelper}),
