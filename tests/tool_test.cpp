@@ -349,7 +349,11 @@ TEST_F(Tool, TellsScriptsWhatIsNotAsTheFileMeans)
 {
     const Picture motif = motifPicture(kindIndexed, 9, 9);
     files.write("interlaced.gif", encodeGif(motif, {.interlaced = true}));
-    files.write("long.dat", Bytes(encodeTakemuraDat(blankPicture(kindBilevel, 16, 4)).size() + 9));
+    Bytes card = encodeTakemuraDat(noisePicture(kindBilevel, 16, 4, 0, 1));
+    card.resize(card.size() + 9);
+    files.write("long.dat", card);
+    EXPECT_NE(run({"info", "long.dat"}).output.find("Takemura .DAT (29), doubtful\n"), string::npos);
+    EXPECT_EQ(make({"convert", "long.dat", "a.png"}).exitCode, 8);
     files.write("deep.pcx", encodePcx(small));
     Result result = make({"convert", "deep.pcx", "a.png", "--libtload-only"});
     EXPECT_EQ(result.exitCode, 8);
