@@ -339,6 +339,7 @@ bool Loomfile::readAgain(const CommonPicture* picture, const std::string& why)
     info.format = picture->format;
     info.formatName = picture->format != noFormat ? returnLoaderString(picture->format) : picture->name;
     info.isSecondReading = 1;
+    strcpy(description, info.formatName);
     return true;
 }
 
