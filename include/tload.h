@@ -187,7 +187,8 @@ typedef int (*TryLoadFn)(const char* path, u32* kind, u32* width, u32* height, u
  *
  * Returns a LoadStatus; anything but 0 is a failure, and which it is depends on the format. Most report 7 when the data
  * end early, GIF 3 and PNG 4; what a JPEG file lacks its decoder makes up, and what a BBI file lacks is clear. 2 when a
- * work buffer cannot be allocated, 7 when no picture is open.
+ * work buffer cannot be allocated, 7 when no picture is open. The rows of a band that fails are not the picture's:
+ * where a card file ends early they hold what could be read, as it stands in the file.
  *
  * When more rows are asked for than there are left, GIF, JPEG, TIFF, DIS, TIS, Bonas, DOP, COP, PID, PIW, BBI,
  * palettes, weaves, fabrics, drape projects and vector previews report 0, DAT, CGS, DP5 and WJL 3, PNG and ORG 4, JC
@@ -496,8 +497,8 @@ TLOAD_API i64 checkTrueColorPalette(const u8* rgb, i32 stride, i32 width, i32 he
 TLOAD_API i64 checkRGBAPalette(const u8* rgba, i32 stride, i32 width, i32 height, u8* paletteOut);
 
 /* Reduces a picture to few colours. A true-colour picture that has no more of them than wanted keeps them exactly, in
- * the order of their first appearance, when fixedCount is 0, and needs no memory; else the palette is found by median
- * cut.
+ * the order of their first appearance, when fixedCount is 0 and indexOut is given, and that works without memory, too;
+ * else the palette is found by median cut.
  *
  *   rgb          the picture; null: indexOut holds an indexed one in the colours of palette
  *   indexOut     out: an index for each pixel. From an indexed picture all height x indexStride bytes are replaced, and
