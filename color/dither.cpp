@@ -7,6 +7,9 @@
 #include "color/nearest.h"
 #include "color/noise.h"
 
+namespace
+{
+
 constexpr i32 fullStrength = 16;
 
 struct Source {
@@ -25,20 +28,20 @@ typedef short ShortLevels __attribute__((vector_size(8)));
 typedef int LongLevels __attribute__((vector_size(16)));
 
 template <typename Levels>
-static Levels levelsOf(const u8* rgb)
+Levels levelsOf(const u8* rgb)
 {
     return Levels{rgb[0], rgb[1], rgb[2]};
 }
 
 template <typename Levels>
-static Levels clamped(Levels levels)
+Levels clamped(Levels levels)
 {
     const Levels least = {}, most = least + 255;
     levels = levels < least ? least : levels;
     return levels > most ? most : levels;
 }
 
-static const u8* sourceRow(const Source& source, i64 y, i64 targetHeight)
+const u8* sourceRow(const Source& source, i64 y, i64 targetHeight)
 {
     return source.pixels + y * source.height / targetHeight * source.stride;
 }
@@ -50,7 +53,7 @@ struct SourceRow {
 };
 
 template <typename Levels>
-static Levels pixelAt(const SourceRow& row, i64 x)
+Levels pixelAt(const SourceRow& row, i64 x)
 {
     return levelsOf<Levels>(row.pixels + row.columns[x]);
 }
@@ -59,8 +62,8 @@ static Levels pixelAt(const SourceRow& row, i64 x)
 // right neighbours have given their part as well, and by then the current row has no more use for its place. Each part
 // is added and clamped by itself, in the order of the pixels.
 template <typename Levels, typename Index>
-static void ditherRow(CellCache<Index>& cells, const Levels* palette, Index* out, i32 width, Levels* row,
-                      const SourceRow& nextRow, int strength, const Noise* noise, u32 place)
+void ditherRow(CellCache<Index>& cells, const Levels* palette, Index* out, i32 width, Levels* row,
+               const SourceRow& nextRow, int strength, const Noise* noise, u32 place)
 {
     using Level = std::remove_reference_t<decltype(row[0][0])>;
     const Level share = static_cast<Level>(strength);
@@ -89,8 +92,8 @@ static void ditherRow(CellCache<Index>& cells, const Levels* palette, Index* out
 }
 
 template <typename Levels, typename Index>
-static void dither(const Source& source, const Target<Index>& target, const u8* palette, u32 paletteCount, int strength,
-                   i32 noiseAmount)
+void dither(const Source& source, const Target<Index>& target, const u8* palette, u32 paletteCount, int strength,
+            i32 noiseAmount)
 {
     const u64 width = static_cast<u64>(target.width);
     CellCache<Index> cells;
@@ -120,8 +123,8 @@ static void dither(const Source& source, const Target<Index>& target, const u8* 
 }
 
 template <typename Index>
-static void ditherPicture(const Source& source, const Target<Index>& target, const u8* palette, i32 paletteCount,
-                          i32 strength, i32 noise)
+void ditherPicture(const Source& source, const Target<Index>& target, const u8* palette, i32 paletteCount, i32 strength,
+                   i32 noise)
 {
     if (source.pixels == nullptr || target.rows == nullptr || source.width < 1 || source.height < 1 ||
         target.width < 1 || target.height < 1)
@@ -137,6 +140,8 @@ static void ditherPicture(const Source& source, const Target<Index>& target, con
     auto* run = noise > 0 ? dither<LongLevels, Index> : dither<ShortLevels, Index>;
     run(source, target, palette, count, strength, noise);
 }
+
+} // namespace
 
 void colorQuantizeDitherFS(const u8* src, i32 srcStride, u8* dst, i32 dstStride, i32 srcWidth, i32 srcHeight,
                            i32 dstWidth, i32 dstHeight, const u8* palette, i32 paletteCount, i32 strength, i32 noise)

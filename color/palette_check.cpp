@@ -3,11 +3,14 @@
 
 #include "color/distinct.h"
 
+namespace
+{
+
 // Whether a pixel of this many bytes counts, is skipped, or needs more than a palette.
 enum class Opacity { opaque, transparent, between };
 
 template <int bytes>
-static Opacity opacityOf(const u8* pixel)
+Opacity opacityOf(const u8* pixel)
 {
     if constexpr (bytes == 3)
         return Opacity::opaque;
@@ -16,7 +19,7 @@ static Opacity opacityOf(const u8* pixel)
 }
 
 template <int bytes>
-static i64 checkPalette(const u8* pixels, i32 stride, i32 width, i32 height, u8* paletteOut)
+i64 checkPalette(const u8* pixels, i32 stride, i32 width, i32 height, u8* paletteOut)
 {
     DistinctColours list;
     slotOf(list, pixels, DistinctColours::most); // whether it is opaque or not
@@ -33,6 +36,8 @@ static i64 checkPalette(const u8* pixels, i32 stride, i32 width, i32 height, u8*
     std::copy_n(list.palette, 3 * list.count, paletteOut);
     return list.count;
 }
+
+} // namespace
 
 i64 checkTrueColorPalette(const u8* rgb, i32 stride, i32 width, i32 height, u8* paletteOut)
 {

@@ -12,6 +12,9 @@
 #include "color/nearest.h"
 #include "color/noise.h"
 
+namespace
+{
+
 constexpr i32 mostColours = 256;
 constexpr double leastScore = 0.00001; // a box below is not worth a cut
 constexpr float levelOfCell = 255.0F / 63;
@@ -29,7 +32,7 @@ struct Box {
     i32 hi[3] = {}; // the first level behind the box
 };
 
-static double squaredError(Box& box, int channel)
+double squaredError(Box& box, int channel)
 {
     u64 sum = 0, squares = 0;
     for (i32 i = box.lo[channel]; i < box.hi[channel]; i++) {
@@ -45,7 +48,7 @@ static double squaredError(Box& box, int channel)
 }
 
 // A box without pixels keeps the mean of the box that it was cut from.
-static void computeStatistics(Box& box, u64 total)
+void computeStatistics(Box& box, u64 total)
 {
     box.score = 0;
     if (box.count == 0)
@@ -56,7 +59,7 @@ static void computeStatistics(Box& box, u64 total)
     box.score = (red + green + blue) / static_cast<double>(total);
 }
 
-static Marginals countMarginals(const u64* histogram, const i32* lo, const i32* hi)
+Marginals countMarginals(const u64* histogram, const i32* lo, const i32* hi)
 {
     Marginals marginals = {};
     auto& [reds, greens, blues] = marginals.bins;
@@ -75,7 +78,7 @@ static Marginals countMarginals(const u64* histogram, const i32* lo, const i32* 
     return marginals;
 }
 
-static void subtract(Marginals& from, const Marginals& amounts)
+void subtract(Marginals& from, const Marginals& amounts)
 {
     for (int channel = 0; channel < 3; channel++)
         for (u32 level = 0; level < cellLevels; level++)
@@ -88,7 +91,7 @@ struct Cut {
 };
 
 // The running mean starts between the lower end and the mean, where the search starts.
-static Cut bestCut(const Box& box, int channel)
+Cut bestCut(const Box& box, int channel)
 {
     const u64* bins = box.marginals.bins[channel];
     const double mean = box.mean[channel];
@@ -121,7 +124,7 @@ struct Halves {
     Box upper;
 };
 
-static u64 cellsIn(const Box& box)
+u64 cellsIn(const Box& box)
 {
     u64 cells = 1;
     for (int channel = 0; channel < 3; channel++)
@@ -130,7 +133,7 @@ static u64 cellsIn(const Box& box)
 }
 
 // Counts the half with fewer cells and gets the other one by subtraction.
-static Halves cutBox(const Box& box, int channel, const u64* histogram, u64 total)
+Halves cutBox(const Box& box, int channel, const u64* histogram, u64 total)
 {
     const Cut cut = bestCut(box, channel);
     Halves halves = {box, box};
@@ -149,7 +152,7 @@ static Halves cutBox(const Box& box, int channel, const u64* histogram, u64 tota
 }
 
 // Cuts a box across the channel that leaves the least error; false when it is not worth it.
-static bool split(Box& box, Box& added, const u64* histogram, u64 total)
+bool split(Box& box, Box& added, const u64* histogram, u64 total)
 {
     if (box.score < leastScore || box.count == 0)
         return false;
@@ -172,7 +175,7 @@ static bool split(Box& box, Box& added, const u64* histogram, u64 total)
     return true;
 }
 
-static i32 cutIntoBoxes(Box* boxes, i32 wanted, const u64* histogram, u64 total)
+i32 cutIntoBoxes(Box* boxes, i32 wanted, const u64* histogram, u64 total)
 {
     Box& whole = boxes[0];
     whole = Box{};
@@ -191,12 +194,12 @@ static i32 cutIntoBoxes(Box* boxes, i32 wanted, const u64* histogram, u64 total)
     return count;
 }
 
-static u32 cellOfColour(const u8* rgb)
+u32 cellOfColour(const u8* rgb)
 {
     return cellOf(rgb[0], rgb[1], rgb[2]);
 }
 
-static void countPixels(u64* histogram, const u8* rgb, i32 stride, i32 width, i32 height)
+void countPixels(u64* histogram, const u8* rgb, i32 stride, i32 width, i32 height)
 {
     for (i64 y = 0; y < height; y++) {
         const u8* pixel = rgb + y * stride;
@@ -205,7 +208,7 @@ static void countPixels(u64* histogram, const u8* rgb, i32 stride, i32 width, i3
     }
 }
 
-static void countIndices(u64* histogram, const u8* indices, i32 stride, i32 width, i32 height, const u8* palette)
+void countIndices(u64* histogram, const u8* indices, i32 stride, i32 width, i32 height, const u8* palette)
 {
     u64 uses[256] = {};
     for (i64 y = 0; y < height; y++)
@@ -216,8 +219,8 @@ static void countIndices(u64* histogram, const u8* indices, i32 stride, i32 widt
 }
 
 // Gives every pixel its place among the distinct colours; false when they are more than wanted.
-static bool indexDistinctColours(const u8* rgb, i32 rgbStride, u8* indexOut, i32 indexStride, i32 width, i32 height,
-                                 u8* palette, i32& colourCount)
+bool indexDistinctColours(const u8* rgb, i32 rgbStride, u8* indexOut, i32 indexStride, i32 width, i32 height,
+                          u8* palette, i32& colourCount)
 {
     DistinctColours list;
     const u32 limit = static_cast<u32>(colourCount);
@@ -236,8 +239,7 @@ static bool indexDistinctColours(const u8* rgb, i32 rgbStride, u8* indexOut, i32
     return true;
 }
 
-static void mapPixels(CellCache<u8>& cells, const u8* rgb, i32 rgbStride, u8* indexOut, i32 indexStride, i32 width,
-                      i32 height)
+void mapPixels(CellCache<u8>& cells, const u8* rgb, i32 rgbStride, u8* indexOut, i32 indexStride, i32 width, i32 height)
 {
     for (i64 y = 0; y < height; y++) {
         const u8* pixel = rgb + y * rgbStride;
@@ -248,8 +250,7 @@ static void mapPixels(CellCache<u8>& cells, const u8* rgb, i32 rgbStride, u8* in
 }
 
 // Colours that the picture had before are restored where they land.
-static void mapIndices(NearestColour& nearest, u8* indices, i64 length, u8* palette, const u8* oldPalette,
-                       i32 colourCount)
+void mapIndices(NearestColour& nearest, u8* indices, i64 length, u8* palette, const u8* oldPalette, i32 colourCount)
 {
     u8 map[256];
     for (u32 i = 0; i < 256; i++) {
@@ -262,12 +263,14 @@ static void mapIndices(NearestColour& nearest, u8* indices, i64 length, u8* pale
         std::copy_n(oldPalette + 3 * i64{i}, 3, palette + 3 * u64{map[i]});
 }
 
-static bool hasFewColours(const u8* rgb, i32 rgbStride, i32 width, i32 height, i32 most)
+bool hasFewColours(const u8* rgb, i32 rgbStride, i32 width, i32 height, i32 most)
 {
     u8 palette[3 * mostColours];
     const i64 count = checkTrueColorPalette(rgb, rgbStride, width, height, palette);
     return count >= 1 && count <= most;
 }
+
+} // namespace
 
 u64 colorQuantize(const u8* rgb, i32 rgbStride, u8* indexOut, i32 indexStride, i32 width, i32 height, u8* palette,
                   i32 fixedCount, i32* colourCount)

@@ -9,12 +9,15 @@
 #include <immintrin.h>
 #endif
 
+namespace
+{
+
 constexpr u32 brightestLevel = 255;
 
 // A multiple of 32 bytes and of every number of channels.
 constexpr u32 blockBytes = 96;
 
-static u8 stretched(i32 value, u8 darkest, u8 brightest)
+u8 stretched(i32 value, u8 darkest, u8 brightest)
 {
     return static_cast<u8>(static_cast<i32>((value - darkest) * 255.0 / (brightest - darkest)));
 }
@@ -23,7 +26,7 @@ struct StretchTables {
     u8 ofChannel[4][256];
 };
 
-static void makeTables(StretchTables& tables, u32 channels, const Levels& levels)
+void makeTables(StretchTables& tables, u32 channels, const Levels& levels)
 {
     for (u32 channel = 0; channel < channels; channel++) {
         for (i32 value = 0; value < 256; value++)
@@ -31,7 +34,7 @@ static void makeTables(StretchTables& tables, u32 channels, const Levels& levels
     }
 }
 
-static void stretchSamples(u8* samples, u64 size, u32 channels, const StretchTables& tables)
+void stretchSamples(u8* samples, u64 size, u32 channels, const StretchTables& tables)
 {
     for (u64 i = 0; i < size; i += channels) {
         for (u32 channel = 0; channel < std::min<u64>(channels, size - i); channel++)
@@ -49,7 +52,7 @@ struct StretchBlock {
     u16 low[blockBytes];
 };
 
-static void makeBlock(StretchBlock& block, u32 channels, const Levels& levels)
+void makeBlock(StretchBlock& block, u32 channels, const Levels& levels)
 {
     for (u32 i = 0; i < blockBytes; i++) {
         const u32 channel = i % channels;
@@ -63,18 +66,18 @@ static void makeBlock(StretchBlock& block, u32 channels, const Levels& levels)
     }
 }
 
-__attribute__((target("avx2"))) static __m256i load(const void* bytes)
+__attribute__((target("avx2"))) __m256i load(const void* bytes)
 {
     return _mm256_loadu_si256(static_cast<const __m256i*>(bytes));
 }
 
-__attribute__((target("avx2"))) static __m256i timesFactor(__m256i values, const u16* high, const u16* low)
+__attribute__((target("avx2"))) __m256i timesFactor(__m256i values, const u16* high, const u16* low)
 {
     return _mm256_add_epi16(_mm256_mullo_epi16(values, load(high)), _mm256_mulhi_epu16(values, load(low)));
 }
 
 // The whole blocks of a row; returns how many bytes that were.
-__attribute__((target("avx2"))) static u64 stretchBlocks(u8* samples, u64 size, const StretchBlock& block)
+__attribute__((target("avx2"))) u64 stretchBlocks(u8* samples, u64 size, const StretchBlock& block)
 {
     const __m256i zero = _mm256_setzero_si256();
     u64 done = 0;
@@ -91,7 +94,7 @@ __attribute__((target("avx2"))) static u64 stretchBlocks(u8* samples, u64 size, 
 }
 
 // Widens the levels of a block by the whole blocks of a row.
-__attribute__((target("avx2"))) static u64 findBlockLevels(const u8* samples, u64 size, u8* darkest, u8* brightest)
+__attribute__((target("avx2"))) u64 findBlockLevels(const u8* samples, u64 size, u8* darkest, u8* brightest)
 {
     __m256i low[3];
     __m256i high[3];
@@ -114,6 +117,8 @@ __attribute__((target("avx2"))) static u64 findBlockLevels(const u8* samples, u6
     return done;
 }
 #endif
+
+} // namespace
 
 void stretchLevels(u8* samples, i64 stride, u64 rowBytes, u64 rows, u32 channels, const Levels& levels)
 {

@@ -11,11 +11,14 @@
 
 using std::string_view;
 
+namespace
+{
+
 constexpr i64 smallestFile = 8;
 
 // The last characters of a name in one number, lowered: three letters, or four when a dot stands before them.
 // A two-letter extension packs with its dot.
-static constexpr u32 packed(string_view text)
+constexpr u32 packed(string_view text)
 {
     u32 extension = 0;
     for (char c : text)
@@ -40,38 +43,38 @@ struct Probe {
     }
 };
 
-static bool isPcx(const Probe& probe)
+bool isPcx(const Probe& probe)
 {
     return probe.header[1] < 6 && probe.header[2] == 1;
 }
 
-static bool isSchleicher(const Probe& probe)
+bool isSchleicher(const Probe& probe)
 {
     return probe.has(37, "S") && probe.has(40, "0");
 }
 
-static bool isWif(const Probe& probe)
+bool isWif(const Probe& probe)
 {
     return tolowerAZ(probe.header[1]) == 'w' && tolowerAZ(probe.header[2]) == 'i' &&
            tolowerAZ(probe.header[3]) == 'f' && probe.header[4] == ']';
 }
 
-static bool isPignone(const Probe& probe)
+bool isPignone(const Probe& probe)
 {
     return probe.header[1] >= 6 && probe.header[2] == 0 && probe.header[3] == 0;
 }
 
-static bool isNamedZ(const Probe& probe)
+bool isNamedZ(const Probe& probe)
 {
     return probe.nameAt(4) == '.' && tolowerAZ(probe.nameAt(3)) == 'z';
 }
 
-static bool isUpt(const Probe& probe)
+bool isUpt(const Probe& probe)
 {
     return probe.header[4] == ' ' && probe.header[7] == 0;
 }
 
-static bool isDoWeave(const Probe& probe)
+bool isDoWeave(const Probe& probe)
 {
     return isDigit(probe.header[5]) && isDigit(probe.header[6]) && probe.header[7] == '.' && probe.headerSize >= 13 &&
            isDigit(probe.header[11]) && isDigit(probe.header[12]);
@@ -85,7 +88,7 @@ struct Magic {
 
 using namespace std::string_view_literals;
 
-static constexpr Magic magics[] = {
+constexpr Magic magics[] = {
     {"GIF87a", formatGif, nullptr},
     {"GIF89a", formatGif, nullptr},
     {"\x89PNG\r\n\x1A\n", formatPng, nullptr},
@@ -127,15 +130,15 @@ static constexpr Magic magics[] = {
 };
 
 // By the number of letters behind the dot.
-static constexpr string_view twoLetters[] = {".7z", ".ai", ".gz", ".ps", ".rm", ".sh", ".so", ".xz"};
-static constexpr string_view threeLetters[] = {
-    "auf", "bak", "bat", "bin", "cgi", "com", "cpp", "css", "csv", "dll", "dmg", "doc", "dtd", "dwg",
-    "exe", "flv", "htm", "ico", "iff", "ini", "iso", "jar", "lnk", "mov", "mp3", "mp4", "mpg", "msi",
-    "odt", "pkg", "pps", "ppt", "psd", "rar", "rpm", "rtf", "sf2", "sql", "srt", "svi", "sys", "tar",
-    "tex", "tga", "tmp", "ttf", "txt", "vcf", "vif", "wmv", "xls", "xml", "zip"};
-static constexpr string_view fourLetters[] = {"docx", "html", "part", "xlsx"};
+constexpr string_view twoLetters[] = {".7z", ".ai", ".gz", ".ps", ".rm", ".sh", ".so", ".xz"};
+constexpr string_view threeLetters[] = {"auf", "bak", "bat", "bin", "cgi", "com", "cpp", "css", "csv", "dll", "dmg",
+                                        "doc", "dtd", "dwg", "exe", "flv", "htm", "ico", "iff", "ini", "iso", "jar",
+                                        "lnk", "mov", "mp3", "mp4", "mpg", "msi", "odt", "pkg", "pps", "ppt", "psd",
+                                        "rar", "rpm", "rtf", "sf2", "sql", "srt", "svi", "sys", "tar", "tex", "tga",
+                                        "tmp", "ttf", "txt", "vcf", "vif", "wmv", "xls", "xml", "zip"};
+constexpr string_view fourLetters[] = {"docx", "html", "part", "xlsx"};
 
-static u32 packExtension(const Probe& probe)
+u32 packExtension(const Probe& probe)
 {
     if (probe.name.size() <= 3)
         return 0;
@@ -150,7 +153,7 @@ static u32 packExtension(const Probe& probe)
 }
 
 // Whether the name ends in a dot and these lower-case letters, in any case.
-static bool endsIn(const Probe& probe, string_view letters)
+bool endsIn(const Probe& probe, string_view letters)
 {
     if (probe.nameAt(letters.size() + 1) != '.')
         return false;
@@ -161,7 +164,7 @@ static bool endsIn(const Probe& probe, string_view letters)
     return true;
 }
 
-static bool isNoImageName(const Probe& probe, u32 extension)
+bool isNoImageName(const Probe& probe, u32 extension)
 {
     auto among = [&](const auto& list) {
         return std::any_of(std::begin(list), std::end(list),
@@ -177,14 +180,14 @@ struct KnownExtension {
     FormatId id;
 };
 
-static constexpr size_t mostExtensions = 64;
+constexpr size_t mostExtensions = 64;
 struct KnownExtensions {
     KnownExtension list[mostExtensions];
     size_t count;
 };
 
 // Longer ones do not fit into a number: those are asked for by name.
-static constexpr KnownExtensions knownExtensions = [] {
+constexpr KnownExtensions knownExtensions = [] {
     KnownExtensions known{};
     for (const CatalogueRow& row : catalogue) {
         string_view words = row.ownership == Extensions::own ? row.extensions : "";
@@ -199,7 +202,7 @@ static constexpr KnownExtensions knownExtensions = [] {
 }();
 
 // Bonas takes every file that nothing identifies.
-static FormatId formatOfExtension(u32 extension)
+FormatId formatOfExtension(u32 extension)
 {
     for (size_t i = 0; i < knownExtensions.count; i++) {
         if (knownExtensions.list[i].packed == extension)
@@ -207,6 +210,8 @@ static FormatId formatOfExtension(u32 extension)
     }
     return formatBonas;
 }
+
+} // namespace
 
 FormatId detectFormat(const char* path)
 {

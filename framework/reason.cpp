@@ -86,7 +86,7 @@ LoadStatus refuseFileSize(LoadStatus status, i64 width, i64 height, i64 fileSize
 
 LoadStatus refuseUnopened()
 {
-    return refuse(loadBadData, "no picture of this format is open");
+    return refuse(loadBadData, "no picture of this format is open with its rows");
 }
 
 LoadStatus refuseRowsBehindPicture()

@@ -544,8 +544,8 @@ TLOAD_API void colorQuantizeDitherFS16(const u8* src, i32 srcStride, u16* dst, i
  *                    least width entries, the shaft of each end from 0. Nothing vouches for shafts that the plan has.
  *   plane            in and out: null or a block from malloc, which a record with a plane frees and replaces. Draft:
  *                    shafts x height / 8 + 1 bytes, shaft s in pick y is bit s x height + y, lowest bit of a byte
- * first. Full plane: height rows of (width + 7) / 8 bytes, the leftmost end in the highest bit. Its size follows the
- * sizes that were told before it, those behind it do not change it.
+ *                    first. Full plane: height rows of (width + 7) / 8 bytes, the leftmost end in the highest bit. Its
+ *                    size follows the sizes that were told before it, those behind it do not change it.
  *
  * A threading that the caller brings has an entry for each of width ends, a plane height rows of (width + 7) / 8 bytes.
  * Records write no further, and a repeat table that no full plane stands before takes a plane for height rows of one

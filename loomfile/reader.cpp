@@ -79,11 +79,18 @@ Loomfile::Attempt Loomfile::judge(FormatId format, int status, int errorNumber)
         return Refusal{loomfileCannotWrite,
                        "there is too little room for temporary files in " + settings.tmpDir + ", the disk is full", "",
                        format};
+    // It may have been ended before it could note by what.
+    const std::string_view said = status != loadSuccess ? llibGetReason() : "";
+    const size_t killed = said.rfind("was killed by signal ");
+    if (factsOf(format).helper != Command::none && killed != std::string_view::npos && !end.hasFailed) {
+        end.hasFailed = true;
+        end.signal = atoi(said.data() + killed + strlen("was killed by signal "));
+    }
     // What it has unpacked or drawn may lack something, which the library cannot know.
     if (end.hasFailed) {
-        const std::string said = end.message.empty() ? "" : " (" + end.message + ")";
+        const std::string message = end.message.empty() ? "" : " (" + end.message + ")";
         return Refusal{status == loadWrongFormat ? loadWrongFormat : loadBadData,
-                       "the program that opens such files failed" + said, end.message, format, end.signal};
+                       "the program that opens such files failed" + message, end.message, format, end.signal};
     }
     if (status != loadSuccess) {
         const std::string reason = llibGetReason();
@@ -192,7 +199,8 @@ void Loomfile::loadBand(u8* rows, u32 count)
 {
     // Their decoders leave out what is damaged.
     constexpr FormatId leavingGaps[] = {formatGif, formatTiff, formatDis, formatDrape};
-    if (std::find(std::begin(leavingGaps), std::end(leavingGaps), loader) != std::end(leavingGaps))
+    if (info.isDoubtful != 0 ||
+        std::find(std::begin(leavingGaps), std::end(leavingGaps), loader) != std::end(leavingGaps))
         memset(rows, 0, u64{count} * info.rowBytes);
     isSpent = true;
     const int status = getLoadBand()(rows, count, info.rowBytes);
@@ -200,6 +208,12 @@ void Loomfile::loadBand(u8* rows, u32 count)
     if (status == loadSuccess)
         return;
     const std::string reason = llibGetReason();
+    // Nobody believes it anyway: what there is of it is shown.
+    if (info.isDoubtful != 0) {
+        ownRemarks.push_back({"what the file lacks is left light: " + reason, true});
+        takeRemarks();
+        return;
+    }
     const bool isEarlyEnd = status == loadCannotRead;
     throw Refusal{status,
                   isEarlyEnd && info.kind == kindBilevel

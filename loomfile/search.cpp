@@ -110,6 +110,8 @@ std::string Loomfile::linkName(FormatId format) const
     const std::string usual = "file" + firstExtension(format);
     if (format == formatVectorPreview && !hasNameOf(path, format))
         return contentsBegin("%PDF-") ? "file.pdf" : contentsBegin("%!PS") ? "file.eps" : "file.svg";
+    if (format == formatPalette && contentsBegin("GIMP Palette"))
+        return "file.gpl";
     if (format != formatQtz)
         return usual;
     // The member of an archive is looked for under the archive's own name.
@@ -127,7 +129,9 @@ Loomfile::Attempt Loomfile::tryNamed(FormatId format)
     if (!mayBeTheName || extension.empty() || (path.ends_with(extension) && format != formatQtz))
         return refused;
     work.make(settings.tmpDir);
-    return tryFormat(format, work.link(path, linkName(format))).has_value() ? refused : std::nullopt;
+    const Attempt byRightName = tryFormat(format, work.link(path, linkName(format)));
+    const bool wasTheName = refused->reason.starts_with("the name");
+    return byRightName.has_value() && !wasTheName ? refused : byRightName;
 }
 
 static const Remark* graveRemark(const std::vector<Remark>& remarks)
@@ -221,7 +225,9 @@ void Loomfile::findFormat()
         doubted = doubted != noFormat ? doubted : another;
     }
     if (openByContents()) {
-        accept(refusedBy != loader ? refusedBy : noFormat);
+        const Remark* grave = graveRemark(remarks);
+        if (grave == nullptr || !readAgain(commonPicture(), std::string(grave->text)))
+            accept(refusedBy != loader ? refusedBy : noFormat);
         return;
     }
     if (doubted != noFormat && !tryNamed(doubted).has_value()) {
@@ -333,7 +339,8 @@ bool Loomfile::readAgain(const CommonPicture* picture, const std::string& why)
             tryFormat(before, openedBefore);
         return false;
     }
-    ownRemarks.push_back({"read by GraphicsMagick" + (why.empty() ? std::string() : ", libTload says: " + why), false});
+    const bool isOfItsLoader = picture->format != noFormat && !why.empty();
+    ownRemarks.push_back({"read by GraphicsMagick" + (isOfItsLoader ? ", libTload says: " + why : ""), false});
     takeRemarks();
     accept(noFormat);
     info.format = picture->format;

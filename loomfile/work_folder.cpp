@@ -11,6 +11,7 @@
 #include <climits>
 #include <cstdio>
 #include <cstring>
+#include <ctime>
 #include <filesystem>
 
 #include "loomfile/refusal.h"
@@ -176,12 +177,20 @@ void removeAllWorkFolders()
     for (Slot& slot : slots) {
         if (slot.state != Slot::isFilled)
             continue;
-        const pid_t child = _Fork();
-        if (child == 0) {
-            execl("/bin/rm", "rm", "-rf", "--", slot.path, nullptr);
-            _exit(1);
+        // A helper that is ending, too, may still be writing into it.
+        constexpr int mostTries = 20;
+        constexpr timespec pause = {0, 50000000};
+        for (int tries = 0; tries < mostTries && access(slot.path, F_OK) == 0; tries++) {
+            if (tries > 0)
+                nanosleep(&pause, nullptr);
+            const pid_t child = _Fork();
+            if (child == 0) {
+                close(STDERR_FILENO);
+                execl("/bin/rm", "rm", "-rf", "--", slot.path, nullptr);
+                _exit(1);
+            }
+            if (child > 0)
+                waitpid(child, nullptr, 0);
         }
-        if (child > 0)
-            waitpid(child, nullptr, 0);
     }
 }

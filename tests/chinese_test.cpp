@@ -78,7 +78,7 @@ TEST(Chinese, RefusesOtherFilesAndSizes)
 TEST(Chinese, TellsWhatIsTheMatter)
 {
     const Bytes pat = encodeZhuPat(noiseCards(144, 24)), sti = encodeZhuSti(noiseCards(512, 80));
-    EXPECT_EQ(toldOf(varitex, patched(Bytes(38), 0, {4})), "its 30 bytes of picks are no multiple of its height of 4");
+    EXPECT_EQ(toldOf(varitex, patched(Bytes(38), 0, {4})), "its picks take 30 bytes, no multiple of its height of 4");
     EXPECT_EQ(toldOf(zhuPat, patched(pat, 0, {'t'})), "it does not begin with TxST");
     EXPECT_EQ(toldOf(zhuPat, patched(pat, 8, {25})), "the header announces 144 x 25, the file holds 490 bytes");
     Bytes longer = pat;

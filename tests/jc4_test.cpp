@@ -238,13 +238,15 @@ TEST_F(Jc4, TellsWhatIsTheMatter)
         {"d.jc3", jc3, part(old, 513, 0, 336),
          "!the header announces 1344 x 4, the file lacks 335 bytes of its 672 bytes!picks that the file lacks are made "
          "up: 2"},
-        {"d.jc3.01", jc3, part(old, 848, 0, 0), "its part d.jc3.02 is missing or cannot be opened"},
+        {"d.jc3.01", jc3, part(old, 848, 0, 0), "its picks end before the picture does, and there is no part d.jc3.02"},
         {"d.jc3.01", jc3, part(old, 849, 0, 0),
-         "its part d.jc3.02 is missing or cannot be opened+behind the picture the file goes on for 1 byte"},
+         "its picks end before the picture does, and there is no part d.jc3.02+behind the picture the file goes on for "
+         "1 byte"},
         {"d.jc4", jc4, part(plain, 735, 0, 0),
          "the file ends before the picture does!the header announces 1344 x 4, the file lacks 1 byte of its 672 bytes"},
         {"d.jc4", jc4, part(plain, 671, 0, 0), "the header announces 1344 x 4, the file holds 671 bytes"},
-        {"d.jc4.01", jc4, part(plain, 735, 0, 0), "its part d.jc4.02 is missing or cannot be opened"},
+        {"d.jc4.01", jc4, part(plain, 735, 0, 0),
+         "its picks end before the picture does, and there is no part d.jc4.02"},
         {"d.jc4.01", jc4, patched(plain, 35, {3}), "byte 35 of its header is 3 and not at most 2"},
         {"d.dat", email, part(mail, 9215, 0, 0),
          "!the header announces 1344 x 4, the file lacks 672 bytes of its 672 bytes!picks that the file lacks are made "

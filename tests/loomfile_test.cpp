@@ -171,6 +171,8 @@ TEST_F(LoomfileTest, FindsFormatsBehindNamesThatTellNothingOrLie)
 {
     const Picture bits = noisePicture(kindBilevel, 72, 40, 0, 1);
     const Picture wide = noisePicture(kindBilevel, 1344, 4, 0, 2);
+    const string palette = "GIMP Palette\n#\n1 2 3\n4 5 6\n";
+    const Bytes gimp(palette.begin(), palette.end());
     const auto member = [&](const char* name) { return encodeZip({{name, encodeQte(bits)}}); };
     const std::tuple<const char*, Bytes, i32, const Picture*> cases[] = {
         {"a.bin", encodeBmp(bits), formatBmp, &bits},
@@ -183,6 +185,7 @@ TEST_F(LoomfileTest, FindsFormatsBehindNamesThatTellNothingOrLie)
         {"MOTIF.QTZ", member("motif.QTE"), formatQtz, &bits},
         {"rose.qtz", member("ROSE.qte"), formatQtz, &bits},
         {"d.pat", encodeVaritex(bits), formatVaritexPat, &bits},
+        {"colours.txt", gimp, formatPalette, nullptr},
     };
     for (const auto& [name, bytes, format, picture] : cases) {
         SCOPED_TRACE(name);
@@ -201,12 +204,13 @@ TEST_F(LoomfileTest, DoubtsWhatOnlyTheNameTells)
 {
     for (const char* name : {"a.dat", "a.pun", "a.qte", "a.arm"}) {
         for (u32 seed = 1; seed < 6; seed++) {
-            files.write(name, randomBytes(5000 + 7 * seed, seed));
+            files.write(name, randomBytes(5000 + 10 * seed, seed));
             Answer answer = openFile(name);
             if (answer.file == nullptr)
                 continue;
             EXPECT_EQ(answer.info.isDoubtful, 1u) << name;
             EXPECT_TRUE(answer.hasRemark("only its name", 1)) << name;
+            EXPECT_EQ(answer.pixels().size(), u64{answer.info.rowBytes} * answer.info.height) << name;
         }
     }
     files.write("a.bin", randomBytes(5000, 1));

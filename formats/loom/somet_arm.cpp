@@ -1,5 +1,7 @@
 // Cards of Somet machines (ARM): picks of 10 bytes without a header. Each byte has four columns in its lower half, the
 // leftmost in the lowest bit.
+#include <algorithm>
+
 #include "framework/loader.h"
 #include "framework/path.h"
 #include "framework/probe.h"
@@ -44,10 +46,11 @@ void packHalves(u8* packed, const u8* halves, size_t packedBytes)
 LoadStatus tryLoad(const LoadRequest& request, ImageInfo& image)
 {
     // A file that cannot be looked at is judged by the size of the one before.
-    const bool isProbed = loadImgCheckHeader(request.path) != nullptr;
+    const u8* probed = loadImgCheckHeader(request.path);
+    const bool isProbed = probed != nullptr;
     const i64 size = loadImgLastFilesize();
     if (isProbed && size % recordBytes != 0)
-        return refuse(loadWrongFormat, "its size of %lld bytes is no multiple of %u", static_cast<long long>(size),
+        return refuse(loadWrongFormat, "its size, %lld, is no multiple of %u", static_cast<long long>(size),
                       recordBytes);
     if (!hasExtension(request.path, "arm"))
         return refuseName("arm");
@@ -60,6 +63,10 @@ LoadStatus tryLoad(const LoadRequest& request, ImageInfo& image)
     if (status != loadSuccess)
         return status;
 
+    // Nothing else tells a program from any other file of such a size.
+    constexpr i64 probedBytes = 256;
+    if (isProbed && std::any_of(probed, probed + std::min(size, probedBytes), [](u8 byte) { return byte > 0x0F; }))
+        remark(Gravity::grave, "bytes of its picks hold more than four columns");
     image.palette[0] = 0;
     reportBilevel(image, columns, static_cast<u32>(picks), "Somet ARM", loomOrientation);
     handOver(file, threadState().loom.sometArm, image.height, recordBytes);

@@ -46,7 +46,8 @@ LoadStatus openPart(StaubliState& state, i64 dataStart)
         return refuse(loadCannotRead, "the file ends before the picture does");
     File file;
     if (!file.open(state.partName))
-        return refusePart(state, "is missing or cannot be opened");
+        return refuse(loadCannotRead, "its picks end before the picture does, and there is no part %.150s",
+                      baseName(state.partName));
     fseeko(file.stream, dataStart, SEEK_SET);
     state.partDataLength = regularFileSize(file.stream) - dataStart;
     state.partCounter = 0;

@@ -117,7 +117,10 @@ LoadStatus loadPiwBand(u8* rows, u32 count, u32 bytesPerRow)
     const LoadStatus status = loadProgram<piwFormat>(slot, expansion, rows, count, bytesPerRow);
     if (status != loadSuccess)
         return status;
-    remarkCount(Gravity::grave, slot.rows - expansion.rowsReached, "rows of the picture are not written");
+    if (count < slot.rows)
+        remark(Gravity::grave, "its rows come right only when all are asked for at once");
+    else
+        remarkCount(Gravity::grave, slot.rows - expansion.rowsReached, "rows of the picture are not written");
     u8 ignored[rowBytes];
     for (u8* record = slot.records; record < slot.records + u64{slot.recordCount} * recordBytes; record += recordBytes)
         if (readPid(record, ignored).step == ProgramStep::pick)

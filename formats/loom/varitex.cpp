@@ -26,7 +26,7 @@ LoadStatus tryLoad(const LoadRequest& request, ImageInfo& image)
     if (size < 0)
         return refuse(loadWrongFormat, "it is no regular file");
     if (size % height != 0)
-        return refuse(loadWrongFormat, "its %lld bytes of picks are no multiple of its height of %u",
+        return refuse(loadWrongFormat, "its picks take %lld bytes, no multiple of its height of %u",
                       static_cast<long long>(size), height);
     const i64 rowBytes = size / height;
     if (!isPictureSize(8 * static_cast<u64>(rowBytes), height))

@@ -200,8 +200,25 @@ void readFlag(char* line, const char* key, bool& flag)
 
 void readShed(char* line, bool& isSinking)
 {
-    const char* value = removeHead(line);
+    const char* value = strchr(line, '=');
+    if (value == nullptr)
+        return;
+    value += strspn(value, "= \t");
     isSinking = startsWith(value, "no") || startsWith(value, "off") || startsWith(value, "false") || *value == '0';
+}
+
+constexpr u32 bitOf(Section section)
+{
+    return 1u << static_cast<u32>(section);
+}
+
+// What is told of all ends or picks at once is no more read than what is told of each.
+void noteYarns(const char* line, u32& found)
+{
+    if (startsWith(line, "color"))
+        found |= bitOf(Section::colours);
+    else if (startsWith(line, "spacing") || startsWith(line, "thickness"))
+        found |= bitOf(Section::spacing);
 }
 
 void readKeys(Section section, char* line, Weaving& weaving)
@@ -219,17 +236,19 @@ void readKeys(Section section, char* line, Weaving& weaving)
             weaving.width = weaving.shafts;
         } else if (startsWith(line, "treadles=")) {
             readCount(line, weaving.treadles);
-        } else if (startsWith(line, "rising shed=")) {
+        } else if (startsWith(line, "rising shed")) {
             readShed(line, weaving.hasSinkingShed);
         }
         break;
     case Section::warp:
         if (startsWith(line, "threads="))
             readCount(line, weaving.width);
+        noteYarns(line, weaving.found);
         break;
     case Section::weft:
         if (startsWith(line, "threads="))
             readCount(line, weaving.height);
+        noteYarns(line, weaving.found);
         break;
     default:
         break;
@@ -343,11 +362,6 @@ struct Reading {
     u32 found; // as a weaving has it
 };
 
-constexpr u32 bitOf(Section section)
-{
-    return 1u << static_cast<u32>(section);
-}
-
 // Whether a line belongs to the section. The one behind a header always does, and is never a header itself.
 bool isContent(Reading& reading, const char* line)
 {
@@ -420,7 +434,7 @@ LoadStatus readWif(FILE* stream, char* line, Weaving& weaving, Draft* draft)
             readKeys(keys.section, line, weaving);
         }
     }
-    weaving.found = keys.found | numbers.found;
+    weaving.found |= keys.found | numbers.found;
     return loadSuccess;
 }
 

@@ -279,6 +279,16 @@ void expandRow(const PngPicture& picture, const u8* alpha, u8* row)
     }
 }
 
+void remarkIndices(const PngPicture& picture)
+{
+    png_colorp colours = nullptr;
+    int count = 0;
+    if (picture.colourType == PNG_COLOR_TYPE_PALETTE &&
+        png_get_PLTE(picture.read, picture.info, &colours, &count) != 0 &&
+        png_get_palette_max(picture.read, picture.info) >= count)
+        remark(Gravity::grave, "pixels have numbers behind the %d colours of its palette", count);
+}
+
 // As readHeader: libpng may jump back here.
 LoadStatus readRows(PngPicture& picture, FILE* stream, const u8* alpha, u8* rows, u32 count, u32 bytesPerRow)
 {
@@ -310,8 +320,10 @@ LoadStatus readRows(PngPicture& picture, FILE* stream, const u8* alpha, u8* rows
             deliverRow(rows + static_cast<u64>(i) * bytesPerRow, row, rowBytes, bytesPerRow);
     }
     picture.rowsDelivered += count;
-    if (picture.rowsDelivered == picture.height)
+    if (picture.rowsDelivered == picture.height) {
+        remarkIndices(picture);
         png_read_end(picture.read, picture.info);
+    }
     return loadSuccess;
 }
 

@@ -51,6 +51,7 @@ struct TiffState {
     tiff* file;
     bool isReady; // a picture that was refused is open and has no rows
     TiffSubject subject;
+    bool isDamageTold; // of rows: once is enough
     u16 bitsPerSample;
     u16 samplesPerPixel;
     u16 photometric;

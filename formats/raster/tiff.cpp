@@ -48,9 +48,10 @@ const char* withoutName(TIFF* file, const char* text)
     return text + strspn(text, ": ");
 }
 
-[[gnu::format(printf, 4, 0)]] void hear(TIFF* file, TiffSubject subject, bool isError, const char* format,
+[[gnu::format(printf, 4, 0)]] void hear(TIFF* file, TiffState& state, bool isError, const char* format,
                                         va_list arguments)
 {
+    const TiffSubject subject = state.subject;
     if (subject == TiffSubject::nothing)
         return;
     char text[messageBytes];
@@ -63,7 +64,9 @@ const char* withoutName(TIFF* file, const char* text)
         const bool isGrave = isError || (subject == TiffSubject::rows && !startsWith(words, harmlessWarning));
         if (isError)
             refuse(loadWrongFormat, "%s", words);
-        if (subject != TiffSubject::request)
+        const bool isToldAlready = isGrave && subject == TiffSubject::rows && state.isDamageTold;
+        state.isDamageTold |= isGrave && subject == TiffSubject::rows;
+        if (subject != TiffSubject::request && !isToldAlready)
             remark(isGrave ? Gravity::grave : Gravity::harmless, "%s", words);
     }
     tell(stderr, "%s\n", text);
@@ -73,14 +76,14 @@ const char* withoutName(TIFF* file, const char* text)
 
 [[gnu::format(printf, 4, 0)]] int hearError(TIFF* file, void* state, const char*, const char* format, va_list arguments)
 {
-    hear(file, static_cast<const TiffState*>(state)->subject, true, format, arguments);
+    hear(file, *static_cast<TiffState*>(state), true, format, arguments);
     return 1;
 }
 
 [[gnu::format(printf, 4, 0)]] int hearWarning(TIFF* file, void* state, const char*, const char* format,
                                               va_list arguments)
 {
-    hear(file, static_cast<const TiffState*>(state)->subject, false, format, arguments);
+    hear(file, *static_cast<TiffState*>(state), false, format, arguments);
     return 1;
 }
 
@@ -89,6 +92,7 @@ const char* withoutName(TIFF* file, const char* text)
 TIFF* openDecoder(const char* path, TiffState& state)
 {
     state.subject = TiffSubject::header;
+    state.isDamageTold = false;
     refuse(loadWrongFormat, "it cannot be opened"); // in case that they are not called
     TIFFOpenOptions* options = TIFFOpenOptionsAlloc();
     if (options == nullptr)
