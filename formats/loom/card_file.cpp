@@ -7,7 +7,7 @@ const u8* cardHeader(const char* path, const char* extension, i64 least, std::st
         refuseName(extension);
         return nullptr;
     }
-    if (header != nullptr && memcmp(header, mark.data(), mark.size()) != 0) {
+    if (header != nullptr && !mark.empty() && memcmp(header, mark.data(), mark.size()) != 0) {
         refuse(loadWrongFormat, "it does not begin with %.*s", static_cast<int>(mark.size()), mark.data());
         return nullptr;
     }
