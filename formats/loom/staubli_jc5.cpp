@@ -299,7 +299,7 @@ LoadStatus tryLoad(const LoadRequest& request, ImageInfo& image)
     cards.rowsLeft = design.picks;
     loaded.dataStart = ftello(file.stream);
     cards.partDataLength = regularFileSize(file.stream) - loaded.dataStart;
-    loaded.picksLeft = cards.partDataLength / cards.rowBytes;
+    loaded.picksLeft = cards.partDataLength / std::max<i64>(cards.rowBytes, 1);
     loaded.groupCount = groups.count;
 
     reportCards(image, cards.width, design.picks, "", nullptr);

@@ -590,7 +590,7 @@ LoadStatus loadBand(u8* rows, u32 count, u32 bytesPerRow)
         return refuseUnopened();
     if (state.decoder == nullptr) {
         LoadStatus status = startDecoder(state);
-        if (status != loadSuccess)
+        if (status != loadSuccess || state.decoder == nullptr)
             return status;
     }
 
