@@ -88,6 +88,7 @@ static std::vector<std::string> wordsFor(const CLI::App& app, int argc, char** a
 {
     const std::vector<const CLI::App*> commands = app.get_subcommands(nullptr);
     std::vector<std::string> names;
+    names.reserve(commands.size());
     for (const CLI::App* command : commands)
         names.push_back(command->get_name());
     auto takesValue = [&](const std::string& word) {
