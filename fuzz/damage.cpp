@@ -89,7 +89,7 @@ static void loadBothWays(Tally& tally, const std::string& path, const Sample& sa
             report(tally, sample.name, "an unknown status", where);
         loaded.rows = std::vector<u8>(); // which are not the library's
         // A TIFF file that is refused stays open until the next load.
-        if (before != nullptr && (loaded.status == loadSuccess || sample.format != formatTiff))
+        if (before != nullptr && sample.format != formatTiff)
             checkFootprint(tally, *before, sample, where);
     }
 }
