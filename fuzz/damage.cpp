@@ -74,7 +74,7 @@ static void checkFootprint(Tally& tally, const Footprint& before, const Sample& 
     constexpr size_t keptForTheNextLoad = 4096; // names, headers
     if (openDescriptors() != before.descriptors)
         report(tally, sample.name, "descriptors left open", where);
-    if (allocatedBytes() > before.allocated + keptForTheNextLoad)
+    if (where < 0 && allocatedBytes() > before.allocated + keptForTheNextLoad)
         report(tally, sample.name, "bytes left allocated", where);
 }
 
