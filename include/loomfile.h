@@ -183,6 +183,59 @@ LOOMFILE_API i32 loomfileReadAll(Loomfile* file, u8* rows, u32 stride, LoomfileF
 /* The next row to be read is the first again. */
 LOOMFILE_API void loomfileRewind(Loomfile* file);
 
+/* A draft: threading, tie-up, treadling or lift plan, and yarns. */
+typedef struct LoomfileDraft LoomfileDraft;
+
+/* What a draft holds. */
+typedef struct LoomfileDraftInfo {
+    u32 size;
+    u32 ends, picks;      /* from 1 on */
+    u32 shafts, treadles; /* treadles: 0 when there is a lift plan only */
+    u32 hasLiftPlan;      /* 1: the shafts of each pick are told, 0: the treadles */
+    u32 isSinking;        /* 1: the shafts that are told go down */
+    u32 hasColours;       /* 1: each end and pick has a colour */
+    u32 isExtracted;      /* 1: found out from a picture */
+    double endsPerCm;     /* 0 = unknown, as all numbers of yarns */
+    double picksPerCm;
+    const char* title; /* UTF-8; "" = unknown, as for those below */
+    const char* author;
+    const char* notes;   /* of several lines */
+    const char* program; /* that wrote the file */
+} LoomfileDraftInfo;
+
+static inline LoomfileDraftInfo loomfileDraftInfo(void)
+{
+    LoomfileDraftInfo info;
+    memset(&info, 0, sizeof info);
+    info.size = (u32)sizeof info;
+    return info;
+}
+
+/* The four lists of a draft. */
+enum {
+    loomfileThreading = 1, /* shafts of an end */
+    loomfileTieUp = 2,     /* shafts of a treadle */
+    loomfileTreadling = 3, /* treadles of a pick */
+    loomfileLiftPlan = 4   /* shafts of a pick */
+};
+
+/* The draft of an open file: of WIF and DTX files as they tell it, of a bilevel picture of up to 256 different columns
+ * as it is found out from the picture, which is read for it. Null after a failure. The caller closes the draft, which
+ * does not need the file. */
+LOOMFILE_API LoomfileDraft* loomfileOpenDraft(Loomfile* file, LoomfileFailure* failure);
+/* Null does nothing. */
+LOOMFILE_API void loomfileCloseDraft(LoomfileDraft* draft);
+/* Fills in as much of *info as info->size tells. Texts belong to the draft. */
+LOOMFILE_API void loomfileGetDraftInfo(const LoomfileDraft* draft, LoomfileDraftInfo* info);
+/* The numbers of a thread or treadle, counted from 0, in one of the lists above: shafts or treadles, from 1 on,
+ * ascending. Returns how many they are, 0 also for what does not exist; *numbers belongs to the draft. */
+LOOMFILE_API u32 loomfileDraftNumbers(const LoomfileDraft* draft, u32 list, u32 index, const u16** numbers);
+/* R, G, B of each end and each pick, 3 * ends and 3 * picks bytes. All zero when the draft has no colours. */
+LOOMFILE_API void loomfileDraftColours(const LoomfileDraft* draft, u8* warp, u8* weft);
+/* Rows of the drawdown from a pick on, one every stride bytes, an end a bit from the highest on: 1 = the warp is up.
+ * Bits behind the last end are clear. Returns 0, or 7 when there are not so many picks or the stride is too small. */
+LOOMFILE_API i32 loomfileDraftRows(const LoomfileDraft* draft, u32 firstPick, u32 count, u8* rows, u32 stride);
+
 /* The Debian packages of the program without which files of a format are not opened, "gzip"; "" when it needs none. The
  * text is a constant. */
 LOOMFILE_API const char* loomfileHelperPackages(i32 format);

@@ -5,26 +5,8 @@
 #include <new>
 
 #include "loomfile/format_facts.h"
+#include "loomfile/guard.h"
 #include "loomfile/reader.h"
-
-// What an action throws, as a failure. True when it threw nothing.
-template <typename Action>
-static i32 guardedly(LoomfileFailure* failure, const Action& action)
-{
-    tellSuccess(failure);
-    Refusal refusal{loadOutOfMemory, "there is not enough memory"};
-    try {
-        action();
-        return loadSuccess;
-    } catch (const Refusal& thrown) {
-        refusal = thrown;
-    } catch (const std::bad_alloc&) {
-    } catch (const std::exception& thrown) {
-        refusal = {loadBadData, "the file cannot be read", thrown.what()};
-    }
-    tell(refusal, failure);
-    return refusal.status;
-}
 
 template <typename Action>
 static Loomfile* openWith(const LoomfileOptions* options, LoomfileFailure* failure, const Action& action)

@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "loomfile/common_pictures.h"
+#include "loomfile/draft/draft.h"
 #include "loomfile/refusal.h"
 #include "loomfile/settings.h"
 #include "loomfile/work_folder.h"
@@ -42,6 +43,7 @@ struct Loomfile {
     void readAll(u8* rows, u32 stride);
     const std::vector<FormatId>& candidates();
     const std::string& colourName(u32 index);
+    Draft draft();
 
     LoomfileInfo info;
     std::vector<Remark> remarks;
