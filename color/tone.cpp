@@ -4,6 +4,7 @@
 #include <cstring>
 
 #include "color/levels.h"
+#include "framework/processor.h"
 
 #if defined(__x86_64__)
 #include <immintrin.h>
@@ -125,7 +126,7 @@ void stretchLevels(u8* samples, i64 stride, u64 rowBytes, u64 rows, u32 channels
     StretchTables tables;
     makeTables(tables, channels, levels);
 #if defined(__x86_64__)
-    const bool inBlocks = __builtin_cpu_supports("avx2") != 0;
+    const bool inBlocks = processorHas(processorAvx2);
     StretchBlock block;
     if (inBlocks)
         makeBlock(block, channels, levels);
@@ -148,7 +149,7 @@ static Levels findLevels(const u8* samples, i64 stride, u64 rowBytes, u64 rows, 
     memset(darkest, 255, sizeof darkest);
     memset(brightest, 0, sizeof brightest);
 #if defined(__x86_64__)
-    const bool inBlocks = __builtin_cpu_supports("avx2") != 0;
+    const bool inBlocks = processorHas(processorAvx2);
 #endif
     for (u64 y = 0; y < rows; y++) {
         const u8* row = samples + static_cast<i64>(y) * stride;
@@ -220,7 +221,7 @@ static void stretchPalette(const u8* pixels, u64 count, u8* palette)
     bool occurs[256] = {};
     u64 done = 0;
 #if defined(__x86_64__)
-    if (__builtin_cpu_supports("avx2"))
+    if (processorHas(processorAvx2))
         done = markBlocks(pixels, count, occurs);
 #endif
     for (; done < count; done++)
@@ -350,7 +351,7 @@ static void layRow(u8* rgb, const u8* rgba, u64 width, u64 y, bool onWhite)
 {
     u64 x = 0;
 #if defined(__x86_64__)
-    if (__builtin_cpu_supports("avx2"))
+    if (processorHas(processorAvx2))
         x = onWhite ? layBlocks<true>(rgb, rgba, width, y) : layBlocks<false>(rgb, rgba, width, y);
 #endif
     for (; x < width; x++) {

@@ -1,4 +1,5 @@
 #include "framework/bits.h"
+#include "framework/processor.h"
 
 #include <array>
 #include <bit>
@@ -60,9 +61,8 @@ void reverseBits(u8* data, size_t size, bool negate)
     const u8 flip = negate ? 0xFF : 0;
     size_t done = 0;
 #if defined(__x86_64__)
-    if (__builtin_cpu_supports("avx2"))
-        done =
-            __builtin_cpu_supports("gfni") ? reverseBlocksByMatrix(data, size, flip) : reverseBlocks(data, size, flip);
+    if (processorHas(processorAvx2))
+        done = processorHas(processorGfni) ? reverseBlocksByMatrix(data, size, flip) : reverseBlocks(data, size, flip);
 #endif
     for (; done < size; done++)
         data[done] = reversed(data[done]) ^ flip;

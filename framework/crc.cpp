@@ -2,6 +2,7 @@
 #include <array>
 #include <cstring>
 
+#include "framework/processor.h"
 #include "tload.h"
 
 #if defined(__x86_64__)
@@ -102,7 +103,7 @@ u32 crcUWF(u32 crc, const void* data, int length)
     const auto size = static_cast<size_t>(length);
     crc &= 0xFFFF;
 #if defined(__x86_64__)
-    if (size >= strideBytes && __builtin_cpu_supports("pclmul"))
+    if (size >= strideBytes && processorHas(processorPclmul))
         return crcByProducts(crc, bytes, size);
 #endif
     return crcByTable(crc, bytes, size);

@@ -1,4 +1,5 @@
 #include "framework/turned_picks.h"
+#include "framework/processor.h"
 
 #include <algorithm>
 #include <bit>
@@ -133,7 +134,7 @@ void turnPicks(TurnedPicks& turned, u32 firstPick, const u8* stored, u32 count)
 {
     u64* words = wordsOfBlock(turned, firstPick);
 #if defined(__x86_64__)
-    if (__builtin_cpu_supports("avx2")) {
+    if (processorHas(processorAvx2)) {
         turnChunksWide(words, stored, turned.pickBytes, count);
         return;
     }
@@ -173,7 +174,7 @@ bool deliverTurned(const TurnedPicks& turned, const HookMap& map, u8* rows, u64 
         for (u64 i = 0; rowEnd == RowEnd::cleared && i < count; i++)
             memset(block + i * bytesPerRow + rowBytes, 0, bytesPerRow - rowBytes);
 #if defined(__x86_64__)
-        if (__builtin_cpu_supports("avx2")) {
+        if (processorHas(processorAvx2)) {
             deliverChunksWide(block, bytesPerRow, words, sources, rowBytes, count);
             continue;
         }

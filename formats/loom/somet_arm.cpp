@@ -5,6 +5,7 @@
 #include "framework/loader.h"
 #include "framework/path.h"
 #include "framework/probe.h"
+#include "framework/processor.h"
 #include "framework/rows.h"
 #include "framework/thread_state.h"
 
@@ -35,7 +36,7 @@ __attribute__((target("avx2"))) void packLongPairs(u8* __restrict packed, const 
 void packHalves(u8* packed, const u8* halves, size_t packedBytes)
 {
 #if defined(__x86_64__)
-    if (__builtin_cpu_supports("avx2")) {
+    if (processorHas(processorAvx2)) {
         packLongPairs(packed, halves, packedBytes);
         return;
     }

@@ -19,6 +19,7 @@
 
 #include "framework/bytes.h"
 #include "framework/file.h"
+#include "framework/processor.h"
 
 #if defined(__x86_64__)
 #include <immintrin.h>
@@ -400,7 +401,7 @@ __attribute__((target("avx2"))) void sumFetchedSamples(const Drawing& drawing, c
 template <i32 kind>
 SumPixels vectorSums(ExpandedRows& expanded, Drawing& drawing, u32 width)
 {
-    if (!__builtin_cpu_supports("avx2"))
+    if (!processorHas(processorAvx2))
         return nullptr;
     const bool reachesFewPixels = drawing.firstReachedX >= 0 && drawing.firstReachedY >= 0 &&
                                   (drawing.lastReachedX + 1) * (drawing.lastReachedY + 1) <= mostExpandedPixels;

@@ -9,6 +9,7 @@
 #include "framework/loader.h"
 #include "framework/path.h"
 #include "framework/probe.h"
+#include "framework/processor.h"
 #include "framework/thread_state.h"
 
 #if defined(__x86_64__)
@@ -236,7 +237,7 @@ void bgrToRgb(u8* destination, const u8* source, u64 size)
 {
     u64 done = 0;
 #if defined(__x86_64__)
-    if (__builtin_cpu_supports("ssse3"))
+    if (processorHas(processorSsse3))
         done = swapBlocks(destination, source, size);
 #endif
     for (; done < size; done += 3) {

@@ -14,6 +14,7 @@
 #include "framework/file.h"
 #include "framework/loader.h"
 #include "framework/probe.h"
+#include "framework/processor.h"
 #include "framework/thread_state.h"
 
 #if defined(__x86_64__)
@@ -184,7 +185,7 @@ void interleave(u8* row, const u8* scanline, u64 bytesPerLine, u64 width)
     const u64 stored = std::min(width, bytesPerLine);
     u64 x = 0;
 #if defined(__x86_64__)
-    if (__builtin_cpu_supports("ssse3"))
+    if (processorHas(processorSsse3))
         x = interleaveBlocks(row, planes, stored);
 #endif
     for (; x < stored; x++) {
