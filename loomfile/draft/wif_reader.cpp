@@ -52,26 +52,28 @@ enum Section {
     sectionCount
 };
 
-constexpr const char* sectionNames[sectionCount] = {"",
-                                                    "[WIF]",
-                                                    "[CONTENTS]",
-                                                    "[TEXT]",
-                                                    "[NOTES]",
-                                                    "[WEAVING]",
-                                                    "[WARP]",
-                                                    "[WEFT]",
-                                                    "[THREADING]",
-                                                    "[TIEUP]",
-                                                    "[TREADLING]",
-                                                    "[LIFTPLAN]",
-                                                    "[COLOR PALETTE]",
-                                                    "[COLOR TABLE]",
-                                                    "[WARP COLORS]",
-                                                    "[WEFT COLORS]",
-                                                    "[WARP SPACING]",
-                                                    "[WEFT SPACING]",
-                                                    "[WARP THICKNESS]",
-                                                    "[WEFT THICKNESS]"};
+constexpr const char* sectionNames[sectionCount] = {
+    "",
+    "[WIF]",
+    "[CONTENTS]",
+    "[TEXT]",
+    "[NOTES]",
+    "[WEAVING]",
+    "[WARP]",
+    "[WEFT]",
+    "[THREADING]",
+    "[TIEUP]",
+    "[TREADLING]",
+    "[LIFTPLAN]",
+    "[COLOR PALETTE]",
+    "[COLOR TABLE]",
+    "[WARP COLORS]",
+    "[WEFT COLORS]",
+    "[WARP SPACING]",
+    "[WEFT SPACING]",
+    "[WARP THICKNESS]",
+    "[WEFT THICKNESS]",
+};
 
 struct Units {
     std::string word;
