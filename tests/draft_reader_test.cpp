@@ -1,7 +1,10 @@
 // Reads drafts as weaving programs write them; the drawdowns are drawn by hand.
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <memory>
+#include <random>
+#include <set>
 
 #include "loomfile.hpp"
 
@@ -32,7 +35,7 @@ struct Reading {
     {
         string rows;
         for (u32 pick = 0; pick < info.picks; pick++) {
-            u8 bits[16] = {};
+            u8 bits[40] = {};
             EXPECT_EQ(loomfileDraftRows(draft.get(), pick, 1, bits, sizeof bits), 0);
             rows += pick != 0 ? " " : "";
             for (u32 end = 0; end < info.ends; end++)
@@ -221,7 +224,6 @@ TEST(DraftReader, ShowsTheYarnThatLiesOnTop)
     EXPECT_EQ(info.colourCount, 3u);
     EXPECT_EQ(info.resX, 20320u);
     EXPECT_EQ(info.isDraft, 1u);
-    const vector<u8> black = {0, 1, 2, 2, 0, 1, 2, 1, 0, 2, 2, 1, 2, 2, 0, 0, 2, 2, 0, 2, 2, 0, 0, 2};
     vector<u8> expected;
     const string drawdown = replaced(reading.drawdown(), " ", "");
     for (size_t i = 0; i < drawdown.size(); i++)
@@ -244,6 +246,50 @@ TEST(DraftReader, ShowsTheYarnThatLiesOnTop)
     EXPECT_EQ(colourful.file.info().kind, kindRGB);
     const vector<u8> rows = colourful.file.readAll();
     EXPECT_EQ(vector<u8>(rows.begin(), rows.begin() + 9), (vector<u8>{0, 1, 0, 255, 255, 255, 0, 3, 0}));
+}
+
+// Random drafts, in whatever way their rows are put together.
+TEST(DraftReader, DrawsWhatTheListsSay)
+{
+    std::mt19937 random(1);
+    auto below = [&random](u32 limit) { return static_cast<u32>(random() % limit); };
+    for (u32 round = 0; round < 60; round++) {
+        const u32 ends = 1 + below(300), picks = 1 + below(40), shafts = 1 + below(150), treadles = 1 + below(20);
+        using Lists = vector<std::set<u32>>;
+        auto tell = [&](const char* section, Lists& lists, u32 most) {
+            string text = section;
+            for (size_t i = 0; i < lists.size(); i++) {
+                text += std::to_string(i + 1) + "=";
+                for (u32 count = below(3) == 0 ? below(9) : 1; count > 0; count--)
+                    lists[i].insert(1 + below(most));
+                for (const u32 number : lists[i])
+                    text += std::to_string(number) + ",";
+                text += "\n";
+            }
+            return text;
+        };
+        Lists threading(ends), tieUp(treadles), treadling(picks), lifts(picks);
+        const bool isSinking = below(2) != 0, hasLifts = below(2) != 0;
+        string text = "[WEAVING]\nShafts=" + std::to_string(shafts) + "\nTreadles=" + std::to_string(treadles) +
+                      "\nRising Shed=" + (isSinking ? "0" : "1") + "\n" + tell("[THREADING]\n", threading, shafts) +
+                      tell("[TIEUP]\n", tieUp, shafts) + tell("[TREADLING]\n", treadling, treadles);
+        if (hasLifts)
+            text += tell("[LIFTPLAN]\n", lifts, shafts);
+        const Reading reading(text);
+        string expected;
+        for (u32 pick = 0; pick < picks; pick++) {
+            std::set<u32> named = lifts[pick];
+            for (const u32 treadle : hasLifts ? std::set<u32>() : treadling[pick])
+                named.insert(tieUp[treadle - 1].begin(), tieUp[treadle - 1].end());
+            expected += pick != 0 ? " " : "";
+            for (const std::set<u32>& on : threading)
+                expected +=
+                    std::any_of(on.begin(), on.end(), [&](u32 shaft) { return (named.count(shaft) != 0) != isSinking; })
+                        ? '#'
+                        : '.';
+        }
+        EXPECT_EQ(reading.drawdown(), expected);
+    }
 }
 
 TEST(DraftReader, SaysWhereItCannotKnowTheDraft)

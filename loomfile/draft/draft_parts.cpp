@@ -88,9 +88,10 @@ u32 countOf(const Count& count, std::initializer_list<Place> needed, const std::
     return highest.number;
 }
 
-Place asNumber(const Place& place)
+// As many items as the table has lines for.
+Place itemsOf(const NumberTable& table)
 {
-    return {place.line, 0, place.index};
+    return {table.lastLine, 0, table.lastTold};
 }
 
 // What the table names must exist.
@@ -253,8 +254,8 @@ Draft assembleDraft(DraftParts parts, Remarks& remarks)
     NumberTable& threading = parts.threading;
     NumberTable& picks = parts.usesLiftPlan ? parts.liftPlan : parts.treadling;
     Draft draft;
-    draft.warp.count = countOf(parts.warp.count, {asNumber(threading.last)}, threading.section);
-    draft.weft.count = countOf(parts.weft.count, {asNumber(picks.last)}, picks.section);
+    draft.warp.count = countOf(parts.warp.count, {itemsOf(threading)}, threading.section);
+    draft.weft.count = countOf(parts.weft.count, {itemsOf(picks)}, picks.section);
     if (draft.ends() == 0 || draft.picks() == 0) {
         const Count& missing = draft.ends() == 0 ? parts.warp.count : parts.weft.count;
         refuse((missing.line != 0 ? placeText(missing.line, missing.section) : missing.section + ": ") +
@@ -273,7 +274,7 @@ Draft assembleDraft(DraftParts parts, Remarks& remarks)
         draft.liftPlan = std::move(picks.lists);
     } else {
         NumberTable& tieUp = parts.tieUp;
-        draft.treadles = countOf(parts.treadles, {picks.highest, asNumber(tieUp.last)}, picks.section);
+        draft.treadles = countOf(parts.treadles, {picks.highest, itemsOf(tieUp)}, picks.section);
         check(picks, parts.weft.count, draft.picks(), parts.treadles, draft.treadles, remarks);
         check(tieUp, parts.treadles, draft.treadles, parts.shafts, draft.shafts, remarks);
         draft.treadling = listsOf(picks, draft.picks(), draft.treadles, remarks);

@@ -1,6 +1,8 @@
 #include "loomfile/draft/draft_picture.h"
 
 #include <algorithm>
+#include <array>
+#include <bit>
 #include <cstring>
 #include <unordered_map>
 
@@ -43,7 +45,7 @@ static std::vector<u8> bytesOf(const std::vector<Colour>& colours)
     return bytes;
 }
 
-DraftPicture::DraftPicture(Draft given) : draft(std::move(given))
+DraftPicture::DraftPicture(Draft given) : draft(std::move(given)), drawdown(draft)
 {
     const std::vector<Colour>&warp = draft.warp.colours, &weft = draft.weft.colours;
     if (!draft.hasColours() || (isAll(warp, black) && isAll(weft, white)))
@@ -85,38 +87,56 @@ void DraftPicture::describe(LoomfileInfo& info) const
     std::copy(colours.begin(), colours.end(), info.palette);
 }
 
-template <u32 size>
-static void drawInColour(const u8* isUp, const std::vector<u8>& ends, const u8* pick, u8* row)
+// For eight ends the bytes that are the warp's.
+static constexpr std::array<u64, 256> warpBytes = [] {
+    std::array<u64, 256> masks{};
+    for (u32 bits = 0; bits < masks.size(); bits++)
+        for (u32 end = 0; end < 8; end++) {
+            const u32 place = std::endian::native == std::endian::little ? end : 7 - end;
+            masks[bits] |= (bits << end & 0x80) != 0 ? u64{0xFF} << 8 * place : 0;
+        }
+    return masks;
+}();
+
+static void drawIndexed(const u8* isUp, const std::vector<u8>& ends, u8 pick, u8* row)
 {
-    const auto count = static_cast<u32>(ends.size() / size);
-    for (u32 end = 0; end < count; end++) {
-        const u8* top = (isUp[end / 8] << end % 8 & 0x80) != 0 ? &ends[end * size] : pick;
-        for (u32 i = 0; i < size; i++)
-            row[end * size + i] = top[i];
+    const u64 weft = pick * u64{0x0101010101010101};
+    auto drawSome = [&](size_t end, size_t count) {
+        const u64 mask = warpBytes[isUp[end / 8]];
+        u64 warp = 0;
+        memcpy(&warp, &ends[end], count);
+        const u64 pixels = (warp & mask) | (weft & ~mask);
+        memcpy(row + end, &pixels, count);
+    };
+    size_t end = 0;
+    for (; end + 8 <= ends.size(); end += 8)
+        drawSome(end, 8);
+    if (end < ends.size())
+        drawSome(end, ends.size() - end);
+}
+
+static void drawTrueColour(const u8* isUp, const std::vector<u8>& ends, const u8* pick, u8* row)
+{
+    for (size_t at = 0; at < ends.size(); at += 3) {
+        const size_t end = at / 3;
+        memcpy(row + at, (isUp[end / 8] << end % 8 & 0x80) != 0 ? &ends[at] : pick, 3);
     }
 }
 
-void DraftPicture::draw(u32 firstPick, u32 count, u8* rows, u32 stride) const
+void DraftPicture::draw(u32 firstPick, u32 count, u8* rows, u32 stride)
 {
     if (kind == kindBilevel) {
-        drawRows(draft, firstPick, count, rows, stride);
+        drawdown.draw(firstPick, count, rows, stride);
         return;
     }
-    constexpr u32 scratchBytes = 1 << 18;
-    const u32 bitBytes = (draft.ends() + 7) / 8;
-    const u32 most = std::min(std::max(scratchBytes / bitBytes, 1U), count);
-    std::vector<u8> bits(u64{most} * bitBytes);
-    for (u32 done = 0, part = 0; done < count; done += part) {
-        part = std::min(most, count - done);
-        drawRows(draft, firstPick + done, part, bits.data(), bitBytes);
-        for (u32 i = 0; i < part; i++) {
-            const u8* isUp = &bits[u64{i} * bitBytes];
-            u8* row = rows + u64{done + i} * stride;
-            const u32 pick = firstPick + done + i;
-            if (kind == kindIndexed)
-                drawInColour<1>(isUp, endPixels, &pickPixels[pick], row);
-            else
-                drawInColour<3>(isUp, endPixels, &pickPixels[3 * pick], row);
-        }
+    std::vector<u8> isUp((draft.ends() + 7) / 8);
+    for (u32 i = 0; i < count; i++) {
+        const u32 pick = firstPick + i;
+        u8* row = rows + u64{i} * stride;
+        drawdown.draw(pick, 1, isUp.data(), 0);
+        if (kind == kindIndexed)
+            drawIndexed(isUp.data(), endPixels, pickPixels[pick], row);
+        else
+            drawTrueColour(isUp.data(), endPixels, &pickPixels[3 * size_t{pick}], row);
     }
 }

@@ -80,6 +80,7 @@ Section sectionOf(std::string_view line)
 
 struct TieUpRow {
     u32 line;
+    u32 width;
     NumberList treadles;
 };
 
@@ -195,7 +196,8 @@ void takeTieUpLine(std::string_view line, Dtx& file)
 {
     if (file.tieUp.size() == mostDraftShafts)
         refuse(file, "more than " + std::to_string(mostDraftShafts) + " shafts");
-    file.tieUp.push_back({file.line, onesOf(line, file)});
+    NumberList ones = onesOf(line, file);
+    file.tieUp.push_back({file.line, file.width, std::move(ones)});
     file.counted++;
 }
 
@@ -305,7 +307,7 @@ void turnTieUp(Dtx& file)
             lines[treadle - 1] = row.line;
         }
     }
-    tellNumbers(table, file.tieUp.front().line, 1, std::string_view());
+    tellNumbers(table, file.tieUp.front().line, file.tieUp.front().width, std::string_view());
     for (u32 i = 0; i < treadles.size(); i++)
         if (!treadles[i].empty())
             tellNumbers(table, lines[i], i + 1, std::move(treadles[i]));
