@@ -152,7 +152,8 @@ TEST(DraftReader, ReadsTheDialectsOfOtherPrograms)
     EXPECT_STREQ(old.info.title, "K\xC3\xB6per f\xC3\xBCr \xE2\x80\x9CLotte\xE2\x80\x9D");
     EXPECT_EQ(old.colours(), "008000 008000 008000 | FF0001 FF0001 ");
     EXPECT_NEAR(old.info.endsPerCm, 10 / 2.54, 1e-9);
-    EXPECT_NEAR(old.info.picksPerCm, 20 / 2.54, 1e-9); // told without a unit
+    EXPECT_NEAR(old.info.picksPerCm, 20 / 2.54, 1e-9);
+    EXPECT_NEAR(Reading(replaced(mac, "units=decipoints", "")).info.endsPerCm, 10 / 2.54, 1e-9); // nothing else fits
 
     // A program for dobby looms: both are declared, all lines are written, empty ones too; UTF-8 with its mark.
     const Reading dobby(
@@ -355,5 +356,6 @@ TEST(DraftReader, LooksBehindNames)
     EXPECT_EQ(Reading(dtx.substr(12), "scarf.DTX").info.ends, 6u);
     const string gif("GIF87a\2\0\1\0\x80\0\0\0\0\0\xFF\xFF\xFF,\0\0\0\0\2\0\1\0\0\2\2\x44\n\0;", 34);
     EXPECT_EQ(loomfile::File::fromMemory(gif.data(), gif.size(), "a.wif").info().format, formatGif);
+    EXPECT_NE(refusalOf("[WIF]\nVersion=1.1\n").find("this is no WIF draft"), string::npos);
     EXPECT_NE(refusalOf("nothing of a draft", "a.dtx").find("not recognised"), string::npos);
 }

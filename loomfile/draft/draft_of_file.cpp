@@ -40,7 +40,13 @@ bool Loomfile::openDraft()
                                            std::to_string(settings.mostBytes) + " that are allowed"};
     const std::string text = textOf(readFile(path, fileBytes));
     const bool isDtx = !isMarkedWif && mayBeDtx && hasDtxSections(text);
-    if (!isDtx && !(isMarkedWif || (extension == "wif" && hasWifSections(text))))
+    const bool isWif = !isDtx && mayBeWif && hasWifSections(text);
+    if (isMarkedWif && !isWif)
+        throw Refusal{loadWrongFormat,
+                      "this is no WIF draft: none of the sections [WEAVING], [WARP], [WEFT], [THREADING] and so on is "
+                      "there",
+                      "", formatWif};
+    if (!isDtx && !isWif)
         return false;
     info.format = isDtx ? 0 : formatWif;
     info.formatName = isDtx ? "DTX draft" : returnLoaderString(formatWif);

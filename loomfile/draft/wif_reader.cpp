@@ -77,7 +77,7 @@ constexpr const char* sectionNames[sectionCount] = {
 
 struct Units {
     std::string word;
-    u32 line = 0;
+    u32 line = 0; // 0 = taken over from the other threads
 };
 
 struct Wif {
@@ -417,9 +417,10 @@ void setUnit(const Units& units, Section section, ThreadParts& threads, Remarks&
         threads.unit = isInPoints(threads) ? decipoint : 1;
     else {
         threads.unit = 0;
-        remarks.push_back({placeText(units.line, sectionNames[section]) + quotation(units.word) +
-                               " where Decipoints, Inches or Centimeters are expected, lengths are left out",
-                           false});
+        if (units.line != 0)
+            remarks.push_back({placeText(units.line, sectionNames[section]) + quotation(units.word) +
+                                   " where Decipoints, Inches or Centimeters are expected, lengths are left out",
+                               false});
     }
 }
 
@@ -506,6 +507,10 @@ Draft readWif(std::string_view content, Remarks& remarks)
             threads->count.line = file.lineOf[section];
     leaveOut(file);
     choosePicks(file);
+    if (file.warpUnits.word.empty())
+        file.warpUnits.word = file.weftUnits.word;
+    else if (file.weftUnits.word.empty())
+        file.weftUnits.word = file.warpUnits.word;
     setUnit(file.warpUnits, warp, file.parts.warp, remarks);
     setUnit(file.weftUnits, weft, file.parts.weft, remarks);
     file.parts.program = file.program + (file.program.empty() || file.version.empty() ? "" : " ") + file.version;
