@@ -6,7 +6,7 @@
 #include "loomfile/draft/drawdown.h"
 
 struct DraftPicture {
-    explicit DraftPicture(Draft draft);
+    explicit DraftPicture(Draft given);
     DraftPicture(const DraftPicture&) = delete;
     DraftPicture& operator=(const DraftPicture&) = delete;
 

@@ -4,8 +4,8 @@
 #include "loomfile/draft/draft.h"
 
 struct Drawdown {
-    // The draft must outlive it.
-    explicit Drawdown(const Draft& draft);
+    // Which must outlive it.
+    explicit Drawdown(const Draft& given);
 
     void draw(u32 firstPick, u32 count, u8* rows, u32 stride);
 

@@ -6,7 +6,7 @@
 #include "loomfile/draft/draft_parts.h"
 
 // Whether the text begins as such a file, or, when that is enough, has sections as it has.
-bool beginsAsWif(std::string_view text);
-bool hasWifSections(std::string_view text);
+bool beginsAsWif(std::string_view content);
+bool hasWifSections(std::string_view content);
 // Throws Refusal.
-Draft readWif(std::string_view text, Remarks& remarks);
+Draft readWif(std::string_view content, Remarks& remarks);
