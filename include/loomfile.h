@@ -58,8 +58,10 @@ typedef struct Loomfile Loomfile;
 /* How to open a file. Zero and null are the defaults. */
 typedef struct LoomfileOptions {
     u32 size;
-    i32 format;        /* the FormatName to open it as; 0 = found out */
-    u32 libtloadOnly;  /* 1: no second reading of common pictures by the graphics command */
+    i32 format; /* the FormatName to open it as; 0 = found out */
+    /* 1: what libTload's own loaders make of the file: no second reading of common pictures by the graphics command, no
+     * drafts in their colours */
+    u32 libtloadOnly;
     u32 bonasUnpadded; /* 1: the picks of Bonas files are not padded */
     u32 jc4Module;     /* hooks of the module where a JC4 file allows several: 1 = 1344, 2 = 1536, 3 = 3072 */
     u64 mostPixels;    /* refuse pictures of more pixels; 0 = 4294967296 */
@@ -77,7 +79,7 @@ typedef struct LoomfileOptions {
 /* What an open file holds. */
 typedef struct LoomfileInfo {
     u32 size;
-    i32 format;             /* a FormatName; 0 when only the graphics command knows the format */
+    i32 format;             /* a FormatName; 0 when libTload does not know the format */
     const char* formatName; /* in words, "BMP" */
     i32 refusedBy;          /* the FormatName that its name or first bytes told and whose loader refused it, else 0 */
     u32 kind;               /* an ImageKind */
@@ -96,6 +98,7 @@ typedef struct LoomfileInfo {
     u64 fileBytes;          /* of the file */
     const char* description;
     const char* firstPartFile; /* the file that a design of several begins with, when that is another one, else "" */
+    u32 isDraft;               /* 1 when the file tells a draft (WIF, DTX), whose drawdown is the picture */
 } LoomfileInfo;
 
 /* Why something was not done. */
@@ -140,7 +143,10 @@ static inline LoomfileFailure loomfileFailure(void)
  * it is taken by the name although the size differs, the file is doubtful.
  *
  * Common pictures (GIF, BMP, TIFF, PCX, PNM, WebP and more) that libTload refuses, or would not show as they are meant,
- * are read by GraphicsMagick where it is installed; a remark says so. */
+ * are read by GraphicsMagick where it is installed; a remark says so.
+ *
+ * Drafts (WIF and DTX, whatever they are called) are shown by their drawdown: bilevel, where black stands for the warp,
+ * when the file tells no other colours, else in the colour of the yarn that lies on top. */
 LOOMFILE_API Loomfile* loomfileOpen(const char* path, const LoomfileOptions* options, LoomfileFailure* failure);
 
 /* The same for a file of which the caller has the bytes: they are written to a temporary file. name, of which what
@@ -162,7 +168,7 @@ LOOMFILE_API u32 loomfileRemarkCount(const Loomfile* file);
  * when the picture is not what the file means, else 0. */
 LOOMFILE_API const char* loomfileRemark(const Loomfile* file, u32 index, u32* isGrave);
 
-/* How many formats of libTload take the file, its own first; 0 when only the graphics command does. Others are tried
+/* How many formats of libTload take the file, its own first; 0 when none does. Others are tried
  * when the function is first called. */
 LOOMFILE_API u32 loomfileCandidateCount(Loomfile* file);
 /* The FormatName of a candidate, counted from 0; 0 for others. */

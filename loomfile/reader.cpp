@@ -278,10 +278,14 @@ void Loomfile::readRows(u8* rows, u32 count, u32 stride)
         throw Refusal{loadBadData, "rows are asked for that the picture does not have"};
     if (count == 0)
         return;
-    if (nextRow == 0 && isSpent && pixels == nullptr)
-        reopen();
-    deliver(rows, count, stride);
-    clearTails(rows, count, stride, info);
+    if (shown != nullptr) {
+        shown->draw(nextRow, count, rows, stride);
+    } else {
+        if (nextRow == 0 && isSpent && pixels == nullptr)
+            reopen();
+        deliver(rows, count, stride);
+        clearTails(rows, count, stride, info);
+    }
     nextRow += count;
 }
 

@@ -7,15 +7,11 @@
 #include <vector>
 
 #include "loomfile/common_pictures.h"
-#include "loomfile/draft/draft.h"
+#include "loomfile/draft/draft_picture.h"
 #include "loomfile/refusal.h"
+#include "loomfile/remark.h"
 #include "loomfile/settings.h"
 #include "loomfile/work_folder.h"
-
-struct Remark {
-    std::string text;
-    bool isGrave;
-};
 
 struct Freer {
     void operator()(LoaderState* state) const { llibFreeState(state); }
@@ -57,6 +53,7 @@ private:
     Attempt limit() const;
     void reopen();
 
+    bool openDraft();
     void findFormat();
     void openForced();
     bool openFirstPart();
@@ -92,7 +89,8 @@ private:
     size_t headerBytes = 0;
     u64 fileBytes = 0;
     u32 nextRow = 0;
-    std::unique_ptr<u8, Freer> pixels; // the whole picture, when it is kept
+    std::unique_ptr<u8, Freer> pixels;   // the whole picture, when it is kept
+    std::unique_ptr<DraftPicture> shown; // instead of what a loader delivers
     FormatId loader = 0;
     char loaderPath[4096]; // loaders write the first part's name into it
     char description[8192];

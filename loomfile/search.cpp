@@ -63,6 +63,8 @@ void Loomfile::open(const char* given)
         throw sourceRefusal(path);
     headerBytes = static_cast<size_t>(std::min<u64>(fileBytes, sizeof header));
     memcpy(header, first, headerBytes);
+    if (openDraft())
+        return;
     if (settings.format != noFormat)
         openForced();
     else

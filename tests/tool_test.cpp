@@ -327,7 +327,7 @@ TEST_F(Tool, TellsWhatFilesHold)
         "kind": "rgb", "width": 5, "height": 3, "resolutionX": 299.999, "resolutionY": 299.999, "multiplierX": 1,
         "multiplierY": 1, "orientation": 0, "firstPart": true, "firstPartFile": null, "colours": null,
         "refusedBy": null, "candidates": [23], "doubtful": false, "secondReading": false, "fileBytes": 102,
-        "remarks": [],
+        "remarks": [], "draft": null,
         "description": "PBM plus"})"));
     EXPECT_EQ(documents[1].at("status"), 10);
     EXPECT_TRUE(documents[2].at("error").is_string());
@@ -343,6 +343,22 @@ TEST_F(Tool, TellsWhatFilesHold)
     EXPECT_EQ(run({"-V"}).output, "loomfile 1.0.0\n");
     EXPECT_EQ(run({"formats"}).output.find("emblem"), string::npos);
     EXPECT_EQ(shell("loomfile info small.bmp >&-"), 12);
+}
+
+TEST_F(Tool, TellsDrafts)
+{
+    files.write("a.wif", "[WIF]\nSource Program=Shed\n[TEXT]\nTitle=Twill\nAuthor=Ann\n[NOTES]\n1=two\n2=lines\n"
+                         "[WEAVING]\nShafts=2\nTreadles=3\nRising Shed=no\n[WARP]\nThreads=2\nSpacing=0.08\n"
+                         "[WEFT]\nThreads=2\n[THREADING]\n1=1\n2=2\n[TIEUP]\n1=1\n[LIFTPLAN]\n1=1\n2=2\n");
+    EXPECT_NE(run({"a.wif"}).output.find("  Shafts        2, sinking shed\n  Treadles      none, a lift plan\n"
+                                         "  Sett          12.5 ends and unknown picks a cm\n  Title         Twill\n"
+                                         "  Author        Ann\n  Notes         two\n                lines\n"
+                                         "  Written by    Shed\n"),
+              string::npos);
+    EXPECT_EQ(Json::parse(run({"info", "--json", "a.wif"}).output)[0].at("draft"),
+              Json::parse(R"({"ends": 2, "picks": 2, "shafts": 2, "treadles": null, "liftPlan": true,
+        "sinkingShed": true, "hasColours": false, "endsPerCm": 12.5, "picksPerCm": null, "title": "Twill",
+        "author": "Ann", "notes": "two\nlines", "program": "Shed"})"));
 }
 
 TEST_F(Tool, TellsScriptsWhatIsNotAsTheFileMeans)

@@ -1,7 +1,5 @@
 #include "loomfile/draft/draft.h"
 
-#include <algorithm>
-#include <map>
 #include <numeric>
 
 constexpr u32 wordBits = 64;
@@ -24,32 +22,6 @@ std::vector<u64> liftedShafts(const Draft& draft, u32 pick)
         for (u64& word : words)
             word = ~word;
     return words;
-}
-
-static bool isUp(const NumberList& shafts, const std::vector<u64>& lifted)
-{
-    return std::any_of(shafts.begin(), shafts.end(),
-                       [&](u32 shaft) { return (lifted[(shaft - 1) / wordBits] >> (shaft - 1) % wordBits & 1) != 0; });
-}
-
-void drawRows(const Draft& draft, u32 firstPick, u32 count, u8* rows, u32 stride)
-{
-    const u32 rowBytes = (draft.ends() + 7) / 8;
-    std::map<std::vector<u64>, const u8*> drawn; // picks that lift the same shafts look the same
-    for (u32 row = 0; row < count; row++) {
-        u8* bytes = rows + u64{row} * stride;
-        std::vector<u64> lifted = liftedShafts(draft, firstPick + row);
-        const auto known = drawn.find(lifted);
-        if (known != drawn.end()) {
-            std::copy_n(known->second, rowBytes, bytes);
-            continue;
-        }
-        std::fill_n(bytes, rowBytes, u8{0});
-        for (u32 end = 0; end < draft.ends(); end++)
-            if (isUp(draft.threading[end], lifted))
-                bytes[end / 8] |= static_cast<u8>(0x80 >> end % 8);
-        drawn.emplace(std::move(lifted), bytes);
-    }
 }
 
 double threadsPerCentimetre(const Threads& threads)

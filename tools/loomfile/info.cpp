@@ -5,7 +5,7 @@
 #include <sstream>
 
 #include "commands.h"
-#include "json.h"
+#include "draft_facts.h"
 #include "messages.h"
 
 constexpr u32 resolutionUnit = 1000;
@@ -105,6 +105,8 @@ static void printInfoText(const Picture& picture, bool isVerbose)
         printLine("Orientation", std::to_string(info.orientation) +
                                      (info.orientation == 0 ? ", as in pictures" : ", as in loom files"));
     printDesign(info, isVerbose);
+    for (const auto& [name, text] : draftLines(picture))
+        printLine(name, text);
     std::istringstream lines(info.description);
     const char* label = "Description";
     for (std::string line; std::getline(lines, line); label = "")
@@ -138,6 +140,7 @@ static Json infoJson(const Picture& picture)
             {"firstPartFile", info.firstPartFile[0] == 0 ? Json() : Json(info.firstPartFile)},
             {"colours", info.colourCount == 0 ? Json() : Json(info.colourCount)},
             {"description", info.description},
+            {"draft", draftJson(picture)},
             {"remarks", remarksJson(picture)}};
 }
 

@@ -16,7 +16,8 @@ void addOpenOptions(CLI::App& command, OpenOptions& options)
             "--format", setFormat,
             "Open the file as this format: a number or a name from 'loomfile formats', or an extension")
         ->type_name("FORMAT");
-    command.add_flag("--libtload-only", options.libtloadOnly, "Leave what libTload does not read to no other program");
+    command.add_flag("--libtload-only", options.libtloadOnly,
+                     "Show files as libTload alone reads them: no other program, no drafts in their colours");
     command.add_option("--name", options.name, "What the file is called that comes from standard input, as '-'")
         ->type_name("NAME");
 }
