@@ -14,7 +14,7 @@ using std::string_view;
 namespace
 {
 
-constexpr i64 smallestFile = 8;
+constexpr i64 leastFileBytes = 8;
 
 // The last characters of a name in one number, lowered: three letters, or four when a dot stands before them.
 // A two-letter extension packs with its dot.
@@ -224,7 +224,7 @@ FormatId detectFormat(const char* path)
 
     probe.header = loadImgCheckHeader(path);
     i64 size = loadImgLastFilesize();
-    if (probe.header == nullptr || size < smallestFile)
+    if (probe.header == nullptr || size < leastFileBytes)
         return formatNotAnImage;
     probe.headerSize = static_cast<size_t>(std::min<i64>(size, headerBytes));
 

@@ -4,6 +4,8 @@
 #include <cerrno>
 #include <cstring>
 
+#include "framework/path.h"
+
 const u8* probedHeader(const char* path, i64 least)
 {
     errno = 0;
@@ -46,4 +48,11 @@ LoadStatus openFile(const char* path, File& file, void* header, size_t size, Loa
     if (status != loadSuccess)
         return status;
     return readExactly(file.stream, header, size) ? loadSuccess : refuseHeader(tooShort);
+}
+
+LoadStatus openNamed(const char* path, const char* extension, File& file, void* header, size_t size)
+{
+    if (!hasExtension(path, extension))
+        return refuseName(extension);
+    return openFile(path, file, header, size, loadWrongFormat);
 }

@@ -22,3 +22,6 @@ LoadStatus openFile(const char* path, File& file);
 
 // Opens a file and reads its header: 3 when it cannot be opened, tooShort when it ends before.
 LoadStatus openFile(const char* path, File& file, void* header, size_t size, LoadStatus tooShort);
+
+// The same of a file whose name ends in the extension: 6 when it does not, or when the file ends before.
+LoadStatus openNamed(const char* path, const char* extension, File& file, void* header, size_t size);

@@ -50,7 +50,7 @@ std::string archiveMember(const std::string& path, const std::string& extension)
         return "";
     for (size_t at = end - directoryBytes; at + memberBytes <= end;) {
         const size_t length = numberAt(tail, at + 28, 2);
-        const std::string name = tail.substr(at + memberBytes, length);
+        std::string name = tail.substr(at + memberBytes, length);
         if (extensionOf(name) == extension && name.find('/') == std::string::npos)
             return name;
         at += memberBytes + length + numberAt(tail, at + 30, 2) + numberAt(tail, at + 32, 2);

@@ -113,9 +113,11 @@ std::vector<std::string> bookNames(const std::vector<u8>& bytes)
     constexpr u32 cmyk = 2;
     const size_t codeAndComponents = 6 + (space == cmyk ? 4 : 3);
     for (u32 i = 0; i < count && !file.isAtEnd(); i++) {
-        const std::string name = untranslated(file.takeName());
+        std::string name = untranslated(file.takeName());
         file.skip(codeAndComponents);
-        names.push_back(name.empty() ? name : prefix + name + postfix);
+        if (!name.empty())
+            name.insert(0, prefix).append(postfix);
+        names.push_back(std::move(name));
     }
     return names;
 }

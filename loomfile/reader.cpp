@@ -137,7 +137,7 @@ void Loomfile::accept(FormatId refusedBy)
 {
     info.format = loader;
     info.formatName = returnLoaderString(loader);
-    info.refusedBy = refusedBy;
+    info.refusedBy = refusedBy != loader ? refusedBy : 0;
     info.isPalette = isPaletteFormat(loader) ? 1 : 0;
     info.description = description;
     info.fileBytes = fileBytes;

@@ -27,12 +27,12 @@ struct StateInUse {
 };
 
 struct Loomfile {
-    explicit Loomfile(Settings settings);
+    explicit Loomfile(Settings given);
     Loomfile(const Loomfile&) = delete;
     Loomfile& operator=(const Loomfile&) = delete;
 
     // All of these throw Refusal, or what the standard library throws.
-    void open(const char* path);
+    void open(const char* given);
     void openMemory(const void* bytes, u64 size, const char* name);
     void readRows(u8* rows, u32 count, u32 stride);
     void rewind() { nextRow = 0; }
@@ -55,16 +55,21 @@ private:
 
     bool openDraft();
     void findFormat();
+    Attempt tryDetected(FormatId detected, bool isGuess);
     void openForced();
     bool openFirstPart();
+    bool openByName(FormatId detected, FormatId& doubted);
     bool openByContents();
+    void readAgainOrRefuse(Refusal refused);
     bool readAgain(const CommonPicture* picture, const std::string& why);
     bool mayBe(FormatId format) const;
     bool contentsBegin(const char* mark) const;
     bool fitsExactly();
-    bool isOutOfSize() const;
+    bool isDoubted() const;
     std::string linkName(FormatId format) const;
-    void accept(FormatId refusedBy);
+    void accept(FormatId refusedBy); // its own format does not count
+    void acceptOrReadAgain(FormatId refusedBy);
+    void acceptDoubtful(FormatId refusedBy);
 
     const CommonPicture* commonPicture() const;
     void countPalette();
@@ -110,4 +115,4 @@ struct Circumstances {
     bool hasItsName;
     bool lacksHelper;
 };
-std::string sentenceOf(const Circumstances& circumstances);
+std::string sentenceOf(const Circumstances& file);

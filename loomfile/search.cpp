@@ -18,7 +18,7 @@
 #include "loomfile/reader.h"
 
 constexpr size_t longestPath = 4000; // of 4095, so that names of parts can grow
-constexpr u64 smallestFile = 8;
+constexpr u64 leastFileBytes = 8;
 constexpr FormatId noFormat = 0;
 
 static std::string baseNameOf(const std::string& path)
@@ -59,7 +59,7 @@ void Loomfile::open(const char* given)
     const StateInUse use(state.get());
     const u8* first = loadImgCheckHeader(path.c_str());
     fileBytes = first != nullptr ? static_cast<u64>(loadImgLastFilesize()) : 0;
-    if (fileBytes < smallestFile && (settings.format == noFormat || first == nullptr))
+    if (fileBytes < leastFileBytes && (settings.format == noFormat || first == nullptr))
         throw sourceRefusal(path);
     headerBytes = static_cast<size_t>(std::min<u64>(fileBytes, sizeof header));
     memcpy(header, first, headerBytes);
@@ -109,7 +109,7 @@ bool Loomfile::contentsBegin(const char* mark) const
 // The name that a link to the file needs for a loader which insists on one.
 std::string Loomfile::linkName(FormatId format) const
 {
-    const std::string usual = "file" + firstExtension(format);
+    std::string usual = "file" + firstExtension(format);
     if (format == formatVectorPreview && !hasNameOf(path, format))
         return contentsBegin("%PDF-") ? "file.pdf" : contentsBegin("%!PS") ? "file.eps" : "file.svg";
     if (format == formatPalette && contentsBegin("GIMP Palette"))
@@ -142,12 +142,13 @@ static const Remark* graveRemark(const std::vector<Remark>& remarks)
     return found != remarks.end() ? &*found : nullptr;
 }
 
-// Whether the open file has not the size that its header announces.
-bool Loomfile::isOutOfSize() const
+// Whether only its name says that the open file is of its format, and its size does not.
+bool Loomfile::isDoubted() const
 {
-    return std::any_of(remarks.begin(), remarks.end(), [](const Remark& remark) {
-        return remark.isGrave || remark.text.find("behind the picture") != std::string::npos;
-    });
+    return factsOf(loader).evidence != Evidence::mark &&
+           std::any_of(remarks.begin(), remarks.end(), [](const Remark& remark) {
+               return remark.isGrave || remark.text.find("behind the picture") != std::string::npos;
+           });
 }
 
 // Whether all rows are there and nothing is left.
@@ -186,70 +187,96 @@ bool Loomfile::openFirstPart()
     return false;
 }
 
+Loomfile::Attempt Loomfile::tryDetected(FormatId detected, bool isGuess)
+{
+    if (isGuess)
+        return tryFormat(detected, path);
+    if (detected != formatNotAnImage)
+        return tryNamed(detected);
+    const std::string extension = extensionOf(path);
+    return Refusal{loomfileNotAnImage, "this is not a picture or weaving file by its name" +
+                                           (extension.empty() ? "" : " (." + extension + ")") +
+                                           ", and nothing in it tells of one"};
+}
+
+// No other loader would fare better.
+static bool isFinal(const Refusal& refused)
+{
+    return refused.signal != 0 || refused.status == loadOutOfMemory || refused.status == loadDecoderError ||
+           refused.status == loomfileCannotWrite;
+}
+
+// Tries the other formats of such names. The first one that takes the file and does not fit it is noted.
+bool Loomfile::openByName(FormatId detected, FormatId& doubted)
+{
+    for (FormatId another : formatsOfName(path)) {
+        if (another == detected || tryNamed(another).has_value())
+            continue;
+        if (!isDoubted())
+            return true;
+        doubted = doubted != noFormat ? doubted : another;
+    }
+    return false;
+}
+
+// Of a picture that its loader cannot deliver rightly a second reading is better.
+void Loomfile::acceptOrReadAgain(FormatId refusedBy)
+{
+    const Remark* grave = graveRemark(remarks);
+    if (grave == nullptr || !readAgain(commonPicture(), std::string(grave->text)))
+        accept(refusedBy);
+}
+
+void Loomfile::acceptDoubtful(FormatId refusedBy)
+{
+    ownRemarks.push_back({"only its name says that this is a file of the format " +
+                              std::string(returnLoaderString(loader)) + ", which it does not fit",
+                          true});
+    takeRemarks();
+    accept(refusedBy);
+    info.isDoubtful = 1;
+}
+
+void Loomfile::readAgainOrRefuse(Refusal refused)
+{
+    const CommonPicture* picture = commonPicture();
+    if (picture == nullptr)
+        picture = targaPictureOf(path, header, headerBytes);
+    if (readAgain(picture, refused.reason))
+        return;
+    if (picture != nullptr && !settings.libtloadOnly && graphicsCommandOf(settings).empty())
+        refused.sentence += "; GraphicsMagick reads " + std::string(picture->name) +
+                            " pictures, but is not installed (Debian package graphicsmagick)";
+    throw Refusal(std::move(refused));
+}
+
 void Loomfile::findFormat()
 {
     const FormatId detected = returnLoaderFunctions(formatDetect, path.c_str());
-    const std::string extension = extensionOf(path);
-    const bool isGuess = detected == formatBonas && extension != "ep";
+    const bool isGuess = detected == formatBonas && extensionOf(path) != "ep";
     if (isGuess && openFirstPart())
         return;
-    Attempt refused = isGuess ? tryFormat(detected, path)
-                      : detected != formatNotAnImage
-                          ? tryNamed(detected)
-                          : Refusal{loomfileNotAnImage, "this is not a picture or weaving file by its name" +
-                                                            (extension.empty() ? "" : " (." + extension + ")") +
-                                                            ", and nothing in it tells of one"};
-    auto isDoubted = [this] { return factsOf(loader).evidence != Evidence::mark && isOutOfSize(); };
-    FormatId doubted = !refused.has_value() && isDoubted() ? loader : noFormat;
-    if (!refused.has_value() && doubted == noFormat) {
-        const Remark* grave = graveRemark(remarks);
-        if (grave == nullptr || !readAgain(commonPicture(), std::string(grave->text)))
-            accept(noFormat);
+    const Attempt refused = tryDetected(detected, isGuess);
+    if (refused.has_value() && isFinal(*refused))
+        throw Refusal(*refused);
+    if (!refused.has_value() && !isDoubted()) {
+        acceptOrReadAgain(noFormat);
         return;
     }
-    const bool isFinal =
-        refused.has_value() && (refused->signal != 0 || refused->status == loadOutOfMemory ||
-                                refused->status == loadDecoderError || refused->status == loomfileCannotWrite);
-    if (isFinal)
-        throw Refusal(*refused);
     // A name that tells of no picture has kept libTload from looking at it.
     if (refused.has_value() && detected != formatNotAnImage && readAgain(commonPicture(), refused->reason))
         return;
 
     const FormatId refusedBy = detected == formatNotAnImage || isGuess ? noFormat : detected;
-    for (FormatId another : formatsOfName(path)) {
-        if (another == detected || tryNamed(another).has_value())
-            continue;
-        if (!isDoubted()) {
-            accept(refusedBy);
-            return;
-        }
-        doubted = doubted != noFormat ? doubted : another;
-    }
-    if (openByContents()) {
-        const Remark* grave = graveRemark(remarks);
-        if (grave == nullptr || !readAgain(commonPicture(), std::string(grave->text)))
-            accept(refusedBy != loader ? refusedBy : noFormat);
-        return;
-    }
-    if (doubted != noFormat && !tryNamed(doubted).has_value()) {
-        ownRemarks.push_back({"only its name says that this is a file of the format " +
-                                  std::string(returnLoaderString(doubted)) + ", which it does not fit",
-                              true});
-        takeRemarks();
-        accept(doubted != refusedBy ? refusedBy : noFormat);
-        info.isDoubtful = 1;
-        return;
-    }
-    const CommonPicture* picture = commonPicture();
-    if (picture == nullptr)
-        picture = targaPictureOf(path, header, headerBytes);
-    if (readAgain(picture, refused->reason))
-        return;
-    if (picture != nullptr && !settings.libtloadOnly && graphicsCommandOf(settings).empty())
-        refused->sentence += "; GraphicsMagick reads " + std::string(picture->name) +
-                             " pictures, but is not installed (Debian package graphicsmagick)";
-    throw Refusal(*refused);
+    FormatId doubted = refused.has_value() ? noFormat : loader;
+    if (openByName(detected, doubted))
+        accept(refusedBy);
+    else if (openByContents())
+        acceptOrReadAgain(refusedBy);
+    else if (const Attempt last = doubted != noFormat ? tryNamed(doubted) : refused)
+        readAgainOrRefuse(*last);
+    else
+        acceptDoubtful(refusedBy);
 }
 
 // Whether the first bytes allow a format that would be tried at some cost, or that takes nearly everything.

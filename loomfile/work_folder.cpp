@@ -162,7 +162,7 @@ void WorkFolder::removeMember(const std::string& member) const
 std::string WorkFolder::link(const std::string& target, const std::string& linkName)
 {
     const std::string folder = name("links");
-    const std::string made = folder + "/" + linkName;
+    std::string made = folder + "/" + linkName;
     std::error_code error;
     fs::create_directory(folder, error);
     fs::remove(made, error);

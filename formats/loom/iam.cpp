@@ -27,11 +27,9 @@ constexpr u32 bbiPixelBytes = 4;
 
 LoadStatus tryLoadPat(const LoadRequest& request, ImageInfo& image)
 {
-    if (!hasExtension(request.path, "pat"))
-        return refuseName("pat");
     File file;
     u8 header[patHeaderBytes];
-    const LoadStatus status = openFile(request.path, file, header, sizeof header, loadWrongFormat);
+    const LoadStatus status = openNamed(request.path, "pat", file, header, sizeof header);
     if (status != loadSuccess)
         return status;
     const u32 width = littleEndian16(header + atPatWidth);
@@ -57,11 +55,9 @@ LoadStatus tryLoadPat(const LoadRequest& request, ImageInfo& image)
 
 LoadStatus tryLoadBbi(const LoadRequest& request, ImageInfo& image)
 {
-    if (!hasExtension(request.path, "bbi"))
-        return refuseName("bbi");
     File file;
     u8 header[bbiHeaderBytes];
-    const LoadStatus status = openFile(request.path, file, header, sizeof header, loadWrongFormat);
+    const LoadStatus status = openNamed(request.path, "bbi", file, header, sizeof header);
     if (status != loadSuccess)
         return status;
     if (header[atBbiU] != 'U' || header[atBbiB] != 'B')

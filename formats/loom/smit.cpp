@@ -9,7 +9,6 @@
 #include "framework/bytes.h"
 #include "framework/file.h"
 #include "framework/loader.h"
-#include "framework/path.h"
 #include "framework/probe.h"
 #include "framework/thread_state.h"
 
@@ -101,11 +100,9 @@ LoadStatus tryLoad(const LoadRequest& request, ImageInfo& image)
     const i64 size = loadImgLastFilesize();
     if (probed == nullptr)
         return loadWrongFormat;
-    if (!hasExtension(request.path, "arm"))
-        return refuseName("arm");
     File file;
     u8 header[cardHeaderBytes];
-    LoadStatus status = openFile(request.path, file, header, sizeof header, loadWrongFormat);
+    LoadStatus status = openNamed(request.path, "arm", file, header, sizeof header);
     if (status != loadSuccess)
         return status;
     if (memcmp(header, mark.data(), mark.size()) != 0)

@@ -12,11 +12,9 @@ constexpr u32 headerBytes = 8;
 
 LoadStatus tryLoad(const LoadRequest& request, ImageInfo& image)
 {
-    if (!hasExtension(request.path, "pat"))
-        return refuseName("pat");
     File file;
     u8 header[headerBytes];
-    const LoadStatus status = openFile(request.path, file, header, sizeof header, loadWrongFormat);
+    const LoadStatus status = openNamed(request.path, "pat", file, header, sizeof header);
     if (status != loadSuccess)
         return status;
     const u32 height = littleEndian16(header);

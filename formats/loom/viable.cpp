@@ -3,8 +3,6 @@
 //   header   512 bytes: height at 16, width less 64 at 18, both little-endian
 //   picks    the leftmost end in a byte's lowest bit
 #include "formats/loom/card_file.h"
-#include "framework/path.h"
-#include "framework/probe.h"
 #include "framework/thread_state.h"
 
 namespace
@@ -17,11 +15,9 @@ constexpr u32 leastWidth = 64;
 
 LoadStatus tryLoad(const LoadRequest& request, ImageInfo& image)
 {
-    if (!hasExtension(request.path, "pun"))
-        return refuseName("pun");
     File file;
     u8 header[headerSize];
-    const LoadStatus status = openFile(request.path, file, header, sizeof header, loadWrongFormat);
+    const LoadStatus status = openNamed(request.path, "pun", file, header, sizeof header);
     if (status != loadSuccess)
         return status;
     const u32 width = leastWidth + littleEndian16(header + atWidth);

@@ -43,11 +43,9 @@ LoadStatus tryLoadPat(const LoadRequest& request, ImageInfo& image)
 
 LoadStatus tryLoadSti(const LoadRequest& request, ImageInfo& image)
 {
-    if (!hasExtension(request.path, "sti"))
-        return refuseName("sti");
     File file;
     u8 header[stiHeaderBytes];
-    const LoadStatus status = openFile(request.path, file, header, sizeof header, loadWrongFormat);
+    const LoadStatus status = openNamed(request.path, "sti", file, header, sizeof header);
     if (status != loadSuccess)
         return status;
     const u32 width = littleEndian16(header + atStiWidth);
