@@ -9,9 +9,10 @@
 
 #include "loomfile.h"
 
-// The first six are the library's own status numbers.
+// Most are the library's own status numbers.
 enum ExitCode {
     exitSuccess = 0,
+    exitDiffers = 1, // of two files that were compared
     exitOutOfMemory = loadOutOfMemory,
     exitCannotRead = loadCannotRead,
     exitUnsupportedVariant = loadUnsupportedVariant,
