@@ -4,11 +4,16 @@
 #include <cstring>
 #include <vector>
 
+static bool isDraftFile(const LoomfileInfo& info)
+{
+    return info.format == formatWif || strcmp(info.formatName, "DTX draft") == 0;
+}
+
 static int blackOf(const LoomfileInfo& info)
 {
     constexpr u8 whiteAndBlack[] = {255, 255, 255, 0, 0, 0};
     constexpr u8 blackAndWhite[] = {0, 0, 0, 255, 255, 255};
-    if (info.kind != kindIndexed || info.colourCount != 2)
+    if (info.kind != kindIndexed || info.colourCount != 2 || isDraftFile(info))
         return -1;
     if (memcmp(info.palette, blackAndWhite, sizeof blackAndWhite) == 0)
         return 0;
@@ -24,12 +29,10 @@ DraftHandle openDraft(Picture& picture)
     return draft;
 }
 
-// Pictures of colours have a draft only when they are drawn from one.
 static DraftHandle draftShown(Picture& picture)
 {
-    if (picture.info.kind == kindBilevel || blackOf(picture.info) >= 0)
-        return nullptr;
-    return DraftHandle(loomfileOpenDraft(picture.handle.get(), nullptr));
+    const bool isShown = picture.info.kind != kindBilevel && isDraftFile(picture.info);
+    return isShown ? openDraft(picture) : nullptr;
 }
 
 Lifts::Lifts(Picture& shown, const std::string& advice)
@@ -42,9 +45,9 @@ Lifts::Lifts(Picture& shown, const std::string& advice)
     loomfileRewind(shown.handle.get());
 }
 
-bool hasLifts(Picture& picture)
+bool hasLifts(const Picture& picture)
 {
-    return picture.info.kind == kindBilevel || blackOf(picture.info) >= 0 || draftShown(picture) != nullptr;
+    return picture.info.kind == kindBilevel || blackOf(picture.info) >= 0 || isDraftFile(picture.info);
 }
 
 static void packLifts(const std::vector<u8>& indices, u32 width, int black, u8* rows, u32 rowBytes)

@@ -26,4 +26,4 @@ struct Lifts {
 };
 
 // Whether there are lifts to be had.
-bool hasLifts(Picture& picture);
+bool hasLifts(const Picture& picture);
