@@ -241,6 +241,10 @@ LOOMFILE_API void loomfileDraftColours(const LoomfileDraft* draft, u8* warp, u8*
 /* Rows of the drawdown from a pick on, one every stride bytes, an end a bit from the highest on: 1 = the warp is up.
  * Bits behind the last end are clear. Returns 0, or 7 when there are not so many picks or the stride is too small. */
 LOOMFILE_API i32 loomfileDraftRows(const LoomfileDraft* draft, u32 firstPick, u32 count, u8* rows, u32 stride);
+/* The draft as a WIF 1.1 file, of *size bytes with a zero behind them, which last until the next call for this draft.
+ * The shed that is written always rises: shafts of a sinking one are told as the others that go up. Picks with several
+ * treadles get a lift plan as well. Null after a failure, as for a draft of more than 256 shafts. */
+LOOMFILE_API const char* loomfileDraftWif(LoomfileDraft* draft, u64* size, LoomfileFailure* failure);
 
 /* The Debian packages of the program without which files of a format are not opened, "gzip"; "" when it needs none. The
  * text is a constant. */

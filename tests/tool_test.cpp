@@ -28,6 +28,7 @@
 #include "samples/takemura_writer.h"
 #include "samples/tis_writer.h"
 #include "samples/vector_writer.h"
+#include "samples/wif_writer.h"
 #include "samples/zip_writer.h"
 #include "tests/support.h"
 
@@ -133,6 +134,83 @@ TEST_F(Tool, ConvertsEveryKindExactly)
     }
 }
 
+// Lifts come back bit for bit, whichever way they are stored.
+TEST_F(Tool, WritesPicturesAndDraftsOfLifts)
+{
+    Picture picture = noisePicture(kindBilevel, 21, 9, 0, 1);
+    for (size_t i = 2; i < picture.rows.size(); i += 3)
+        picture.rows[i] &= 0xF8;
+    files.write("a.bmp", encodeBmp(picture, {.pixelsPerMetreX = 11811, .pixelsPerMetreY = 5905}));
+    files.write("a.wif", encodeWif(motifDraft()));
+    for (const char* name : {"a.bmp", "a.wif"}) {
+        const Bytes rows = load(path(name), {.fill = 0}).rows;
+        for (const string target : {"b.bmp", "c.tif", "d.wif"}) {
+            const Result made = make({"convert", name, target});
+            EXPECT_EQ(std::pair(made.exitCode, made.errors), std::pair(0, string()));
+            EXPECT_NE(made.output.find(" -> " + target), string::npos);
+            EXPECT_EQ(run({"compare", name, target}).exitCode, 0) << target;
+            EXPECT_EQ(make({"convert", target, "e.bmp"}).exitCode, 0);
+            EXPECT_TRUE(load(path("e.bmp"), {.fill = 0}).rows == rows) << target;
+        }
+        const Loaded bmp = load(path("b.bmp"), {.fill = 0}), tiff = load(path("c.tif"), {.fill = 0});
+        EXPECT_TRUE(bmp.rows == rows && bmp.kind == kindBilevel);
+        ASSERT_EQ(tiff.rows.size(), u64{tiff.width} * tiff.height); // a byte a pixel
+        EXPECT_EQ(std::pair(tiff.palette[0], tiff.palette[3]), std::pair(u8{255}, u8{0}));
+        for (u32 i = 0; i < tiff.rows.size(); i++)
+            ASSERT_EQ(tiff.rows[i],
+                      rows[i / tiff.width * bmp.rowBytes + i % tiff.width / 8] >> (7 - i % tiff.width % 8) & 1);
+        if (name == string("a.bmp")) {
+            EXPECT_EQ(std::pair(bmp.resX, bmp.resY), std::pair(299999u, 149987u));
+            EXPECT_EQ(std::pair(tiff.resX, tiff.resY), std::pair(299999u, 149987u));
+        }
+    }
+    EXPECT_EQ(make({"convert", "a.wif", "d.wif"}).output,
+              "a.wif: WIF, 384 x 384, 2 colours -> d.wif: 24 shafts, 24 treadles\n");
+}
+
+TEST_F(Tool, ComparesFiles)
+{
+    Picture picture = noisePicture(kindBilevel, 40, 30, 0, 1);
+    files.write("a.bmp", encodeBmp(picture));
+    files.write("a.png", encodePng(picture));
+    picture.rows[5 * 7 + 2] ^= 0x14;
+    picture.rows[5 * 9] ^= 0x80;
+    files.write("b.bmp", encodeBmp(picture));
+    const Result same = run({"compare", "a.bmp", "a.png", "-o", "d.png"});
+    EXPECT_EQ(std::pair(same.exitCode, same.output.substr(0, same.output.find('\n'))),
+              std::pair(0, string("a.bmp and a.png: the same, 40 x 30, lifts compared")));
+    const Result result = make({"compare", "a.bmp", "b.bmp", "-o", "d.png"});
+    EXPECT_EQ(result.exitCode, 1);
+    for (const char* words :
+         {"a.bmp and b.bmp differ", "40 x 30 and 40 x 30", "3 of the 1200 differ", "pick 8, end 20"})
+        EXPECT_NE(result.output.find(words), string::npos) << words << result.output;
+    const Loaded drawn = load(path("d.png"));
+    ASSERT_EQ(std::pair(drawn.width, drawn.height), std::pair(40u, 30u));
+    u32 coloured = 0;
+    for (u32 i = 0; i < drawn.rows.size(); i++) {
+        const u8* colour = &drawn.palette[3 * drawn.rows[i]];
+        const bool isOrange = colour[0] > colour[2], isBlue = colour[0] < colour[2];
+        coloured += isOrange || isBlue ? 1 : 0;
+        EXPECT_FALSE(isOrange && isDark(picture, i % 40, i / 40)) << i;
+        EXPECT_FALSE(isBlue && !isDark(picture, i % 40, i / 40)) << i;
+    }
+    EXPECT_EQ(coloured, 3u);
+    picture.height = 20;
+    picture.rows.resize(5 * 20);
+    files.write("c.bmp", encodeBmp(picture));
+    EXPECT_NE(run({"compare", "b.bmp", "c.bmp"}).output.find("none of the 800 that both have differ"), string::npos);
+
+    // Colours, not the numbers that they have in a palette.
+    Picture indexed = noisePicture(kindIndexed, 9, 9, 5, 1);
+    files.write("e.png", encodePng(indexed));
+    files.write("f.png", encodePng(toRgb(indexed)));
+    EXPECT_EQ(run({"compare", "e.png", "f.png"}).exitCode, 0);
+    indexed.palette[3U * indexed.rows[9 * 8 + 8]] ^= 1;
+    files.write("g.png", encodePng(indexed));
+    EXPECT_EQ(run({"compare", "f.png", "g.png"}).exitCode, 1);
+    EXPECT_EQ(run({"compare", "a.bmp", "none"}).exitCode, 3);
+}
+
 TEST_F(Tool, KeepsResolutionAndMultipliers)
 {
     files.write("first.png",
@@ -158,6 +236,7 @@ TEST_F(Tool, SaysWhatIsWrongInOneSentenceAndLeavesTheTargetAlone)
     files.write("yarns.gpl", "GIMP Palette\n1 2 3 yarn\n");
     files.write("a.svg", encodeSvg(motifPicture(kindIndexed, 9, 9)));
     files.write("-small.bmp", bmp);
+    files.write("bilevel.bmp", encodeBmp(noisePicture(kindBilevel, 300, 90, 0, 1)));
     files.write("cut.bmp", Bytes(bmp.begin(), bmp.end() - 1));
     const Bytes zc5 = encodeZc5(noisePicture(kindBilevel, 40, 900, 0, 1));
     files.write("cut.zc5", Bytes(zc5.begin(), zc5.end() - 900));
@@ -201,8 +280,13 @@ TEST_F(Tool, SaysWhatIsWrongInOneSentenceAndLeavesTheTargetAlone)
         {{"convrt", "x", "new.png"}, 64, "did you mean convert?"},
         {{"nothing"}, 64, "neither a command nor a file 'nothing'"},
         {{"convert", "x", "new.png", "third", "fourth"}, 64, "not expected: third fourth"},
-        {{"convert", "x", "cut.bmp"}, 64, "has to end in .png"}, // of a pattern of names
-        {{"convert", "x", "new.jpg"}, 64, "has to end in .png"},
+        {{"convert", "x", "cut.bmp"}, 12, "--force"}, // of a pattern of names
+        {{"convert", "x", "new.wif"}, 5, "in black and white"},
+        {{"convert", "x", "new.bmp"}, 5, "true colour; write a .png"},
+        {{"convert", "bilevel.bmp", "new.wif"}, 5, "needs 300 shafts, a draft has at most 256"},
+        {{"compare", "x", "cut.bmp"}, 7, "damaged"},
+        {{"compare", "x", "bitmap.png", "-o", "x"}, 64, "has to end in .png"},
+        {{"convert", "x", "new.jpg"}, 64, "has to end in .png, .wif, .bmp, .tif or .tiff"},
         {{"convert", "x", "png:-"}, 64, "has to end in .png"},
         {{"convert", "-small.bmp", "new.png"}, 64, "write a file of this name as './-small.bmp', or behind '--'"},
         {{"info", "--format", "pat", "x"}, 64, "26 = Varitex PAT, 27 = IAM .PAT"},

@@ -2,12 +2,14 @@
 #include <memory>
 
 #include "loomfile/draft/draft.h"
+#include "loomfile/draft/wif_writer.h"
 #include "loomfile/guard.h"
 #include "loomfile/reader.h"
 #include "loomfile/settings.h"
 
 struct LoomfileDraft {
     Draft draft;
+    std::string wif = {}; // once it was asked for
 };
 
 LoomfileDraft* loomfileOpenDraft(Loomfile* file, LoomfileFailure* failure)
@@ -77,4 +79,12 @@ i32 loomfileDraftRows(const LoomfileDraft* handle, u32 firstPick, u32 count, u8*
     if (firstPick > draft.picks() || count > draft.picks() - firstPick || stride < (draft.ends() + 7) / 8)
         return loadBadData;
     return guardedly(nullptr, [&] { drawRows(draft, firstPick, count, rows, stride); });
+}
+
+const char* loomfileDraftWif(LoomfileDraft* handle, u64* size, LoomfileFailure* failure)
+{
+    if (guardedly(failure, [&] { handle->wif = wifOf(handle->draft); }) != loadSuccess)
+        return nullptr;
+    *size = handle->wif.size();
+    return handle->wif.c_str();
 }

@@ -2,6 +2,7 @@
 #include <cerrno>
 #include <cstdio>
 
+#include "loomfile/draft/draft_of_picture.h"
 #include "loomfile/draft/draft_text.h"
 #include "loomfile/draft/dtx_reader.h"
 #include "loomfile/draft/wif_reader.h"
@@ -67,7 +68,5 @@ bool Loomfile::openDraft()
 
 Draft Loomfile::draft()
 {
-    if (shown != nullptr)
-        return shown->draft;
-    throw Refusal{loadWrongFormat, "the file holds no draft"};
+    return shown != nullptr ? shown->draft : draftOfPicture(*this);
 }

@@ -10,6 +10,7 @@ struct Requests {
     FormatsRequest formats;
     InfoRequest info;
     SeamRequest seam;
+    CompareRequest compare;
     PaletteRequest palette;
     ConvertRequest convert;
     QuantizeRequest quantize;

@@ -17,7 +17,7 @@ struct FormatsRequest {
     bool isVerbose = false;
 };
 
-// What becomes a PNG.
+// What becomes a picture or a draft.
 struct PictureRequest {
     std::string source;
     std::string target;
@@ -58,6 +58,11 @@ struct SeamRequest {
     bool json = false;
 };
 
+// The target is the picture of the differences, empty = none.
+struct CompareRequest : PictureRequest {
+    std::string other;
+};
+
 struct QuantizeRequest : PictureRequest {
     i32 colours = 256;
     i32 keep = 0;            // colours of the palette that weigh in
@@ -72,5 +77,6 @@ int showInfo(const InfoRequest& request, const OpenOptions& options);
 ExitCode convertPicture(const ConvertRequest& request, const OpenOptions& options);
 ExitCode renderCloth(const RenderRequest& request, const OpenOptions& options);
 ExitCode measureSeam(const SeamRequest& request, const OpenOptions& options);
+ExitCode compareFiles(const CompareRequest& request, const OpenOptions& options);
 ExitCode quantizePicture(const QuantizeRequest& request, const OpenOptions& options);
 ExitCode showPalette(const PaletteRequest& request, const OpenOptions& options);

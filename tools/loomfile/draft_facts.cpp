@@ -3,15 +3,6 @@
 #include <cstdio>
 #include <sstream>
 
-OpenDraft openDraft(const Picture& picture)
-{
-    LoomfileFailure failure = loomfileFailure();
-    OpenDraft draft(loomfileOpenDraft(picture.handle.get(), &failure));
-    if (draft == nullptr)
-        throw Failure{failure.status, picture.file, failure.sentence, failure.signal};
-    return draft;
-}
-
 static std::string perCentimetre(double threads, const char* noun)
 {
     char text[64];
@@ -23,7 +14,7 @@ std::vector<std::pair<const char*, std::string>> draftLines(const Picture& pictu
 {
     if (picture.info.isDraft == 0)
         return {};
-    const OpenDraft draft = openDraft(picture);
+    const DraftHandle draft = openDraft(picture);
     LoomfileDraftInfo info = loomfileDraftInfo();
     loomfileGetDraftInfo(draft.get(), &info);
     std::vector<std::pair<const char*, std::string>> lines;
@@ -49,7 +40,7 @@ Json draftJson(const Picture& picture)
     if (picture.info.isDraft == 0)
         return {};
     auto known = [](const auto& value, bool isKnown) { return isKnown ? Json(value) : Json(); };
-    const OpenDraft draft = openDraft(picture);
+    const DraftHandle draft = openDraft(picture);
     LoomfileDraftInfo info = loomfileDraftInfo();
     loomfileGetDraftInfo(draft.get(), &info);
     auto text = [&known](const char* value) { return known(value, value[0] != 0); };

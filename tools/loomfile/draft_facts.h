@@ -5,14 +5,6 @@
 
 #include "json.h"
 
-struct CloseDraft {
-    void operator()(LoomfileDraft* draft) const { loomfileCloseDraft(draft); }
-};
-using OpenDraft = std::unique_ptr<LoomfileDraft, CloseDraft>;
-
-// Throws Failure.
-OpenDraft openDraft(const Picture& picture);
-
 // Labels, "" for further lines of the same, and texts; none when the file tells no draft.
 std::vector<std::pair<const char*, std::string>> draftLines(const Picture& picture);
 // null when the file tells no draft.

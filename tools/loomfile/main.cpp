@@ -25,6 +25,8 @@ static constexpr const char* footer =
     "                                         make a picture of 16 colours of it\n"
     "  loomfile render rose.gif cloth.png     how does it look woven, repeat beside repeat?\n"
     "  loomfile seam rose.gif                 do the repeats join without a visible seam?\n"
+    "  loomfile convert rose.dop rose.wif     make a draft of it that every weaving program reads\n"
+    "  loomfile compare rose.dop rose.wif     do both lift the same?\n"
     "  loomfile palette rose.gif              which colours does it have?\n"
     "  loomfile formats                       which kinds of files can be opened?\n"
     "  loomfile help convert                  more about one command\n"
@@ -38,13 +40,13 @@ static constexpr const char* footer =
     "\n"
     "When something goes wrong, one sentence says what, and the exit code tells it to scripts; of several files it is\n"
     "the highest:\n"
-    "   0  all went well                         7  the file is damaged: sizes or data are wrong\n"
+    "   0  all went well                         6  the format is another one, is not known or cannot be loaded\n"
+    "   1  the files that are compared differ    7  the file is damaged: sizes or data are wrong\n"
     "   2  not enough memory                     8  made, but not all that the file means\n"
     "   3  the file cannot be opened            10  the file is no picture or weaving file\n"
     "   4  the picture data cannot be decoded   11  the file's name is empty\n"
     "   5  this variant cannot be loaded        12  the result cannot be written\n"
-    "   6  the format is another one, is not    64  the command was not understood\n"
-    "      known or cannot be loaded";
+    "                                           64  the command was not understood";
 
 static int failUsage(const std::string& text)
 {
@@ -110,6 +112,7 @@ static int runCommand(const std::string& name, const Requests& requests)
            : name == "palette"  ? showPalette(requests.palette, options)
            : name == "render"   ? renderCloth(requests.render, options)
            : name == "seam"     ? measureSeam(requests.seam, options)
+           : name == "compare"  ? compareFiles(requests.compare, options)
                                 : convertPicture(requests.convert, options);
 }
 
@@ -134,7 +137,7 @@ static int run(int argc, char** argv)
     }
     const std::vector<CLI::App*> given = app.get_subcommands();
     if (given.empty())
-        return failUsage("say what to do: info, convert, quantize, palette, render, seam or formats");
+        return failUsage("say what to do: info, convert, quantize, palette, render, seam, compare or formats");
     const int exitCode = runCommand(given.front()->get_name(), requests);
     finishOutput();
     return exitCode;

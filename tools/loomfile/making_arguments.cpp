@@ -6,13 +6,19 @@
 #include "arguments.h"
 
 static constexpr const char* convertFooter =
-    "The PNG keeps every pixel, the resolution and the multipliers. With --stretch each channel is spread over all\n"
-    "levels, with --background transparent pixels are laid on white or on grey squares. '-' as IN reads standard\n"
-    "input, '-' as OUT.png writes to standard output. The settings that 'loomfile --help' lists can be given here "
-    "too.\n"
+    "The ending of OUT tells what is written.\n"
+    "  .png        every pixel, the resolution and the multipliers. With --stretch each channel is spread over all\n"
+    "              levels, with --background transparent pixels are laid on white or on grey squares.\n"
+    "  .wif        a draft: that of the file, or of a picture in black and white of up to 256 different columns,\n"
+    "              which become shafts\n"
+    "  .bmp .tif   1 bit a pixel, dark = the end is up, of pictures in black and white and of drafts; the TIFF is\n"
+    "              compressed (G4)\n"
+    "'-' as IN reads standard input, '-' as OUT writes a PNG to standard output. The settings that 'loomfile --help'\n"
+    "lists can be given here too.\n"
     "\n"
     "Examples:\n"
     "  loomfile convert rose.gif rose.png\n"
+    "  loomfile convert rose.dop rose.wif\n"
     "  loomfile convert - - --name rose.jc5 < card > rose.png";
 
 static constexpr const char* quantizeFooter =
@@ -86,19 +92,19 @@ static CLI::Validator numberBetween(double least, double most)
 }
 
 static CLI::App& addCommand(CLI::App& app, const char* name, const char* help, PictureRequest& request,
-                            OpenOptions& options)
+                            OpenOptions& options, const std::string& target = "OUT.png")
 {
     CLI::App& command = *app.add_subcommand(name, help);
     command.add_option("IN", request.source, "The file to read")->type_name("")->required();
-    command.add_option("OUT.png", request.target, "The PNG file to write")->type_name("")->required();
-    command.add_flag("-f,--force", request.mayReplace, "Replace OUT.png when it exists");
+    command.add_option(target, request.target, "The file to write")->type_name("")->required();
+    command.add_flag("-f,--force", request.mayReplace, "Replace " + target + " when it exists");
     addOpenOptions(command, options);
     return command;
 }
 
 static void addConvert(CLI::App& app, ConvertRequest& request, OpenOptions& options)
 {
-    CLI::App& convert = addCommand(app, "convert", "Turn a file into a PNG picture", request, options);
+    CLI::App& convert = addCommand(app, "convert", "Turn a file into a picture or a draft", request, options, "OUT");
     convert.add_flag("--stretch", request.stretch, "Stretch the contrast of colour pictures to the full range");
     convert.add_option("--background", request.background, "What shows through: white or checker")
         ->type_name("COLOUR")

@@ -1,5 +1,6 @@
 #include "messages.h"
 
+#include <algorithm>
 #include <cerrno>
 #include <cstdio>
 #include <cstring>
@@ -43,6 +44,13 @@ std::string printable(std::string_view text)
 std::string baseNameOf(const std::string& path)
 {
     return path.substr(path.rfind('/') + 1);
+}
+
+bool hasEnding(const std::string& name, const std::string& ending)
+{
+    std::string last = name.substr(name.size() - std::min(name.size(), ending.size()));
+    stringToLower(last.data());
+    return baseNameOf(name).size() > ending.size() && last == ending;
 }
 
 std::string shortened(const std::string& name)

@@ -9,6 +9,8 @@
 // The text with a question mark for everything that a terminal might take for a command or that is not UTF-8.
 std::string printable(std::string_view text);
 std::string baseNameOf(const std::string& path);
+// In capitals too; the ending is in small letters and is not all of the name.
+bool hasEnding(const std::string& name, const std::string& ending);
 // A name that is too long for a sentence, cut.
 std::string shortened(const std::string& name);
 // "(No such file or directory)" for an error number

@@ -58,20 +58,21 @@ static std::string resolveTarget(const std::string& target, bool mayReplace)
     return resolved;
 }
 
-void checkTarget(const std::string& target, const char* extension, bool mayReplace)
+void checkTarget(const std::string& target, const std::vector<std::string>& endings, bool mayReplace)
 {
-    std::string ending = target.substr(target.size() - std::min(target.size(), strlen(extension)));
-    stringToLower(ending.data());
-    if (baseNameOf(target).size() <= ending.size() || ending != extension)
-        throw Failure{exitUsage, target.empty() ? "\"\"" : target,
-                      std::string("the name of what is written has to end in ") + extension};
+    std::string all;
+    if (std::none_of(endings.begin(), endings.end(), [&](const std::string& one) { return hasEnding(target, one); })) {
+        for (const std::string& ending : endings)
+            all += (all.empty() ? "" : &ending == &endings.back() ? " or " : ", ") + ending;
+        throw Failure{exitUsage, target.empty() ? "\"\"" : target, "the name of what is written has to end in " + all};
+    }
     resolveTarget(target, mayReplace);
 }
 
 void checkPictureTarget(const std::string& target, bool mayReplace)
 {
     if (target != standardStream)
-        checkTarget(target, ".png", mayReplace);
+        checkTarget(target, {".png"}, mayReplace);
     else if (isatty(STDOUT_FILENO) != 0)
         throw Failure{exitUsage, target, "standard output is a terminal, send it to a file or a program"};
 }
@@ -102,9 +103,10 @@ void keepSource(const Picture& picture, const std::string& target)
 {
     struct stat source;
     struct stat present;
-    if (picture.info.format != formatPng && stat(picture.source.c_str(), &source) == 0 &&
-        stat(target.c_str(), &present) == 0 && source.st_dev == present.st_dev && source.st_ino == present.st_ino)
-        throw Failure{exitCannotWrite, target, "this is the file that is read, the PNG needs another name"};
+    if (!(picture.info.format == formatPng && hasEnding(target, ".png")) &&
+        stat(picture.source.c_str(), &source) == 0 && stat(target.c_str(), &present) == 0 &&
+        source.st_dev == present.st_dev && source.st_ino == present.st_ino)
+        throw Failure{exitCannotWrite, target, "this is the file that is read, what is written needs another name"};
 }
 
 OutputFile::OutputFile(const std::string& targetName, bool replace)

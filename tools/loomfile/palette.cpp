@@ -140,7 +140,7 @@ ExitCode showPalette(const PaletteRequest& request, const OpenOptions& options)
 {
     const std::string& target = request.gimpTarget;
     if (!target.empty())
-        checkTarget(target, ".gpl", request.mayReplace); // told before the picture is read
+        checkTarget(target, {".gpl"}, request.mayReplace); // told before the picture is read
     Picture picture(request.source, options);
     const std::vector<Colour> colours = coloursOf(picture);
     if (!target.empty())

@@ -105,6 +105,15 @@ std::string colourNameOf(const Picture& picture, u32 index)
     return loomfileColourName(picture.handle.get(), index);
 }
 
+DraftHandle openDraft(const Picture& picture)
+{
+    LoomfileFailure failure = loomfileFailure();
+    DraftHandle draft(loomfileOpenDraft(picture.handle.get(), &failure));
+    if (draft == nullptr)
+        throw Failure{failure.status, picture.file, failure.sentence, failure.signal};
+    return draft;
+}
+
 void requireUsualSize(const Picture& picture)
 {
     if (picture.info.rowBytes > INT_MAX || picture.info.width > INT_MAX / 3 || picture.info.height > INT_MAX)

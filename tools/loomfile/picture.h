@@ -9,9 +9,10 @@
 
 #include "loomfile.h"
 
-// The first six are the library's own status numbers.
+// Most are the library's own status numbers.
 enum ExitCode {
     exitSuccess = 0,
+    exitDiffers = 1, // of two files that were compared
     exitOutOfMemory = loadOutOfMemory,
     exitCannotRead = loadCannotRead,
     exitUnsupportedVariant = loadUnsupportedVariant,
@@ -52,6 +53,11 @@ struct CloseFile {
     void operator()(Loomfile* file) const { loomfileClose(file); }
 };
 
+struct CloseDraft {
+    void operator()(LoomfileDraft* draft) const { loomfileCloseDraft(draft); }
+};
+using DraftHandle = std::unique_ptr<LoomfileDraft, CloseDraft>;
+
 struct FreeMemory {
     void operator()(u8* memory) const { free(memory); }
 };
@@ -77,6 +83,9 @@ struct Picture {
 Pixels loadPixels(Picture& picture);
 // One pixel; rgb may begin where rgba does or before it.
 void layOnWhite(const u8* rgba, u8* rgb);
+
+// The draft of the picture, also one that is found out from it. Throws Failure.
+DraftHandle openDraft(const Picture& picture);
 
 std::vector<Remark> remarksOf(const Picture& picture);
 std::vector<FormatId> candidatesOf(const Picture& picture);

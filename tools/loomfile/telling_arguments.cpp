@@ -1,4 +1,4 @@
-// info, palette, seam and formats.
+// info, palette, seam, compare and formats.
 #include "arguments.h"
 
 static constexpr const char* infoFooter =
@@ -29,6 +29,16 @@ static constexpr const char* seamFooter =
     "  loomfile seam rose.gif\n"
     "  loomfile seam --json rose.gif";
 
+static constexpr const char* compareFooter =
+    "Two pictures in black and white or drafts are compared by their lifts, drafts in colours by those of their yarns\n"
+    "as well, all others by the colours of their points. Ends and picks count from 1. In OUT.png what is the same is\n"
+    "pale, orange is up or darker in A, blue in B; what only one of them has is pale orange or pale blue. The exit\n"
+    "code is 0 for the same and 1 for a difference.\n"
+    "\n"
+    "Examples:\n"
+    "  loomfile compare rose.dop rose.wif\n"
+    "  loomfile compare old.bmp new.bmp -o difference.png";
+
 static constexpr const char* jsonHelp = "Print JSON, for other programs";
 
 static void addPalette(CLI::App& palette, PaletteRequest& request)
@@ -49,6 +59,15 @@ static void addPalette(CLI::App& palette, PaletteRequest& request)
     palette.footer(paletteFooter);
 }
 
+static void addCompare(CLI::App& compare, CompareRequest& request)
+{
+    compare.add_option("A", request.source, "The one file")->type_name("")->required();
+    compare.add_option("B", request.other, "The other")->type_name("")->required();
+    compare.add_option("-o,--output", request.target, "Draw where they differ")->type_name("OUT.png");
+    compare.add_flag("-f,--force", request.mayReplace, "Replace OUT.png when it exists");
+    compare.footer(compareFooter);
+}
+
 void addTellingCommands(CLI::App& app, Requests& requests)
 {
     CLI::App* info = app.add_subcommand("info", "Tell what files hold");
@@ -67,6 +86,10 @@ void addTellingCommands(CLI::App& app, Requests& requests)
     seam->add_flag("--json", requests.seam.json, jsonHelp);
     addOpenOptions(*seam, requests.options);
     seam->footer(seamFooter);
+
+    CLI::App* compare = app.add_subcommand("compare", "Tell whether two files show the same");
+    addCompare(*compare, requests.compare);
+    addOpenOptions(*compare, requests.options);
 
     CLI::App* formats = app.add_subcommand("formats", "List the known formats");
     formats->add_flag("--json", requests.formats.json, jsonHelp);
