@@ -1,14 +1,10 @@
 // Drafts in C: no exception leaves it.
 #include <memory>
 
-#include "loomfile/draft/draft.h"
+#include "loomfile/draft/handle.h"
 #include "loomfile/guard.h"
 #include "loomfile/reader.h"
 #include "loomfile/settings.h"
-
-struct LoomfileDraft {
-    Draft draft;
-};
 
 LoomfileDraft* loomfileOpenDraft(Loomfile* file, LoomfileFailure* failure)
 {

@@ -1,0 +1,8 @@
+// What a caller in C holds of a draft.
+#pragma once
+
+#include "loomfile/draft/draft.h"
+
+struct LoomfileDraft {
+    Draft draft;
+};
