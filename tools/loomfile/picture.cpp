@@ -4,6 +4,7 @@
 
 #include <climits>
 #include <cstdio>
+#include <cstring>
 
 #include "cleanup.h"
 #include "messages.h"
@@ -58,6 +59,20 @@ Picture::Picture(const std::string& sourceName, const OpenOptions& options)
     if (handle == nullptr)
         throw Failure{failure.status, file.empty() ? "\"\"" : shortened(file), failure.sentence, failure.signal};
     loomfileGetInfo(handle.get(), &info);
+}
+
+DraftHandle writtenDraft(const Picture& picture)
+{
+    const LoomfileInfo& info = picture.info;
+    const bool isOther = info.format == 0 && strcmp(info.formatName, "DTX draft") == 0;
+    if (info.format != formatWif && !isOther)
+        return nullptr;
+    LoomfileFailure failure = loomfileFailure();
+    DraftHandle draft(loomfileOpenDraft(picture.handle.get(), &failure));
+    // libTload's reading of a WIF shows what this one refuses.
+    if (draft == nullptr && isOther)
+        throw Failure{failure.status, picture.file, failure.sentence};
+    return draft;
 }
 
 Pixels loadPixels(Picture& picture)

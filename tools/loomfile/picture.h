@@ -52,6 +52,11 @@ struct CloseFile {
     void operator()(Loomfile* file) const { loomfileClose(file); }
 };
 
+struct CloseDraft {
+    void operator()(LoomfileDraft* draft) const { loomfileCloseDraft(draft); }
+};
+using DraftHandle = std::unique_ptr<LoomfileDraft, CloseDraft>;
+
 struct FreeMemory {
     void operator()(u8* memory) const { free(memory); }
 };
@@ -72,6 +77,9 @@ struct Picture {
     // Throws Failure.
     Picture(const std::string& source, const OpenOptions& options);
 };
+
+// The draft of a file that is one; null for others. Throws Failure.
+DraftHandle writtenDraft(const Picture& picture);
 
 // Throws Failure.
 Pixels loadPixels(Picture& picture);
