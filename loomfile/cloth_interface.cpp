@@ -117,11 +117,11 @@ static std::vector<u8> colours(const u8* wanted, const Threads* threads, bool is
     return bytes;
 }
 
-static void addRgb(std::vector<u8>& crossings, const u8* pixel, bool isTransparent)
+static void addOnWhite(std::vector<u8>& crossings, const u8* rgba)
 {
-    const u32 alpha = isTransparent ? pixel[3] : 255;
+    const u32 alpha = rgba[3];
     for (u32 channel = 0; channel < 3; channel++)
-        crossings.push_back(static_cast<u8>((pixel[channel] * alpha + 255 * (255 - alpha) + 127) / 255));
+        crossings.push_back(static_cast<u8>((rgba[channel] * alpha + 255 * (255 - alpha) + 127) / 255));
 }
 
 static void takePicture(Loomfile& file, ClothDesign& design)
@@ -140,7 +140,7 @@ static void takePicture(Loomfile& file, ClothDesign& design)
             design.crossings.insert(design.crossings.end(), row, row + u64{info.width} * design.crossingBytes);
         else
             for (u32 x = 0; x < info.width; x++)
-                addRgb(design.crossings, row + u64{4} * x, true);
+                addOnWhite(design.crossings, row + u64{4} * x);
     });
 }
 

@@ -72,7 +72,6 @@ struct SseLanes {
         memcpy(&word, weights, sizeof word);
         return _mm_set1_epi32(word);
     }
-    static Sums mix(const i16* pair, const u16* weights) { return _mm_madd_epi16(load(pair), both(weights)); }
     static Sums mixFour(const i16* first, const i16* second, const u16* weights)
     {
         const __m128i four = _mm_loadl_epi64(reinterpret_cast<const __m128i*>(weights));

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cmath>
 #include <iterator>
+#include <numbers>
 
 namespace
 {
@@ -29,7 +30,7 @@ struct Yarn {
     double middle(double along) const
     {
         const double place = std::clamp(along, 0.0, 1.0);
-        return (from + to) / 2 + (from - to) / 2 * std::cos(M_PI * place);
+        return (from + to) / 2 + (from - to) / 2 * std::cos(std::numbers::pi * place);
     }
 };
 
@@ -93,8 +94,8 @@ struct Tile {
         constexpr double lx = -0.38, ly = -0.46, lz = 0.80;
         const double toLight = (-dx * lx - dy * ly + lz) / std::sqrt(1 + dx * dx + dy * dy);
         const bool isWarp = surface.yarn == leftEnd || surface.yarn == rightEnd;
-        const double ply =
-            std::sin(2 * M_PI * (pliesPerCrossing * surface.along + (isWarp ? 0.9 : -0.9) * surface.across));
+        const double ply = std::sin(2 * std::numbers::pi *
+                                    (pliesPerCrossing * surface.along + (isWarp ? 0.9 : -0.9) * surface.across));
         return (ambient + diffuse * std::max(toLight, 0.0)) * (1 + plyDepth * ply);
     }
 };
@@ -110,11 +111,12 @@ using Heights = std::vector<double>;
 double openness(const Heights& heights, u32 row, u32 column)
 {
     constexpr i32 distances[] = {4, 9, 15};
+    constexpr double diagonal = std::numbers::sqrt2 / 2;
     constexpr struct {
         i32 x, y;
         double perStep; // the reciprocal of its length
-    } directions[] = {{1, 0, 1},  {1, 1, M_SQRT1_2},   {0, 1, 1},  {-1, 1, M_SQRT1_2},
-                      {-1, 0, 1}, {-1, -1, M_SQRT1_2}, {0, -1, 1}, {1, -1, M_SQRT1_2}};
+    } directions[] = {{1, 0, 1},  {1, 1, diagonal},   {0, 1, 1},  {-1, 1, diagonal},
+                      {-1, 0, 1}, {-1, -1, diagonal}, {0, -1, 1}, {1, -1, diagonal}};
     constexpr double strength = 1.15;
     auto within = [](u32 place, i32 step) {
         return static_cast<u32>(std::clamp<i32>(static_cast<i32>(place) + step, 0, lookSamples - 1));
