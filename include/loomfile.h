@@ -309,8 +309,8 @@ static inline LoomfileClothView loomfileClothView(void)
 
 /* Makes a cloth of a draft or, when draft is null, of an open file's picture, which is read for it; file is not used
  * with a draft and may then be null. Null after a failure. The caller closes the cloth, which needs neither file nor
- * draft. options may be null. At most 65520 ends and picks. For looking from afar means are
- * kept beside the weave, 4 bytes for each 2 x 2 crossings and a third of that more, or less for very large cloths.
+ * draft. options may be null. At most 65520 ends and picks. For looking from afar means are kept beside the weave, 4
+ * bytes for each 2 x 2 crossings and a third of that more, or less for very large cloths.
  *
  * Threads have the colours of the draft; without any, and in bilevel pictures, the warp is indigo (38, 52, 104) and the
  * weft cream (243, 231, 206). Pictures of more colours do not tell their weave: each pixel is a crossing whose upper
