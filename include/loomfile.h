@@ -246,6 +246,96 @@ LOOMFILE_API i32 loomfileDraftRows(const LoomfileDraft* draft, u32 firstPick, u3
  * treadles get a lift plan as well. Null after a failure, as for a draft of more than 256 shafts. */
 LOOMFILE_API const char* loomfileDraftWif(LoomfileDraft* draft, u64* size, LoomfileFailure* failure);
 
+/* What can be counted in a weave, which repeats in both directions. */
+typedef struct LoomfileFloat {
+    u32 length;    /* crossings that the yarn passes on one side; 0 = there is no such float */
+    u32 end, pick; /* where it begins, from 1 on; it may run on into the next repeat */
+    u32 isEndless; /* 1: it is as long as the repeat, the yarn never changes sides */
+} LoomfileFloat;
+typedef struct LoomfileWeave {
+    u32 size;
+    u32 ends, picks;
+    LoomfileFloat warpOver, warpUnder; /* the longest float of an end over picks and under picks */
+    LoomfileFloat weftOver, weftUnder; /* of a pick over and under ends */
+    double warpUp;                     /* the share of crossings where the warp is up, 0 to 1 */
+    double interlacingsAnEnd;          /* how often an end changes sides in a repeat, the mean of all */
+    double interlacingsAPick;
+} LoomfileWeave;
+
+static inline LoomfileWeave loomfileWeave(void)
+{
+    LoomfileWeave weave;
+    memset(&weave, 0, sizeof weave);
+    weave.size = (u32)sizeof weave;
+    return weave;
+}
+
+/* Counts what is in a draft or, when draft is null, in a bilevel picture; file is not used with a draft and may then be
+ * null. The picture is read once, row by row, and the next row to be read is the first again. Fills in as much of
+ * *weave as weave->size tells. Returns a status. */
+LOOMFILE_API i32 loomfileGetWeave(Loomfile* file, const LoomfileDraft* draft, LoomfileWeave* weave,
+                                  LoomfileFailure* failure);
+/* Counts how often each number is used in a list of a draft: the ends of each shaft (threading), the picks of each
+ * treadle (treadling), the picks that name each shaft (lift plan), the treadles that name each shaft (tie-up). counts
+ * may be null. Returns how many counts there are: shafts or treadles. */
+LOOMFILE_API u32 loomfileDraftUses(const LoomfileDraft* draft, u32 list, u32* counts);
+
+/* A cloth: a weave or a picture, repeated without end, that can be looked at from near and far. */
+typedef struct LoomfileCloth LoomfileCloth;
+
+/* How a cloth is made. Zero is the default. */
+typedef struct LoomfileClothOptions {
+    u32 size;
+    u32 hasWarp, hasWeft; /* 1: all ends, or all picks, have the colour below */
+    u8 warp[4], weft[4];  /* R, G, B and nothing */
+    /* How thick yarns are, as a share of the room that an end or a pick has, 0.3 to 1; 0 = as the draft tells, the mean
+     * of its threads, else 0.92. */
+    double warpThickness, weftThickness;
+} LoomfileClothOptions;
+
+/* What is seen of a cloth. */
+typedef struct LoomfileClothView {
+    u32 size;
+    u32 width, height;  /* of the drawing, in pixels, 1 to 65520 */
+    double left, top;   /* the drawing's corner in ends and picks; the cloth repeats in all directions */
+    double pixelsAnEnd; /* 1/4096 to 256 */
+    double pixelsAPick;
+} LoomfileClothView;
+
+static inline LoomfileClothOptions loomfileClothOptions(void)
+{
+    LoomfileClothOptions options;
+    memset(&options, 0, sizeof options);
+    options.size = (u32)sizeof options;
+    return options;
+}
+static inline LoomfileClothView loomfileClothView(void)
+{
+    LoomfileClothView view;
+    memset(&view, 0, sizeof view);
+    view.size = (u32)sizeof view;
+    return view;
+}
+
+/* Makes a cloth of a draft or, when draft is null, of an open file's picture, which is read for it; file is not used
+ * with a draft and may then be null. Null after a failure. The caller closes the cloth, which needs neither file nor
+ * draft. options may be null. At most 65520 ends and picks. For looking from afar means are kept beside the weave, 4
+ * bytes for each 2 x 2 crossings and a third of that more, or less for very large cloths.
+ *
+ * Threads have the colours of the draft; without any, and in bilevel pictures, the warp is indigo (38, 52, 104) and the
+ * weft cream (243, 231, 206). Pictures of more colours do not tell their weave: each pixel is a crossing whose upper
+ * yarn has the pixel's colour, in plain weave, and the colours of the options are not used. */
+LOOMFILE_API LoomfileCloth* loomfileOpenCloth(Loomfile* file, const LoomfileDraft* draft,
+                                              const LoomfileClothOptions* options, LoomfileFailure* failure);
+/* Null does nothing. */
+LOOMFILE_API void loomfileCloseCloth(LoomfileCloth* cloth);
+/* Draws count rows of a view from firstRow on, one every stride bytes. bytesPerPixel is 3 (R, G, B) or 4 (R, G, B,
+ * 255). Below two pixels a thread yarns give way to their mean colour, in linear light. Any threads may draw the same
+ * cloth at once. Returns 0, 2 when there is not enough memory, or 7 for a view that is not as above, rows it does not
+ * have and a stride that is too small. */
+LOOMFILE_API i32 loomfileDrawCloth(const LoomfileCloth* cloth, const LoomfileClothView* view, u32 firstRow, u32 count,
+                                   u8* rows, u32 stride, u32 bytesPerPixel);
+
 /* The Debian packages of the program without which files of a format are not opened, "gzip"; "" when it needs none. The
  * text is a constant. */
 LOOMFILE_API const char* loomfileHelperPackages(i32 format);

@@ -564,6 +564,33 @@ TEST_F(Tool, RendersUprightAndTiled)
         EXPECT_EQ(cloth.rows[54 * i] & cloth.rows[54 * 17 + 3 * i], 255) << i;
 }
 
+TEST_F(Tool, DrawsYarnsAndCountsThem)
+{
+    Picture picture = blankPicture(pictureBilevel, 2, 3);
+    picture.rows = {0x80, 0x80, 0x80}; // the first end lies on top, the second below
+    files.write("a.bmp", encodeBmp(picture));
+    const vector<string> arguments = {"render", "a.bmp", "b.png", "--yarn", "--dpi",  "60.96", "--zoom", "10",
+                                      "--size", "20x10", "--at",  "-10,30", "--warp", "red",   "--weft", "#0000FF"};
+    EXPECT_EQ(make(arguments).exitCode, 0);
+    const Loaded cloth = load(path("b.png"));
+    const u8 *second = &cloth.rows[(5 * 20 + 5) * 3], *first = second + 30;
+    EXPECT_TRUE(first[0] > 100 && first[2] < 60) << "red is on top of the first end";
+    EXPECT_TRUE(second[2] > 100 && second[0] < 60);
+
+    const Json weave = Json::parse(run({"info", "--json", "--weave", "--sett", "20x10", "--length", "50", "--width",
+                                        "200", "--take-up", "10", "a.bmp"})
+                                       .output)[0]["weave"];
+    EXPECT_EQ(weave["warpOver"], (Json{{"length", 3}, {"end", 1}, {"pick", 1}, {"endless", true}}));
+    EXPECT_EQ(weave["weftUnder"], (Json{{"length", 1}, {"end", 1}, {"pick", 1}, {"endless", false}}));
+    EXPECT_DOUBLE_EQ(weave["yarn"]["warpMetres"].get<double>(), 4000 * 0.5 * 1.1);
+    EXPECT_DOUBLE_EQ(weave["yarn"]["weftMetres"].get<double>(), 500 * 2 * 1.1);
+    EXPECT_EQ(run({"info", "--weave", "--length", "50", "--width", "9", "a.bmp"}).exitCode, 64);
+    files.write("c.png", encodePng(small));
+    EXPECT_EQ(run({"info", "--weave", "c.png"}).exitCode, 5);
+    EXPECT_EQ(make({"render", "c.png", "d.png", "--yarn"}).exitCode, 0);
+    EXPECT_EQ(make({"render", "c.png", "d.png", "--yarn", "--weft", "red"}).exitCode, 64);
+}
+
 TEST_F(Tool, MeasuresSeams)
 {
     Picture shaded = blankPicture(kindRGB, 30, 12);

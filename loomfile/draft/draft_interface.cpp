@@ -1,16 +1,11 @@
 // Drafts in C: no exception leaves it.
 #include <memory>
 
-#include "loomfile/draft/draft.h"
+#include "loomfile/draft/handle.h"
 #include "loomfile/draft/wif_writer.h"
 #include "loomfile/guard.h"
 #include "loomfile/reader.h"
 #include "loomfile/settings.h"
-
-struct LoomfileDraft {
-    Draft draft;
-    std::string wif = {}; // once it was asked for
-};
 
 LoomfileDraft* loomfileOpenDraft(Loomfile* file, LoomfileFailure* failure)
 {

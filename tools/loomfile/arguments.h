@@ -25,3 +25,16 @@ void addMakingCommands(CLI::App& app, Requests& requests);
 void addOpenOptions(CLI::App& command, OpenOptions& options);
 // The programs that some kinds of files need, and what else is seldom set.
 void addSettings(CLI::App& app, OpenOptions& options);
+
+// What a pair such as 800x600 may be.
+struct PairRule {
+    char separator;
+    double least;
+    double most;
+    bool wholeNumbers;
+};
+constexpr PairRule setts = {'x', 0.1, 1000, false};
+CLI::Option* addPairOption(CLI::App& command, const char* name, NumberPair& pair, PairRule rule, const char* help);
+// Other than CLI::Range, this refuses what is no number.
+CLI::Validator numberBetween(double least, double most);
+void addColourOption(CLI::App& command, const char* name, std::optional<Rgb>& colour, const char* help);

@@ -1,15 +1,28 @@
 // The subcommands. Each returns the exit code; what goes wrong with a file is thrown as Failure.
 #pragma once
 
+#include <optional>
 #include <string>
 #include <vector>
 
+#include "colour_words.h"
 #include "picture.h"
+
+// Numbers of a pair such as 800x600.
+struct NumberPair {
+    double x = 0;
+    double y = 0;
+};
 
 struct InfoRequest {
     std::vector<std::string> files;
     bool json = false;
     bool isVerbose = false;
+    bool weave = false;
+    double length = 0; // of the cloth, in cm; 0 = the yarn is not asked for
+    double width = 0;
+    double takeUp = 8;        // percent by which yarn is longer than the cloth
+    NumberPair sett = {0, 0}; // of files that do not tell; 0 = not given
 };
 
 struct FormatsRequest {
@@ -39,18 +52,14 @@ struct PaletteRequest {
     Colouring colouring = Colouring::automatic;
 };
 
-// Numbers of a pair such as 800x600.
-struct NumberPair {
-    double x = 0;
-    double y = 0;
-};
-
 struct RenderRequest : PictureRequest {
     double dotsPerInch = 96;
     double zoom = 1;
     NumberPair size = {800, 600}; // of the drawing, in display pixels
     NumberPair at = {0, 0};       // its first display pixel, counted from the corner of a repeat
     NumberPair sett = {24, 24};   // ends and picks per cm of pictures that do not tell
+    bool yarn = false;
+    std::optional<Rgb> warp, weft; // of yarns
 };
 
 struct SeamRequest {

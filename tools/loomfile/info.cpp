@@ -7,6 +7,7 @@
 #include "commands.h"
 #include "draft_facts.h"
 #include "messages.h"
+#include "weave_facts.h"
 
 constexpr u32 resolutionUnit = 1000;
 
@@ -151,10 +152,16 @@ int showInfo(const InfoRequest& request, const OpenOptions& options)
     for (const std::string& file : request.files) {
         try {
             const Picture picture(file, options);
-            if (request.json)
+            const WeaveFacts weave = request.weave ? weaveFacts(picture, request) : WeaveFacts();
+            if (request.json) {
                 document.push_back(infoJson(picture));
-            else
-                printInfoText(picture, request.isVerbose);
+                if (request.weave)
+                    document.back()["weave"] = weave.json;
+                continue;
+            }
+            printInfoText(picture, request.isVerbose);
+            for (const Fact& fact : weave.lines)
+                printLine(fact.label.c_str(), fact.text);
         } catch (const Failure& failure) {
             if (failure.signal == SIGINT || failure.signal == SIGQUIT)
                 throw;

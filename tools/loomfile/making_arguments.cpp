@@ -1,8 +1,4 @@
 // convert, quantize and render.
-#include <cmath>
-#include <cstdio>
-#include <cstdlib>
-
 #include "arguments.h"
 
 static constexpr const char* convertFooter =
@@ -37,59 +33,20 @@ static constexpr const char* renderFooter =
     "Transparent pictures are laid on white. The same command always draws the same. The settings that\n"
     "'loomfile --help' lists can be given here too.\n"
     "\n"
+    "With --yarn an end of a loom file or draft lies over the picks where it is lifted. The threads have the colours\n"
+    "of the draft; those of loom files, which tell none, are indigo and cream, or as --warp and --weft say: #2a3c68 "
+    "or\n"
+    "a word as navy, red, ecru. A picture of more colours does not tell its weave: each pixel is a crossing in its\n"
+    "colour, in plain weave. Below two pixels a thread yarns melt into their mean colour: --zoom 8 shows them.\n"
+    "\n"
     "Examples:\n"
     "  loomfile render rose.gif cloth.png                                  as large as life on a usual screen\n"
     "  loomfile render rose.jc5 cloth.png --sett 60x40 --zoom 3            a fine cloth under the glass\n"
+    "  loomfile render rose.jc5 cloth.png --yarn --zoom 8 --warp navy      each yarn\n"
     "  loomfile render rose.jc5 cloth.png --dpi 300 --size 2480x3508       a page to print\n"
     "  loomfile render rose.gif cloth.png --at 400,-100                    farther right, and a little up";
 
-struct PairRule {
-    char separator;
-    double least;
-    double most;
-    bool wholeNumbers;
-};
-
 constexpr PairRule pictureSizes = {'x', 1, 65520, true};
-
-// Two numbers with a separator between them, such as 800x600.
-static CLI::Option* addPairOption(CLI::App& command, const char* name, NumberPair& pair, PairRule rule,
-                                  const char* help)
-{
-    auto parse = [&pair, name, rule](const std::string& text) {
-        auto isGood = [&rule](double number) {
-            return number >= rule.least && number <= rule.most && (!rule.wholeNumbers || number == std::floor(number));
-        };
-        NumberPair read;
-        char separator = 0;
-        int length = 0;
-        if (sscanf(text.c_str(), "%lf%c%lf%n", &read.x, &separator, &read.y, &length) != 3 ||
-            separator != rule.separator || static_cast<size_t>(length) != text.size() || !isGood(read.x) ||
-            !isGood(read.y)) {
-            char problem[100];
-            snprintf(problem, sizeof problem, "two %s from %.10g to %.10g are wanted, with '%c' between them",
-                     rule.wholeNumbers ? "whole numbers" : "numbers", rule.least, rule.most, rule.separator);
-            throw CLI::ValidationError(name, problem);
-        }
-        pair = read;
-    };
-    return command.add_option_function<std::string>(name, parse, help);
-}
-
-// Other than CLI::Range, this refuses what is no number.
-static CLI::Validator numberBetween(double least, double most)
-{
-    auto check = [least, most](const std::string& text) {
-        char* end = nullptr;
-        const double number = strtod(text.c_str(), &end);
-        if (end != text.c_str() && *end == 0 && number >= least && number <= most)
-            return std::string();
-        char problem[100];
-        snprintf(problem, sizeof problem, "a number from %.10g to %.10g is wanted", least, most);
-        return std::string(problem);
-    };
-    return {check, ""};
-}
 
 static CLI::App& addCommand(CLI::App& app, const char* name, const char* help, PictureRequest& request,
                             OpenOptions& options, const std::string& target = "OUT.png")
@@ -132,7 +89,6 @@ static void addQuantize(CLI::App& app, QuantizeRequest& request, OpenOptions& op
 static void addRender(CLI::App& app, RenderRequest& request, OpenOptions& options)
 {
     constexpr PairRule places = {',', -1e9, 1e9, true};
-    constexpr PairRule setts = {'x', 0.1, 1000, false};
     CLI::App& render = addCommand(app, "render", "Show a picture as cloth, at its physical size", request, options);
     render.add_option("--dpi", request.dotsPerInch, "Resolution of the screen or printer, 96 if not given")
         ->type_name("N")
@@ -147,6 +103,9 @@ static void addRender(CLI::App& app, RenderRequest& request, OpenOptions& option
     addPairOption(render, "--sett", request.sett, setts,
                   "Ends and picks per cm where the file does not tell, 24x24 if not given")
         ->type_name("EPCxPPC");
+    render.add_flag("--yarn", request.yarn, "Draw ends and picks as yarns, one over the other");
+    addColourOption(render, "--warp", request.warp, "With --yarn: colour of the warp, the draft's if not given");
+    addColourOption(render, "--weft", request.weft, "With --yarn: colour of the weft");
     render.footer(renderFooter);
 }
 

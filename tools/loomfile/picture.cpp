@@ -4,6 +4,7 @@
 
 #include <climits>
 #include <cstdio>
+#include <cstring>
 
 #include "cleanup.h"
 #include "messages.h"
@@ -58,6 +59,11 @@ Picture::Picture(const std::string& sourceName, const OpenOptions& options)
     if (handle == nullptr)
         throw Failure{failure.status, file.empty() ? "\"\"" : shortened(file), failure.sentence, failure.signal};
     loomfileGetInfo(handle.get(), &info);
+}
+
+DraftHandle writtenDraft(const Picture& picture)
+{
+    return picture.info.isDraft != 0 ? openDraft(picture) : nullptr;
 }
 
 Pixels loadPixels(Picture& picture)

@@ -79,13 +79,15 @@ struct Picture {
     Picture(const std::string& source, const OpenOptions& options);
 };
 
+// The draft of the picture, also one that is found out from it. Throws Failure.
+DraftHandle openDraft(const Picture& picture);
+// The draft of a file that is one; null for others. Throws Failure.
+DraftHandle writtenDraft(const Picture& picture);
+
 // Throws Failure.
 Pixels loadPixels(Picture& picture);
 // One pixel; rgb may begin where rgba does or before it.
 void layOnWhite(const u8* rgba, u8* rgb);
-
-// The draft of the picture, also one that is found out from it. Throws Failure.
-DraftHandle openDraft(const Picture& picture);
 
 std::vector<Remark> remarksOf(const Picture& picture);
 std::vector<FormatId> candidatesOf(const Picture& picture);

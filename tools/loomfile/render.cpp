@@ -10,6 +10,7 @@
 #include "output_file.h"
 #include "png_file.h"
 #include "progress.h"
+#include "yarns.h"
 
 // Of the library's positions in the picture: 8192 are one picture pixel, 31 bits can be told apart.
 constexpr i64 positionsPerPixel = 8192;
@@ -22,8 +23,7 @@ static u32 thousandths(double dotsPerInch)
     return static_cast<u32>(std::lround(dotsPerInch * 1000));
 }
 
-// The picture's resolution, or the one that the sett gives.
-static i32 knownResolution(u32 resolution, double perCentimetre)
+i32 knownResolution(u32 resolution, double perCentimetre)
 {
     constexpr double centimetresPerInch = 2.54;
     return static_cast<i32>(
@@ -103,6 +103,15 @@ static Pixels drawCloth(const RenderRequest& request, const LoomfileInfo& pictur
     return cloth;
 }
 
+static Pixels drawPicture(const RenderRequest& request, Picture& picture)
+{
+    requireUsualSize(picture);
+    Pixels pixels = loadPixels(picture);
+    if (picture.info.kind == kindRGBA)
+        dropTransparency(picture.info, pixels.get());
+    return drawCloth(request, picture.info, pixels.get());
+}
+
 static std::string summary(const RenderRequest& request, const Picture& picture)
 {
     const LoomfileInfo& info = picture.info;
@@ -120,11 +129,7 @@ ExitCode renderCloth(const RenderRequest& request, const OpenOptions& options)
     auto progress = std::make_unique<Progress>(baseNameOf(request.source), baseNameOf(request.target));
     Picture picture(request.source, options);
     keepSource(picture, request.target);
-    requireUsualSize(picture);
-    Pixels pixels = loadPixels(picture);
-    if (picture.info.kind == kindRGBA)
-        dropTransparency(picture.info, pixels.get());
-    const Pixels cloth = drawCloth(request, picture.info, pixels.get());
+    const Pixels cloth = request.yarn ? drawYarns(request, picture) : drawPicture(request, picture);
     const std::string line = summary(request, picture);
 
     // From here on the picture is the cloth.

@@ -6,9 +6,15 @@ static constexpr const char* infoFooter =
     "file has a name that speaks for the format, but does not fit it. Of several files the highest exit code is\n"
     "that of the program. The settings that 'loomfile --help' lists can be given here too.\n"
     "\n"
+    "--weave counts where yarns change sides: the longest float of an end and of a pick, over and under, with the end\n"
+    "and the pick where it begins, from 1 on. The weave repeats, so that floats run on from its last end or pick to\n"
+    "its first. Drafts tell the ends of each shaft and the picks of each treadle, too. With --length and --width: how\n"
+    "much yarn, by the sett of the file or --sett and an assumed take-up, without waste.\n"
+    "\n"
     "Examples:\n"
     "  loomfile info rose.gif\n"
     "  loomfile rose.gif                     the same\n"
+    "  loomfile info --weave rose.jc5 --sett 60x40 --length 1000 --width 140\n"
     "  loomfile info --json *.bmp > all.json";
 
 static constexpr const char* paletteFooter =
@@ -40,6 +46,20 @@ static constexpr const char* compareFooter =
     "  loomfile compare old.bmp new.bmp -o difference.png";
 
 static constexpr const char* jsonHelp = "Print JSON, for other programs";
+
+static void addWeaveOptions(CLI::App& info, InfoRequest& request)
+{
+    constexpr double longest = 1e7;
+    info.add_flag("--weave", request.weave, "Count floats and interlacings, of weaves and drafts");
+    auto addNumber = [&](const char* name, double& number, const char* unit, double most, const char* help) {
+        info.add_option(name, number, help)->type_name(unit)->check(numberBetween(0, most))->needs("--weave");
+    };
+    addNumber("--length", request.length, "CM", longest, "Tell the yarn for a cloth of this length");
+    addNumber("--width", request.width, "CM", longest, "Tell the yarn for a cloth of this width");
+    addNumber("--take-up", request.takeUp, "PERCENT", 100, "By how much yarn is longer than the cloth, 8 if not given");
+    addPairOption(info, "--sett", request.sett, setts, "Ends and picks per cm where the file does not tell")
+        ->type_name("EPCxPPC");
+}
 
 static void addPalette(CLI::App& palette, PaletteRequest& request)
 {
@@ -74,6 +94,7 @@ void addTellingCommands(CLI::App& app, Requests& requests)
     info->add_option("FILE", requests.info.files, "The files")->type_name("")->required();
     info->add_flag("--json", requests.info.json, jsonHelp);
     info->add_flag("-v,--verbose", requests.info.isVerbose, "Tell all that is known");
+    addWeaveOptions(*info, requests.info);
     addOpenOptions(*info, requests.options);
     info->footer(infoFooter);
 
