@@ -50,7 +50,7 @@ TEST(Eat, GivesColoursToTheIndicesThatOccur)
         Picture many{pictureIndexed, 128, 1, {}, {}};
         Bytes expected = white;
         for (u32 i = 0; i < 128; i++)
-            many.rows.push_back(static_cast<u8>(i % (colours - 1) + 1));
+            many.rows.push_back(static_cast<u8>(i % 124 + 1));
         for (u32 i = 0; i < colours; i++) {
             many.palette.insert(many.palette.end(), {static_cast<u8>(4 * (i % 60)), 4, static_cast<u8>(i)});
             if (i > 0)

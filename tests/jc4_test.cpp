@@ -76,6 +76,11 @@ TEST_F(Jc4, OrdersModules)
         makeStaubliMapping(map.data(), module);
         invertStaubliMapping(map.data(), module, 7, 5, 0);
         EXPECT_EQ(map, hookOfColumn(module, 7));
+        Numbers columns(7ull * module); // the other way round
+        makeStaubliMapping(columns.data(), module);
+        invertStaubliMapping(columns.data(), module, 7, 0, 0);
+        for (u32 hook = 0; hook < columns.size(); hook++)
+            ASSERT_EQ(columns[map[hook]], hook);
     }
 }
 
@@ -224,6 +229,12 @@ TEST_F(Jc4, RefusesWhatIsNoCard)
     expectStatus(jc3, ".jc3", encodeJc3(noiseCards(1344, 4)), 0, old);
     expectStatus(loom, ".oom", plain, 0, {1, 65, 6, 23, 0, 6, 20, 1, 6});
     expectStatus(loom, ".oom", Bytes(64), 0, {0, 0, 6});
+    const std::tuple<const char*, size_t, int> named[] = {
+        {"d.39", 8, 6},  {"d+40", 10, 0},        {"d.65520", 16380, 0},  {"d.65521", 16380, 6},
+        {"e.40", 5, 6},  {"f.40", 5 * 65520, 0}, {"g.40", 5 * 65521, 6}, {"h.40", 11, 6},
+        {"d.4o", 10, 6}, {"d.8", 2, 6},          {"d40", 10, 6},         {"d.4294967336", 10, 6}};
+    for (const auto& [name, size, status] : named)
+        EXPECT_EQ(statusOf(name, Bytes(size), network), status) << name;
     expectStatus(jc4, ".jc4", Bytes(64), 0, {0, 0, 6});
     expectStatus(jc4, ".jc4", Bytes(63), 0, {0, 0, 3});
     expectStatus(email, "d.jc4", part(mail, 0, 0, 575), 0, {0, 'C', 3});
