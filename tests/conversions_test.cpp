@@ -54,7 +54,7 @@ static void stretchPlainly(Bytes& pixels, u32 stride, u32 channels, u32 width, u
                 use(pixels[i / width * stride + i % width * channels + channel]);
         };
         everyPixel([&](u8 value) { low = std::min<int>(low, value), high = std::max<int>(high, value); });
-        everyPixel([&](u8& value) { value = static_cast<u8>((value - low) * 255.0 / (high - low)); });
+        everyPixel([&](u8& value) { value = static_cast<u8>(static_cast<int>((value - low) * 255.0 / (high - low))); });
     }
 }
 
@@ -63,8 +63,9 @@ TEST(Tone, StretchesEveryRangeOfLevels)
     u64 seed = 1;
     for (u32 range = 1; range < 256; range++) {
         const u32 channels = range % 2 + 3, width = range % 3 == 0 ? 11 : 100 + range, height = 6;
-        const u32 stride = width * channels + range % 5;
-        Bytes pixels(stride * height);
+        // What two rows share is stretched twice.
+        const u32 stride = range % 7 == 0 ? width / 2 * channels : width * channels + range % 5;
+        Bytes pixels(stride * height + width * channels);
         const u32 darkest = nextRandom(seed) % (256 - range);
         for (u8& value : pixels)
             value = static_cast<u8>(darkest + nextRandom(seed) % (range + 1));

@@ -50,7 +50,7 @@ TEST(Eat, GivesColoursToTheIndicesThatOccur)
         Picture many{pictureIndexed, 128, 1, {}, {}};
         Bytes expected = white;
         for (u32 i = 0; i < 128; i++)
-            many.rows.push_back(static_cast<u8>(i % (colours - 1) + 1));
+            many.rows.push_back(static_cast<u8>(i % 124 + 1));
         for (u32 i = 0; i < colours; i++) {
             many.palette.insert(many.palette.end(), {static_cast<u8>(4 * (i % 60)), 4, static_cast<u8>(i)});
             if (i > 0)
@@ -63,6 +63,7 @@ TEST(Eat, GivesColoursToTheIndicesThatOccur)
 TEST(Eat, RefusesOtherHeaders)
 {
     const int yes = loadSuccess, no = loadWrongFormat;
+    expectLimits(eat(1, 0), {{65520, 1, 65521, 1}, {1, 65520, 1, 65521}});
     const Bytes four = encodeEat(noisePicture(pictureIndexed, 5, 5, 16, 1)), bits = encodeEat(noiseCards(20, 20));
     expectStatuses(
         eat(4, 0), four, no,

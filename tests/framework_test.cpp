@@ -22,6 +22,15 @@ TEST(Registry, IsEmptyInAFreshThreadAndKeepsTheLastRegistration)
     }).join();
 }
 
+TEST(Registry, TellsItsVersionAndStatuses)
+{
+    EXPECT_STREQ(llibVersion(), TLOAD_VERSION);
+    std::set<std::string> texts;
+    for (i32 status = -1; status <= loadBadData; status++)
+        texts.insert(llibStatusText(status));
+    EXPECT_EQ(texts.size(), 8u); // -1 and 1 are none
+}
+
 TEST(Registry, EveryFormatInstallsALoaderThatRefusesRubbishAndEndsTwice)
 {
     TestDirectory directory;
@@ -45,6 +54,8 @@ TEST(Settings, KeepACopyAndBelongToTheThread)
     llibSetTmpDir(text);
     text[0] = 'F';
     llibSetUnzipCommand("unzip");
+    llibSetMsExpandCommand("msexpand");
+    EXPECT_STREQ(llibGetMsExpandCommand(), "msexpand");
     const char* first = llibGetTmpDir();
     llibSetTmpDir("second");
     EXPECT_STREQ(first, "first");
@@ -94,8 +105,9 @@ TEST(Detection, RefusesNamesThatAreNoPictures)
     EXPECT_EQ(returnLoaderFunctions(0, nullptr), formatNameTooShort);
     EXPECT_EQ(returnLoaderFunctions(0, "a"), formatNameTooShort);
     for (const char* name : {"notes.txt", "a.GZ", "b.7z", "page.Html", "book.xlsx", "x.eatpc", "x.EATPC", "run.desktop",
-                             "missing.bmp", "unfinished.part"})
-        EXPECT_EQ(returnLoaderFunctions(0, name), formatNotAnImage) << name;
+                             "unfinished.part"})
+        EXPECT_EQ(returnLoaderFunctions(0, directory.write(name, "~~~~~~~~~~").c_str()), formatNotAnImage) << name;
+    EXPECT_EQ(returnLoaderFunctions(0, "missing.bmp"), formatNotAnImage);
     EXPECT_EQ(returnLoaderFunctions(0, directory.write("small.bmp", "BM12345").c_str()), formatNotAnImage);
     EXPECT_EQ(returnLoaderFunctions(0, directory.path.c_str()), formatNotAnImage);
 }
@@ -113,7 +125,7 @@ TEST(Detection, GoesByMagicNumbersInOrder)
     const std::tuple<std::string, std::string, int> cases[] = {
         {"a", "GIF88a", 8}, {"b", line, 8},  {"c", schleicher, 9}, {"d", gif, 1},    {"e", "P7", 8},
         {"f", "[WiF]", 21}, {"g", smit, 45}, {"h", other, 37},     {"i", upt, 41},   {"j", zip, 8},
-        {"k", des, 49},     {"l", noDes, 8}, {"Zip5", zip, 8},     {"Zc5", zip, 42}, {"bmp", png, 2}};
+        {"k", des, 49},     {"l", noDes, 8}, {"xzc5", zip, 8},     {"Zz5", zip, 42}, {"bmp", png, 2}};
     for (const auto& [name, text, format] : cases) {
         const std::string file = directory.write("file." + name, text + std::string(20, '~'));
         EXPECT_EQ(returnLoaderFunctions(0, file.c_str()), format) << name;
@@ -142,6 +154,9 @@ TEST(Text, FoldsCaseInAsciiOnly)
     char text[] = "AbZ[@\xC4";
     stringToLower(text);
     EXPECT_STREQ(text, "abz[@\xC4");
+    EXPECT_STREQ(removeLast(removeLast(text)), "abz[");
+    EXPECT_STREQ(removeLast(text + 4), "");
+    EXPECT_EQ(fgetsDosMac(text, 0, nullptr), nullptr);
 }
 
 static std::vector<std::string> linesOf(const std::string& text, int size)
@@ -198,6 +213,8 @@ TEST(Bytes, AreReversedAndChecked)
     }
     EXPECT_EQ(negated[255], 255);
 
+    EXPECT_EQ(llibRowBytes(kindRGB, 0x55555555), 0xFFFFFFFFu);
+    EXPECT_EQ(llibRowBytes(kindRGB, 0x55555556) + llibRowBytes(4, 9), 0u);
     EXPECT_EQ(crcUWF(0xFFFF, "123456789", 9), 0x6F91u); // the published check value of this CRC before its final XOR
 }
 

@@ -14,12 +14,12 @@ static void render(Bytes& dst, const RealSizeCall& call)
                   call.srcKind, call.palette, call.srcResX, call.srcResY, call.zoom);
 }
 
-// 37 x 9 display pixels, each as large as one of the picture.
-static RealSizeCall callFor(const Picture& picture, i32 bytesPerPixel)
+// 9 rows of display pixels, each as large as one of the picture.
+static RealSizeCall callFor(const Picture& picture, i32 bytesPerPixel, i32 width = 37)
 {
     RealSizeCall call = {};
     call.bytesPerPixel = bytesPerPixel;
-    call.width = 37;
+    call.width = width;
     call.rows = 9;
     call.dstStride = call.width * std::max(bytesPerPixel, 1) + 3;
     call.screenResX = call.screenResY = call.srcResX = call.srcResY = 60000;
@@ -47,7 +47,7 @@ TEST(RealSize, DrawsWhatThePlainLoopDraws)
         const u32 largest = round % 4 == 0 ? 3 : 60;
         const Picture picture = noisePicture(kind, static_cast<u32>(upTo(largest)), static_cast<u32>(upTo(largest)),
                                              kind == kindIndexed ? 256 : 0, static_cast<u64>(round));
-        RealSizeCall call = callFor(picture, 1 + upTo(3));
+        RealSizeCall call = callFor(picture, 1 + upTo(3), round % 5 == 3 ? 63 + upTo(6) : 37);
         // From thousands of display pixels a picture pixel to the other way round, where jitters wrap.
         call.zoom = std::exp2(static_cast<float>(upTo(2600) - 1300) / 100.0F) * (round % 3 == 0 ? 1.0F : 0.8F);
         call.srcResY = upTo(120000);
