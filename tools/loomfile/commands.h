@@ -53,6 +53,10 @@ struct RenderRequest : PictureRequest {
     NumberPair sett = {24, 24};   // ends and picks per cm of pictures that do not tell
 };
 
+struct DraftRequest : PictureRequest {
+    LoomfileDrawing drawing = loomfileDrawing();
+};
+
 struct SeamRequest {
     std::string source;
     bool json = false;
@@ -71,6 +75,7 @@ ExitCode listFormats(const FormatsRequest& request);
 int showInfo(const InfoRequest& request, const OpenOptions& options);
 ExitCode convertPicture(const ConvertRequest& request, const OpenOptions& options);
 ExitCode renderCloth(const RenderRequest& request, const OpenOptions& options);
+ExitCode drawDraft(const DraftRequest& request, const OpenOptions& options);
 ExitCode measureSeam(const SeamRequest& request, const OpenOptions& options);
 ExitCode quantizePicture(const QuantizeRequest& request, const OpenOptions& options);
 ExitCode showPalette(const PaletteRequest& request, const OpenOptions& options);

@@ -24,6 +24,7 @@ static constexpr const char* footer =
     "  loomfile quantize rose.jpg rose.png --colours 16\n"
     "                                         make a picture of 16 colours of it\n"
     "  loomfile render rose.gif cloth.png     how does it look woven, repeat beside repeat?\n"
+    "  loomfile draft twill.wif twill.pdf     draw threading, tie-up, treadling and drawdown\n"
     "  loomfile seam rose.gif                 do the repeats join without a visible seam?\n"
     "  loomfile palette rose.gif              which colours does it have?\n"
     "  loomfile formats                       which kinds of files can be opened?\n"
@@ -108,6 +109,7 @@ static int runCommand(const std::string& name, const Requests& requests)
            : name == "info"     ? showInfo(requests.info, options)
            : name == "quantize" ? quantizePicture(requests.quantize, options)
            : name == "palette"  ? showPalette(requests.palette, options)
+           : name == "draft"    ? drawDraft(requests.draft, options)
            : name == "render"   ? renderCloth(requests.render, options)
            : name == "seam"     ? measureSeam(requests.seam, options)
                                 : convertPicture(requests.convert, options);
@@ -134,7 +136,7 @@ static int run(int argc, char** argv)
     }
     const std::vector<CLI::App*> given = app.get_subcommands();
     if (given.empty())
-        return failUsage("say what to do: info, convert, quantize, palette, render, seam or formats");
+        return failUsage("say what to do: info, convert, quantize, palette, render, draft, seam or formats");
     const int exitCode = runCommand(given.front()->get_name(), requests);
     finishOutput();
     return exitCode;
