@@ -3,7 +3,8 @@
 #include <cmath>
 
 CairoPen::CairoPen(cairo_surface_t* surface, Fonts& usedFonts, double scale)
-    : cairo(cairo_create(surface)), fonts(usedFonts)
+    : cairo(cairo_create(surface)), fonts(usedFonts),
+      isPicture(cairo_surface_get_type(surface) == CAIRO_SURFACE_TYPE_IMAGE)
 {
     cairo_scale(cairo, scale, scale);
     cairo_font_options_t* options = plainFontOptions();
@@ -55,5 +56,11 @@ void CairoPen::write(const std::string& text, Point at, const Lettering& letteri
     cairo_set_font_size(cairo, lettering.size);
     const double width = lettering.align == Align::left ? 0 : fonts.width(text, lettering);
     cairo_move_to(cairo, at.x - (lettering.align == Align::centre ? width / 2 : width), at.y);
-    cairo_show_text(cairo, text.c_str());
+    if (isPicture) {
+        // Letters that are shown begin on whole pixels, which makes their distances uneven.
+        cairo_text_path(cairo, text.c_str());
+        cairo_fill(cairo);
+    } else {
+        cairo_show_text(cairo, text.c_str());
+    }
 }

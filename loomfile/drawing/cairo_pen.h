@@ -22,4 +22,5 @@ private:
 
     cairo_t* cairo;
     Fonts& fonts;
+    bool isPicture; // else paper
 };

@@ -33,7 +33,7 @@ Caption::Caption(const View& view) : title(printable(view.info.title)), author(p
         counted(info.shafts, "shaft") + (view.hasLiftPlan ? ", lift plan" : ", " + counted(info.treadles, "treadle"));
     if (info.isSinking != 0 && !view.hasLiftPlan)
         facts += ", sinking shed";
-    const char* dot = "  \u00B7  ";
+    const char* dot = "\u00A0 \u00B7 \u00A0";
     facts += dot + counted(info.ends, "end") + ", " + counted(info.picks, "pick");
     if (info.endsPerCm > 0)
         facts += dot + perCentimetre(info.endsPerCm) + " ends/cm";

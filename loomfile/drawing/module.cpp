@@ -19,7 +19,7 @@ constexpr double usualSide = 4096;        // of pictures whose cells are not tol
 constexpr double mostPixelsASide = 32767; // of cairo's pictures
 constexpr double mostPixels = 1 << 28;    // a gigabyte
 constexpr u64 mostSvgCells = 1 << 24;
-constexpr u64 mostPages = 5000;
+constexpr u64 mostPages = 2000;
 
 struct FreeSurface {
     void operator()(cairo_surface_t* surface) const { cairo_surface_destroy(surface); }
@@ -181,7 +181,7 @@ void Drawing::drawPdf()
 {
     const Pages pages = dividePages(fonts, view, options.cell, options.page, caption.height());
     if (pages.count() > mostPages)
-        throw Refusal{loadBadData, "this would be a PDF of " + std::to_string(pages.count()) + " pages, " +
+        throw Refusal{loadBadData, "a PDF of " + std::to_string(pages.count()) + " pages is too long, " +
                                        std::to_string(mostPages) + " are drawn at most; smaller cells take fewer"};
     constexpr double points = 0.75; // a unit
     const Surface surface(

@@ -3,11 +3,21 @@
 #include <algorithm>
 
 constexpr u32 largestCell = 16; // 4 mm
-constexpr u32 smallestCell = 8; // for the sake of a single page
-constexpr u32 pagedCell = 12;
+constexpr u32 uprightCell = 12; // smaller ones are a reason to turn the page
+constexpr u32 smallestCell = 8; // for the sake of fewer pages
+constexpr u32 pagedCell = 10;   // of drafts that take several
 
-static void addRanges(std::vector<Part>& parts, u32 count, u32 most, Range Part::*member, const Part& common)
+// Ranges of so many threads at most, about as long as each other, that end at heavier lines.
+static void addRanges(std::vector<Part>& parts, u32 count, double room, Range Part::*member, const Part& common)
 {
+    constexpr u32 group = 8;
+    u32 most = static_cast<u32>(std::max(room, 1.0));
+    if (most > group) {
+        most -= most % group;
+        const u32 ranges = (count + most - 1) / most;
+        const u32 groups = (count + group * ranges - 1) / (group * ranges);
+        most = std::min(most, groups * group);
+    }
     for (u32 first = 0; first < count; first += most) {
         parts.push_back(common);
         parts.back().*member = {first, std::min(most, count - first)};
@@ -20,17 +30,13 @@ static std::vector<Part> divide(u32 threads, u32 beside, double room, const Meas
     const double besideRoom = beside > 0 ? beside * measures.cell + measures.gap : 0;
     if (threads * measures.cell + besideRoom <= room)
         return {{{0, threads}, {0, beside}}};
-    auto cellsIn = [&measures](double length) {
-        constexpr u32 group = 8; // as the heavier lines
-        const u32 cells = static_cast<u32>(std::max(length / measures.cell, 1.0));
-        return cells > group ? cells - cells % group : cells;
-    };
     std::vector<Part> parts;
-    const bool isRepeated = besideRoom <= room / 2;
-    addRanges(parts, threads, cellsIn(isRepeated ? room - besideRoom : room), &Part::threads,
-              {{}, {0, isRepeated ? beside : 0}});
-    if (!isRepeated)
-        addRanges(parts, beside, cellsIn(room), &Part::beside, {});
+    if (besideRoom <= room / 2) {
+        addRanges(parts, threads, (room - besideRoom) / measures.cell, &Part::threads, {{}, {0, beside}});
+    } else {
+        addRanges(parts, threads, room / measures.cell, &Part::threads, {});
+        addRanges(parts, beside, room / measures.cell, &Part::beside, {});
+    }
     return parts;
 }
 
@@ -49,15 +55,23 @@ Pages dividePages(Fonts& fonts, const View& view, u32 cell, u32 page, double cap
     constexpr double perMillimetre = 96 / 25.4;
     const Extent upright =
         page == loomfilePageLetter ? Extent{8.5 * 96, 11.0 * 96} : Extent{210 * perMillimetre, 297 * perMillimetre};
+    auto tall = [&](u32 tried) { return divideAt(fonts, view, tried, upright, captionHeight); };
     auto best = [&](u32 tried) {
-        const Pages tall = divideAt(fonts, view, tried, upright, captionHeight);
         const Pages wide = divideAt(fonts, view, tried, {upright.height, upright.width}, captionHeight);
-        return wide.count() < tall.count() ? wide : tall;
+        const Pages usual = tall(tried);
+        return wide.count() < usual.count() ? wide : usual;
     };
     if (cell != 0)
         return best(cell);
+    for (u32 tried = largestCell; tried >= uprightCell; tried--)
+        if (const Pages pages = tall(tried); pages.count() == 1)
+            return pages;
     for (u32 tried = largestCell; tried >= smallestCell; tried--)
         if (const Pages pages = best(tried); pages.count() == 1)
             return pages;
-    return best(pagedCell);
+    Pages fewest = best(pagedCell);
+    for (u32 tried = pagedCell - 1; tried >= smallestCell; tried--)
+        if (const Pages pages = best(tried); pages.count() < fewest.count())
+            fewest = pages;
+    return fewest;
 }

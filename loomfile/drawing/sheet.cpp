@@ -5,6 +5,7 @@
 #include <map>
 
 constexpr Ink fineInk = 0xB4B4B4;
+constexpr Ink heavyInk = 0x7C7C7C;
 constexpr u32 numberStep = 4;
 constexpr u32 heavyStep = 8;
 constexpr double leastCellOfSigns = 7; // smaller ones are filled
@@ -20,7 +21,7 @@ Measures measuresFor(u32 cell, bool isPaper)
             std::clamp(std::floor(side / 3), 3.0, 8.0),
             fine,
             heavy,
-            std::clamp(std::round(side * 0.6), 6.0, 11.0)};
+            std::clamp(std::round(side * 0.65), 8.0, 11.0)};
 }
 
 Window wholeDraft(const View& view)
@@ -133,7 +134,7 @@ void Sheet::drawGrid(const Axis& columns, const Axis& rows)
         addLine(rows, columns, false, index);
     if (!fine.empty())
         pen.fill(fineInk, fine);
-    pen.fill(paleInk, heavy);
+    pen.fill(heavyInk, heavy);
 }
 
 void Sheet::drawThreading()
