@@ -167,21 +167,21 @@ void Drawing::drawPage(Pen& pen, const Pages& pages, const Part& column, const P
     const Window window = {column.threads, column.beside, row.beside, row.threads};
     caption.draw(pen, fonts, {pageMargin, pageMargin}, width);
     drawSheet(pen, fonts, view, pages.measures, window, {pageMargin, pageMargin + caption.height()});
-    if (pages.count() == 1)
+    if (pages.count == 1)
         return;
     Lettering lettering = {9, paleInk};
     const double baseline = pages.height - pageMargin;
     pen.write(contentsText(view, window), {pageMargin, baseline}, lettering);
     lettering.align = Align::right;
-    pen.write("Page " + std::to_string(number) + " of " + std::to_string(pages.count()), {pageMargin + width, baseline},
+    pen.write("Page " + std::to_string(number) + " of " + std::to_string(pages.count), {pageMargin + width, baseline},
               lettering);
 }
 
 void Drawing::drawPdf()
 {
     const Pages pages = dividePages(fonts, view, options.cell, options.page, caption.height());
-    if (pages.count() > mostPages)
-        throw Refusal{loadBadData, "a PDF of " + std::to_string(pages.count()) + " pages is too long, " +
+    if (pages.count > mostPages)
+        throw Refusal{loadBadData, "a PDF of " + std::to_string(pages.count) + " pages is too long, " +
                                        std::to_string(mostPages) + " are drawn at most; smaller cells take fewer"};
     constexpr double points = 0.75; // a unit
     const Surface surface(
@@ -196,6 +196,8 @@ void Drawing::drawPdf()
         u64 number = 0;
         for (const Part& row : pages.rows)
             for (const Part& column : pages.columns) {
+                if (isEmpty(view, column, row))
+                    continue;
                 drawPage(pen, pages, column, row, ++number);
                 pen.turnPage();
                 check(pen.status());

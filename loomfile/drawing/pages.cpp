@@ -42,12 +42,22 @@ static std::vector<Part> divide(u32 threads, u32 beside, double room, const Meas
 
 static Pages divideAt(Fonts& fonts, const View& view, u32 cell, Extent paper, double captionHeight)
 {
-    Pages pages = {paper.width, paper.height, measuresFor(cell, true), {}, {}};
+    Pages pages = {paper.width, paper.height, measuresFor(cell, true), {}, {}, 0};
     const Extent taken = extentOf(fonts, view, pages.measures, {});
     pages.columns = divide(view.info.ends, view.sideCount, paper.width - 2 * pageMargin - taken.width, pages.measures);
     pages.rows = divide(view.info.picks, view.info.shafts,
                         paper.height - 2 * pageMargin - footerHeight - captionHeight - taken.height, pages.measures);
+    auto without = [](const std::vector<Part>& parts) {
+        return std::count_if(parts.begin(), parts.end(), [](const Part& part) { return part.threads.count == 0; });
+    };
+    const auto empty = view.hasLiftPlan ? without(pages.columns) * without(pages.rows) : 0;
+    pages.count = u64{pages.columns.size()} * pages.rows.size() - static_cast<u64>(empty);
     return pages;
+}
+
+bool isEmpty(const View& view, const Part& column, const Part& row)
+{
+    return view.hasLiftPlan && column.threads.count == 0 && row.threads.count == 0;
 }
 
 Pages dividePages(Fonts& fonts, const View& view, u32 cell, u32 page, double captionHeight)
@@ -59,19 +69,19 @@ Pages dividePages(Fonts& fonts, const View& view, u32 cell, u32 page, double cap
     auto best = [&](u32 tried) {
         const Pages wide = divideAt(fonts, view, tried, {upright.height, upright.width}, captionHeight);
         const Pages usual = tall(tried);
-        return wide.count() < usual.count() ? wide : usual;
+        return wide.count < usual.count ? wide : usual;
     };
     if (cell != 0)
         return best(cell);
     for (u32 tried = largestCell; tried >= uprightCell; tried--)
-        if (const Pages pages = tall(tried); pages.count() == 1)
+        if (const Pages pages = tall(tried); pages.count == 1)
             return pages;
     for (u32 tried = largestCell; tried >= smallestCell; tried--)
-        if (const Pages pages = best(tried); pages.count() == 1)
+        if (const Pages pages = best(tried); pages.count == 1)
             return pages;
     Pages fewest = best(pagedCell);
     for (u32 tried = pagedCell - 1; tried >= smallestCell; tried--)
-        if (const Pages pages = best(tried); pages.count() < fewest.count())
+        if (const Pages pages = best(tried); pages.count < fewest.count)
             fewest = pages;
     return fewest;
 }

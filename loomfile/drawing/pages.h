@@ -11,10 +11,12 @@ struct Part {
 struct Pages {
     double width, height; // of a page
     Measures measures;
-    std::vector<Part> columns, rows; // there is a page for each of both
-
-    u64 count() const { return u64{columns.size()} * rows.size(); }
+    std::vector<Part> columns, rows; // there is a page for each of both, unless it would be empty
+    u64 count = 0;
 };
+
+// Beside a lift plan there is no tie-up.
+bool isEmpty(const View& view, const Part& column, const Part& row);
 
 constexpr double pageMargin = 54;
 constexpr double footerHeight = 24; // above the lower margin

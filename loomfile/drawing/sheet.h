@@ -36,7 +36,7 @@ struct Window {
 };
 Window wholeDraft(const View& view);
 
-// How large a window's drawing is, and what of that is there for any window.
+// How large a window's drawing is; an empty one has the room of colours and numbers alone.
 struct Extent {
     double width, height;
 };

@@ -8,6 +8,8 @@
 struct Range {
     u32 first = 0;
     u32 count = 0;
+
+    u32 behind() const { return first + count; }
 };
 
 struct View {
