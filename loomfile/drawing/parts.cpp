@@ -45,6 +45,12 @@ static Rectangle cells(const Axis& columns, u32 column, const Axis& rows, u32 ro
     return {columns.span(column, columnCount), rows.span(row, 1), columnCount * columns.cell, rows.cell};
 }
 
+// How much of a line is before its place: whole pixels when it is of whole pixels.
+static double before(double thickness)
+{
+    return thickness == std::floor(thickness) ? std::floor(thickness / 2) : thickness / 2;
+}
+
 // Lines over the cells of two axes and around them.
 void Parts::drawGrid(const Axis& columns, const Axis& rows)
 {
@@ -58,10 +64,8 @@ void Parts::drawGrid(const Axis& columns, const Axis& rows)
         const double thickness = isHeavy ? measures.heavyLine : measures.fineLine;
         if (thickness == 0)
             return;
-        // On whole pixels when the thickness is whole.
-        const double before = thickness >= 1 ? std::floor(thickness / 2) : thickness / 2;
-        const double start = axis.line(index) - before;
-        const double corner = std::floor(measures.heavyLine / 2);
+        const double start = axis.line(index) - before(thickness);
+        const double corner = before(measures.heavyLine);
         const double from = along.begin - corner;
         const double length = along.length() + measures.heavyLine;
         (isHeavy ? heavy : fine)

@@ -6,7 +6,7 @@
 Measures measuresFor(u32 cell, bool isPaper)
 {
     const double side = cell;
-    const double heavy = isPaper ? 1 : side >= 12 ? 2 : 1;
+    const double heavy = isPaper ? 1.2 : side >= 8 ? 2 : 1;
     const double fine = side < 5 ? 0 : isPaper ? 0.5 : 1;
     return {side,
             std::clamp(side, 6.0, 16.0),
