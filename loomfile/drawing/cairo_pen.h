@@ -7,7 +7,7 @@
 #include "loomfile/drawing/pen.h"
 
 struct CairoPen : Pen {
-    CairoPen(cairo_surface_t* surface, Fonts& fonts, double scale);
+    CairoPen(cairo_surface_t* surface, Fonts& usedFonts, double scale);
     ~CairoPen() override;
 
     void fill(Ink ink, const std::vector<Rectangle>& rectangles) override;

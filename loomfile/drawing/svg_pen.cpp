@@ -34,18 +34,18 @@ static std::string escaped(const std::string& text)
 
 SvgPen::SvgPen(Output& out, double width, double height, const std::string& title) : output(out)
 {
-    const std::string size = number(width) + "\" height=\"" + number(height);
-    add("<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n<svg xmlns=\"http://www.w3.org/2000/svg\" width=\"" + size +
-        "\" viewBox=\"0 0 " + number(width) + " " + number(height) + "\" font-family=\"" + fontFamily +
-        ", Arial, sans-serif\">\n");
+    add({"<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n<svg xmlns=\"http://www.w3.org/2000/svg\" width=\"",
+         number(width), "\" height=\"", number(height), "\" viewBox=\"0 0 ", number(width), " ", number(height),
+         "\" font-family=\"", fontFamily, ", Arial, sans-serif\">\n"});
     if (!title.empty())
-        add("<title>" + escaped(title) + "</title>\n");
+        add({"<title>", escaped(title), "</title>\n"});
 }
 
-void SvgPen::add(const std::string& text)
+void SvgPen::add(std::initializer_list<std::string_view> words)
 {
     constexpr size_t enough = 1 << 16;
-    kept += text;
+    for (const std::string_view word : words)
+        kept += word;
     if (kept.size() < enough)
         return;
     output.write(kept.data(), kept.size());
@@ -54,28 +54,29 @@ void SvgPen::add(const std::string& text)
 
 void SvgPen::fill(Ink ink, const std::vector<Rectangle>& rectangles)
 {
-    add("<path shape-rendering=\"crispEdges\" fill=\"" + colour(ink) + "\" d=\"");
+    add({"<path shape-rendering=\"crispEdges\" fill=\"", colour(ink), "\" d=\""});
     for (const Rectangle& rectangle : rectangles)
-        add("M" + number(rectangle.x) + " " + number(rectangle.y) + "h" + number(rectangle.width) + "v" +
-            number(rectangle.height) + "h" + number(-rectangle.width) + "z");
-    add("\"/>\n");
+        add({"M", number(rectangle.x), " ", number(rectangle.y), "h", number(rectangle.width), "v",
+             number(rectangle.height), "h", number(-rectangle.width), "z"});
+    add({"\"/>\n"});
 }
 
 void SvgPen::mark(Ink ink, Sign sign, double radius, const std::vector<Point>& centres)
 {
-    add("<path fill=\"none\" stroke=\"" + colour(ink) + "\" stroke-width=\"" + number(signLine * radius) +
-        "\" stroke-linecap=\"round\" d=\"");
+    add({"<path fill=\"none\" stroke=\"", colour(ink), "\" stroke-width=\"", number(signLine * radius),
+         "\" stroke-linecap=\"round\" d=\""});
+    const std::string size = number(radius);
     const std::string across = number(2 * radius);
-    const std::string arc = "a" + number(radius) + " " + number(radius) + " 0 1 0 ";
     for (const Point& centre : centres) {
-        const std::string left = "M" + number(centre.x - radius) + " ";
+        const std::string left = number(centre.x - radius);
         if (sign == Sign::ring)
-            add(left + number(centre.y) + arc + across + " 0" + arc + "-" + across + " 0z");
+            add({"M", left, " ", number(centre.y), "a", size, " ", size, " 0 1 0 ", across, " 0a", size, " ", size,
+                 " 0 1 0 -", across, " 0z"});
         else
-            add(left + number(centre.y - radius) + "l" + across + " " + across + left + number(centre.y + radius) +
-                "l" + across + " -" + across);
+            add({"M", left, " ", number(centre.y - radius), "l", across, " ", across, "M", left, " ",
+                 number(centre.y + radius), "l", across, " -", across});
     }
-    add("\"/>\n");
+    add({"\"/>\n"});
 }
 
 void SvgPen::write(const std::string& text, Point at, const Lettering& lettering)
@@ -83,13 +84,13 @@ void SvgPen::write(const std::string& text, Point at, const Lettering& lettering
     const char* anchor = lettering.align == Align::left     ? ""
                          : lettering.align == Align::centre ? " text-anchor=\"middle\""
                                                             : " text-anchor=\"end\"";
-    add("<text x=\"" + number(at.x) + "\" y=\"" + number(at.y) + "\" font-size=\"" + number(lettering.size) +
-        "\" fill=\"" + colour(lettering.ink) + "\"" + (lettering.isBold ? " font-weight=\"bold\"" : "") + anchor + ">" +
-        escaped(text) + "</text>\n");
+    add({"<text x=\"", number(at.x), "\" y=\"", number(at.y), "\" font-size=\"", number(lettering.size), "\" fill=\"",
+         colour(lettering.ink), "\"", lettering.isBold ? " font-weight=\"bold\"" : "", anchor, ">", escaped(text),
+         "</text>\n"});
 }
 
 void SvgPen::finish()
 {
-    add("</svg>\n");
+    add({"</svg>\n"});
     output.write(kept.data(), kept.size());
 }

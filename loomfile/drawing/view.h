@@ -13,7 +13,7 @@ struct Range {
 };
 
 struct View {
-    View(const LoomfileDraft* draft, const LoomfileDrawing& drawing);
+    View(const LoomfileDraft* shown, const LoomfileDrawing& drawing);
 
     // Shafts or treadles, from 1 on.
     std::vector<u16> shaftsOfEnd(u32 end) const { return numbers(loomfileThreading, end); }
