@@ -336,6 +336,58 @@ LOOMFILE_API void loomfileCloseCloth(LoomfileCloth* cloth);
 LOOMFILE_API i32 loomfileDrawCloth(const LoomfileCloth* cloth, const LoomfileClothView* view, u32 firstRow, u32 count,
                                    u8* rows, u32 stride, u32 bytesPerPixel);
 
+/* What a draft is drawn as. */
+enum {
+    loomfileDrawingPng = 1,
+    loomfileDrawingSvg = 2,
+    loomfileDrawingPdf = 3 /* of as many pages as it takes */
+};
+
+/* Where the threading of a drawing is. Shaft 1 and treadle 1 are next to the cloth, the first end is on its left, the
+ * first pick next to the threading. */
+enum {
+    loomfileThreadingAbove = 0,
+    loomfileThreadingBelow = 1
+};
+
+/* The paper of a PDF. It is turned where that saves pages or makes larger cells. */
+enum {
+    loomfilePageA4 = 0,
+    loomfilePageLetter = 1
+};
+
+/* How to draw a draft. Zero is the default. */
+typedef struct LoomfileDrawing {
+    u32 size;
+    u32 layout;        /* loomfileThreadingAbove or loomfileThreadingBelow */
+    u32 cell;          /* side of a cell, 1 to 200 pixels of 1/96 inch; 0 = by the size of the draft */
+    u32 liftPlan;      /* 1: the shafts that are up for each pick, even when the draft has treadles */
+    u32 blackAndWhite; /* 1: the drawdown is black where the warp is up, even when the draft has colours */
+    u32 page;          /* loomfilePageA4 or loomfilePageLetter */
+} LoomfileDrawing;
+
+static inline LoomfileDrawing loomfileDrawing(void)
+{
+    LoomfileDrawing drawing;
+    memset(&drawing, 0, sizeof drawing);
+    drawing.size = (u32)sizeof drawing;
+    return drawing;
+}
+
+/* Takes the next bytes of a file that is being made. Returns 0, or anything else to have no more of them. */
+typedef i32 (*LoomfileWriter)(void* context, const void* bytes, u64 count);
+
+/* Draws a draft: threading, tie-up, treadling or lift plan, drawdown, colours of the threads, and a caption. kind is
+ * one of loomfileDrawingPng and the like, drawing may be null: the defaults. Returns a status; after anything but 0
+ * what was written is no drawing. The same call always writes the same bytes.
+ *
+ * A tie-up of rising shafts has rings, one of sinking shafts crosses; a lift plan always shows the shafts that are up.
+ * Numbers stand at every fourth thread, heavier lines behind every eighth.
+ *
+ * This is done by libloomfile-drawing.so and the library cairo, which are loaded by the first call. */
+LOOMFILE_API i32 loomfileDraw(const LoomfileDraft* draft, const LoomfileDrawing* drawing, u32 kind,
+                              LoomfileWriter writer, void* context, LoomfileFailure* failure);
+
 /* The Debian packages of the program without which files of a format are not opened, "gzip"; "" when it needs none. The
  * text is a constant. */
 LOOMFILE_API const char* loomfileHelperPackages(i32 format);

@@ -16,9 +16,10 @@ install_missing() {
   DEBIAN_FRONTEND=noninteractive "${as_root[@]}" apt-get install -y -qq --no-install-recommends "${missing[@]}" >/dev/null
 }
 
-build_packages=(g++ cmake ninja-build libpng-dev libjpeg-dev libtiff-dev zlib1g-dev libcli11-dev nlohmann-json3-dev)
+build_packages=(g++ cmake ninja-build libpng-dev libjpeg-dev libtiff-dev zlib1g-dev libcairo2-dev libcli11-dev
+  nlohmann-json3-dev)
 helper_packages=(gzip unzip mscompress graphicsmagick ghostscript) # what loomfile runs for packed files and drawings
-test_packages=(libgtest-dev clang-format binutils zip)
+test_packages=(libgtest-dev clang-format binutils poppler-utils zip)
 small_machine_packages=(g++-multilib lib32z1-dev googletest) # card loaders for processors of 32 bits
 
 # build PRESET TARGET... : quiet unless something goes wrong

@@ -673,6 +673,18 @@ TEST_F(Tool, ChangesTheToneAsTheLibraryDoes)
     EXPECT_TRUE(std::equal(std::begin(stretched), std::end(stretched), load(path("b.png")).palette.begin()));
 }
 
+TEST_F(Tool, DrawsDrafts)
+{
+    files.write("a.wif", "[WIF]\n[WEAVING]\nShafts=1\nTreadles=1\n[WARP]\nThreads=2\n[WEFT]\nThreads=1\n"
+                         "[THREADING]\n1=1\n[TIEUP]\n1=1\n[TREADLING]\n1=1\n");
+    EXPECT_EQ(run({"draft", "a.wif", "a.gif"}).exitCode, 64);
+    EXPECT_EQ(shell("ulimit -f 1; loomfile draft a.wif a.pdf"), 12); // no room
+    EXPECT_EQ(names(), std::set<string>{"a.wif"});
+    EXPECT_EQ(run({"draft", "a.wif", "a.SVG"}).output, "a.wif: WIF, 1 shaft, 1 treadle, 2 ends, 1 pick -> a.SVG\n");
+    EXPECT_TRUE(get(path("a.SVG")).ends_with("</svg>\n"));
+    EXPECT_EQ(run({"draft", "a.wif", "a.SVG"}).exitCode, 12); // is there already
+}
+
 TEST_F(Tool, HasExamplesThatWork)
 {
     files.write("small.bmp", encodeBmp(small));

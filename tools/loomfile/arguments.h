@@ -15,11 +15,13 @@ struct Requests {
     ConvertRequest convert;
     QuantizeRequest quantize;
     RenderRequest render;
+    DraftRequest draft;
 };
 
 // The commands that tell something, and those that make a picture.
 void addTellingCommands(CLI::App& app, Requests& requests);
 void addMakingCommands(CLI::App& app, Requests& requests);
+void addDraft(CLI::App& app, DraftRequest& request, OpenOptions& options);
 
 // How the files are to be opened, for every command that opens some.
 void addOpenOptions(CLI::App& command, OpenOptions& options);

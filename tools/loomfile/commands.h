@@ -62,6 +62,10 @@ struct RenderRequest : PictureRequest {
     std::optional<Rgb> warp, weft; // of yarns
 };
 
+struct DraftRequest : PictureRequest {
+    LoomfileDrawing drawing = loomfileDrawing();
+};
+
 struct SeamRequest {
     std::string source;
     bool json = false;
@@ -85,6 +89,7 @@ ExitCode listFormats(const FormatsRequest& request);
 int showInfo(const InfoRequest& request, const OpenOptions& options);
 ExitCode convertPicture(const ConvertRequest& request, const OpenOptions& options);
 ExitCode renderCloth(const RenderRequest& request, const OpenOptions& options);
+ExitCode drawDraft(const DraftRequest& request, const OpenOptions& options);
 ExitCode measureSeam(const SeamRequest& request, const OpenOptions& options);
 ExitCode compareFiles(const CompareRequest& request, const OpenOptions& options);
 ExitCode quantizePicture(const QuantizeRequest& request, const OpenOptions& options);

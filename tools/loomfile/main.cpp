@@ -24,6 +24,7 @@ static constexpr const char* footer =
     "  loomfile quantize rose.jpg rose.png --colours 16\n"
     "                                         make a picture of 16 colours of it\n"
     "  loomfile render rose.gif cloth.png     how does it look woven, repeat beside repeat?\n"
+    "  loomfile draft twill.wif twill.pdf     draw threading, tie-up, treadling and drawdown\n"
     "  loomfile seam rose.gif                 do the repeats join without a visible seam?\n"
     "  loomfile convert rose.dop rose.wif     make a draft of it that every weaving program reads\n"
     "  loomfile compare rose.dop rose.wif     do both lift the same?\n"
@@ -110,6 +111,7 @@ static int runCommand(const std::string& name, const Requests& requests)
            : name == "info"     ? showInfo(requests.info, options)
            : name == "quantize" ? quantizePicture(requests.quantize, options)
            : name == "palette"  ? showPalette(requests.palette, options)
+           : name == "draft"    ? drawDraft(requests.draft, options)
            : name == "render"   ? renderCloth(requests.render, options)
            : name == "seam"     ? measureSeam(requests.seam, options)
            : name == "compare"  ? compareFiles(requests.compare, options)
@@ -137,7 +139,7 @@ static int run(int argc, char** argv)
     }
     const std::vector<CLI::App*> given = app.get_subcommands();
     if (given.empty())
-        return failUsage("say what to do: info, convert, quantize, palette, render, seam, compare or formats");
+        return failUsage("say what to do: info, convert, quantize, palette, render, draft, seam, compare or formats");
     const int exitCode = runCommand(given.front()->get_name(), requests);
     finishOutput();
     return exitCode;

@@ -114,4 +114,5 @@ void addMakingCommands(CLI::App& app, Requests& requests)
     addConvert(app, requests.convert, requests.options);
     addQuantize(app, requests.quantize, requests.options);
     addRender(app, requests.render, requests.options);
+    addDraft(app, requests.draft, requests.options);
 }
