@@ -345,16 +345,10 @@ enum {
 
 /* Where the threading of a drawing is. Shaft 1 and treadle 1 are next to the cloth, the first end is on its left, the
  * first pick next to the threading. */
-enum {
-    loomfileThreadingAbove = 0,
-    loomfileThreadingBelow = 1
-};
+enum { loomfileThreadingAbove = 0, loomfileThreadingBelow = 1 };
 
 /* The paper of a PDF. It is turned where that saves pages or makes larger cells. */
-enum {
-    loomfilePageA4 = 0,
-    loomfilePageLetter = 1
-};
+enum { loomfilePageA4 = 0, loomfilePageLetter = 1 };
 
 /* How to draw a draft. Zero is the default. */
 typedef struct LoomfileDrawing {

@@ -12,6 +12,7 @@
 constexpr const char* fontFamily = "Helvetica"; // or what the computer has in its place
 
 struct Fonts {
+    Fonts();
     cairo_font_face_t* faceFor(const std::string& text, bool isBold);
     double width(const std::string& text, const Lettering& lettering);
     // The text, or as much of it as there is room for, with dots behind.
