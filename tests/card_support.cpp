@@ -64,6 +64,16 @@ void expectStatuses(const CardFormat& format, const Bytes& good, int status, con
     }
 }
 
+void expectLimits(const CardFormat& format, const Limits& limits, u32 kind)
+{
+    for (const auto& [width, height, otherWidth, otherHeight] : limits) {
+        SCOPED_TRACE(format.name + (" " + std::to_string(otherWidth)) + " x " + std::to_string(otherHeight));
+        EXPECT_EQ(statusOf(format.name, format.encode(blankPicture(kind, width, height)), format.id), loadSuccess);
+        const Bytes other = format.encode(blankPicture(kind, otherWidth, otherHeight));
+        EXPECT_TRUE(!other.empty() && statusOf(format.name, other, format.id) != loadSuccess);
+    }
+}
+
 std::string toldOf(const CardFormat& format, const Bytes& bytes)
 {
     TestDirectory directory;

@@ -1,6 +1,7 @@
 // What the tests of card files share.
 #pragma once
 
+#include <array>
 #include <functional>
 
 #include "tests/support.h"
@@ -24,6 +25,9 @@ Bytes patched(Bytes bytes, size_t at, const Bytes& with);
 // Each a place and the bytes there; the file is loaded once with each.
 using Patches = std::vector<std::vector<u32>>;
 void expectStatuses(const CardFormat& format, const Bytes& good, int status, const Patches& patches);
+// Blank pictures: those of the first width and height of each are read, those of the second refused.
+using Limits = std::vector<std::array<u32, 4>>;
+void expectLimits(const CardFormat& format, const Limits& limits, u32 kind = kindBilevel);
 // The status of loading a file of these bytes with this loader.
 int statusOf(const std::string& name, const Bytes& bytes, u32 id);
 // The reason that loading the file leaves and its remarks behind it, "+" before a harmless one, "!" before a grave one.

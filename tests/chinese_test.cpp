@@ -44,6 +44,12 @@ TEST(Chinese, ReadsSizes)
     }
 }
 
+TEST(Chinese, HasItsLimits)
+{
+    for (const CardFormat* format : {&varitex, &zhuPat, &zhuSti, &wbf, &wb, &org})
+        expectLimits(*format, {{65520, 1, format == &wb ? 65536u : 65528u, 1}});
+}
+
 TEST(Chinese, TurnsColumnsOfOneBandOnly)
 {
     TestDirectory directory;

@@ -35,6 +35,20 @@ TEST(Dornier, DeliversPicks)
     }
 }
 
+TEST(Dornier, HasItsLimits)
+{
+    TestDirectory directory;
+    for (const DobbyFormat& format : formats)
+        for (u32 height : {1u, 2u, 65520u, 65521u}) {
+            const Bytes bytes = format.encode(blankPicture(pictureBilevel, 64, height));
+            const std::string name = std::to_string(height * 100 + format.id) + format.name;
+            const bool isRead = height <= 65520 && (height > 1 || format.id != formatDoStyle);
+            EXPECT_EQ(load(directory.write(name, bytes), {.id = format.id}).status,
+                      isRead ? loadSuccess : loadWrongFormat)
+                << name;
+        }
+}
+
 TEST(Dornier, JudgesBlocks)
 {
     TestDirectory directory;
@@ -48,7 +62,8 @@ TEST(Dornier, JudgesBlocks)
         {0, 'b', false}, {2, 1, false},  {4, 9, true},    {26, 11, false},  {27, 1, false},  {28, 95, false},
         {32, 1, false},  {32, 2, true},  {32, 29, false}, {33, 0, false},   {33, 17, false}, {34, 0, false},
         {34, 9, false},  {35, 0, false}, {35, 9, false},  {36, 1, true},    {36, 9, false},  {37, 'D', false},
-        {38, 51, false}, {38, 9, false}, {39, 1, false},  {89, 'c', false}, {91, 7, false},  {91, 5, false}};
+        {38, 51, false}, {38, 9, false}, {39, 1, false},  {89, 'c', false}, {91, 7, false},  {91, 5, false},
+        {32, 28, true},  {33, 16, true}, {34, 8, true},   {35, 8, true},    {36, 8, true},   {36, 0, false}};
     for (const auto& [at, value, isGood] : cases) {
         Bytes file = encodeDoStyle(picture);
         file[at] = value;
@@ -90,14 +105,16 @@ TEST(Dornier, JudgesLines)
            {row + with(21, "G"), row + std::string(25, '0'), line + "  " + row, line + "   \n" + line,
             row + "\n" + std::string(24, 'x')});
     const std::string tail = "\r\n\n\x05\n" + row + row;
-    expect(formatDoTech, 0, 0, {head + row + row, head + line + " \n" + line + "\n"});
+    expect(formatDoTech, 0, 0,
+           {head + row + row, head + line + " \n" + line + "\n", "W 0 2" + tail,
+            head + row + line + " " + std::string(90, ' ')});
     expect(formatDoTech, 6, 6,
            {"W 33 2" + tail, "W -1 2" + tail, "W 1 0" + tail, "W 1" + tail, "W 1 3" + tail, "W 1 65521 " + tail,
-            head + row + "\r\n", head + row + line + " " + std::string(91, ' ')});
+            head + row + "\r\n", head + row + line + " " + std::string(91, ' '), head + row + row.substr(0, 18)});
     expect(formatDoTech, 3, 0,
            {"W 1 2\r\n\n\x06\n" + row + row, "W 1 1\n" + std::string(24, '-'),
             "W 1 2\n" + std::string(40, '-') + "\n\x05\n" + row});
-    expect(formatDoTech, 6, 0, {head + line + "   " + line});
+    expect(formatDoTech, 6, 0, {head + line + "   " + line, head + row + row.substr(0, 19)});
     // The last line has no end and comes early: one pick stays empty.
     const Loaded early =
         load(directory.write("e.pat", "W 1 3\n" + std::string(22, '-') + "\n\x05\n" + row + line + " "),

@@ -63,6 +63,7 @@ TEST(Eat, GivesColoursToTheIndicesThatOccur)
 TEST(Eat, RefusesOtherHeaders)
 {
     const int yes = loadSuccess, no = loadWrongFormat;
+    expectLimits(eat(1, 0), {{65520, 1, 65521, 1}, {1, 65520, 1, 65521}});
     const Bytes four = encodeEat(noisePicture(pictureIndexed, 5, 5, 16, 1)), bits = encodeEat(noiseCards(20, 20));
     expectStatuses(
         eat(4, 0), four, no,

@@ -41,6 +41,8 @@ TEST(Iam, RefusesOtherHeaders)
     expectStatuses(pat, patFile, no, {{0, 0, 0}, {2, 0, 0}, {0, 0xF1, 0xFF}, {11, 1}, {1031, 128}});
     expectStatuses(bbi, bbiFile, no, {{0, 'u'}, {4, 'b'}, {16, 0, 0}, {20, 0xF1, 255}});
     expectStatuses(bbi, bbiFile, loadSuccess, {{18, 9}});
+    expectLimits(pat, {{65520, 1, 65521, 1}, {1, 65520, 1, 65521}}, kindIndexed);
+    expectLimits(bbi, {{65520, 1, 65521, 1}, {1, 65520, 1, 65521}});
     EXPECT_EQ(statusOf("a.bb", bbiFile, formatIamBbi), no);
     EXPECT_EQ(load("/nowhere/a.pat", {.id = formatIamPat}).status, loadCannotRead);
 }

@@ -147,6 +147,7 @@ TEST_F(Jc4, FillsRowsOfAnyStride)
     expectRows(part(encodeJc3(noiseCards(2688, 9)), 0, 0, 3000), 512, ".jc3", jc3, hookOfColumn(1344, 2, true));
     expectRows(encodeJc4Loom(noiseCards(600, 9)), 64, ".oom", loom, {});
     const CardFormat loomCards = {"a", loom, [](const Picture& picture) { return encodeJc4Loom(picture); }, ""};
+    expectLimits(loomCards, {{8, 1, 8, 0}, {8, 65520, 8, 65521}, {65520, 1, 65528, 1}});
     expectStoredBits(loomCards, noiseCards(65520, 40), 64, CutRow::held, 0, 0xFF);
     // A width that is no multiple of 8 reads more than the file has; 1337 hooks have as many bytes as a module.
     expectRows(part(cards, 0, 64, 1670), 0, ".1337", network, hookOfColumn(1536, 1));
@@ -227,6 +228,10 @@ TEST_F(Jc4, RefusesWhatIsNoCard)
     expectStatus(email, "d.jc4", mail, 0, {0, 'D', 6, 33, 0, 6, 33, 2, 6, 34, 0, 6, 34, 25, 0, 34, 26, 6});
     const Numbers old = {0, 'b', 6, 1, '0', 6, 4, '5', 6, 26, '1', 6, 26, '2', 0, 22, '6', 0, 22, '7', 6, 21, '-', 6};
     expectStatus(jc3, ".jc3", encodeJc3(noiseCards(1344, 4)), 0, old);
+    const CardFormat jc3Cards = {"d.jc3", jc3, nullptr, ""};
+    const Bytes oldCards = encodeJc3(noiseCards(1344, 4));
+    expectStatuses(jc3Cards, oldCards, loadSuccess, {{21, '0', '6', '5', '5', '2', '0'}, {26, '2'}});
+    expectStatuses(jc3Cards, oldCards, loadWrongFormat, {{21, '0', '6', '5', '5', '2', '1'}, {26, '1'}});
     expectStatus(loom, ".oom", plain, 0, {1, 65, 6, 23, 0, 6, 20, 1, 6});
     expectStatus(loom, ".oom", Bytes(64), 0, {0, 0, 6});
     const std::tuple<const char*, size_t, int> named[] = {

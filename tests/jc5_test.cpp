@@ -137,11 +137,11 @@ TEST_F(Jc5, RefusesWhatItDoesNotRead)
     // 8 picks descriptor, 20 number of groups, 24 and 40 groups of 3 hooks and 1
     const Bytes good = encodeJc5(noiseCards(4, 2), {.groups = {{3}, {1}}});
     const std::tuple<u32, u32, int> cases[] = {
-        {16, 65520, loadSuccess},     {16, 65521, loadWrongFormat},    {16, 1, loadWrongFormat},
-        {52, 65517, loadSuccess},     {52, 65518, loadWrongFormat},    {52, 0xFFFFFFFF, loadWrongFormat},
-        {36, 0, loadWrongFormat},     {44, 7, loadWrongFormat},        {44, 10000, loadCannotRead},
-        {44, 10001, loadWrongFormat}, {12, 3, loadWrongFormat},        {4, 256, loadCannotRead},
-        {4, 257, loadCannotRead},     {0, 0x82FE0100, loadWrongFormat}};
+        {16, 65520, loadSuccess},    {16, 65521, loadWrongFormat}, {16, 1, loadWrongFormat},
+        {52, 65517, loadSuccess},    {52, 65518, loadWrongFormat}, {52, 0xFFFFFFFF, loadWrongFormat},
+        {36, 0, loadWrongFormat},    {36, 1, loadSuccess},         {44, 7, loadWrongFormat},
+        {44, 10000, loadCannotRead}, {44, 10001, loadWrongFormat}, {12, 3, loadWrongFormat},
+        {4, 256, loadCannotRead},    {4, 257, loadCannotRead},     {0, 0x82FE0100, loadWrongFormat}};
     for (const auto& [at, number, status] : cases) {
         const Patches patches = {{at, number >> 24, number >> 16, number >> 8, number}};
         expectStatuses({"d.jc5", jc5, nullptr, ""}, good, status, patches);

@@ -20,6 +20,7 @@ TEST(Nedgraphics, DeliversPicturePaletteAndResolution)
         EXPECT_TRUE(got.resX == resX && got.resY == resY && got.palette == picture.palette) << code;
     }
     const Bytes good = encode(picture);
+    expectLimits(pat, {{65520, 1, 65521, 1}, {1, 65520, 1, 65521}}, kindIndexed);
     EXPECT_EQ(statusOf("a.pat", Bytes(good.begin(), good.end() - 1), formatNedgraphicsPat), loadWrongFormat);
     for (u32 at : {2u, 4u, 5u, 6u, 7u, 8u, 11u, 16u, 17u})
         expectStatuses(pat, good, loadWrongFormat, {{at, good[at] ^ 0x40u}});

@@ -116,6 +116,15 @@ TEST(SmallDobbies, TellHeadersThatAreNone)
         EXPECT_EQ(load(std::string("/nowhere/") + format->name, {.id = format->id}).status, loadCannotRead);
 }
 
+TEST(SmallDobbies, HaveTheirLimits)
+{
+    for (const CardFormat* format : {&nissan, &pignone})
+        expectLimits(*format, {{40, 2, 40, 1}, {40, 65520, 40, 65521}});
+    expectLimits(tongYuan, {{32, 2, 32, 1}, {32, 65520, 32, 65521}});
+    expectLimits(viable, {{64, 65520, 64, 65521}, {65520, 1, 65521, 1}});
+    expectLimits(avl, {{9, 65520, 9, 65521}, {65520, 1, 65521, 1}});
+}
+
 TEST(SmallDobbies, TellWhatIsTheMatter)
 {
     const Bytes nax = encodeNissan(noiseCards(40, 3)), arm = encodePignone(noiseCards(40, 40), 20);

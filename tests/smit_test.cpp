@@ -30,4 +30,5 @@ TEST(Smit, RefusesWhatDoesNotFit)
     expectStatuses(smit(""), plain, loadWrongFormat, patches);
     expectStatuses(smit(""), terry, loadWrongFormat, {{24, 3}, {25, 0}});
     EXPECT_EQ(statusOf("d.arn", plain, 45), loadWrongFormat);
+    expectLimits(smit(""), {{48, 2, 48, 1}, {96, 2, 96, 1}, {48, 65520, 48, 65521}, {96, 65520, 96, 65521}});
 }

@@ -83,5 +83,6 @@ TEST(Somet, ReadsCards)
     load(path, {.id = formatSometArm});
     EXPECT_EQ(load(directory.path + "/none.arm", {.id = formatSometArm}).status, loadCannotRead);
     const CardFormat arm = {"c.arm", 52, encodeSometArm, ""};
+    expectLimits(arm, {{40, 2, 40, 1}, {40, 65520, 40, 65521}});
     expectStoredBits(arm, noiseCards(40, 10000), 0, CutRow::none, 10);
 }

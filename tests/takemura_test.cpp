@@ -61,6 +61,8 @@ TEST(Takemura, TestsNamesAndSizes)
     expectStatuses(cgs, cgsFile, yes, {{97, 8, 0}});
     expectStatuses(dp5, dp5File, no, {{0, 7}, {1, 1}, {14, 1}, {10, 4}});
     expectStatuses(dp5, dp5File, yes, {{14, 200}});
+    expectLimits(dp5, {{128, 1, 128, 0}, {128, 65520, 128, 65521}});
+    expectLimits(wjl, {{40, 1, 40, 0}, {40, 65520, 40, 65521}});
     expectStatuses(wjl, wjlFile, no, {{5, 'B'}, {20, 4}});
     EXPECT_EQ(statusOf("a.WJL", wjlFile, formatActWjl), loadWrongFormat);
     EXPECT_EQ(load("/nowhere/a.dat", {.id = formatTakemuraDat}).status, loadCannotRead);
