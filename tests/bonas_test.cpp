@@ -141,6 +141,14 @@ TEST_F(Bonas, ExpandsBesideTheFileOrInAFolderOfItsOwn)
     const Picture picture = noiseCards(1000, 50);
     writeParts(picture, 20, {"d.ep", "d.001", "d.002"});
     const std::string file = cards.write("d.ep_", compressed(encodeBonas(picture, {.picksPerFile = 20})));
+    llibSetTmpDir("/nowhere");
+    EXPECT_EQ(load(file).status, loadWrongFormat);
+    EXPECT_STREQ(llibGetReason(), "no folder can be made in the temporary directory: No such file or directory");
+    llibSetTmpDir(temporary.path.c_str());
+    llibSetMsExpandCommand(nullptr);
+    EXPECT_EQ(load(file).status, loadWrongFormat);
+    EXPECT_STREQ(llibGetReason(), "the command that expands EP_ files is not set");
+    llibSetMsExpandCommand(standIn);
     for (i64 count : {4, 3}) { // a file of that name is left alone
         for (int wantPalette : {0, 1}) {
             EXPECT_TRUE(load(file, {.wantPalette = wantPalette}).rows == picture.rows);

@@ -79,6 +79,7 @@ TEST(Chinese, RefusesOtherFilesAndSizes)
     for (const CardFormat* format : {&wbf, &wb})
         expectStoredBits(*format, large, 8190, CutRow::heldAtOnce);
     expectStatuses(zhuPat, encodeZhuPat(noiseCards(20, 2)), loadWrongFormat, {{0, 't'}});
+    expectStatuses(varitex, encodeVaritex(noiseCards(16, 2)), loadWrongFormat, {{0, 0, 0}});
 }
 
 TEST(Chinese, TellsWhatIsTheMatter)

@@ -49,5 +49,12 @@ TEST(Colorado, RefusesOtherHeaders)
     const Patches patches = {{0, 1},   {3, 1},    {12, 1},   {18, 1},         {20, 1},
                              {511, 1}, {4, 0, 0}, {6, 0, 0}, {8, 0, 0, 0, 1}, {8, 255, 255, 255, 255},
                              {10, 8},  {19, 24}};
-    expectStatuses({"a", formatColorado, nullptr, ""}, good, loadWrongFormat, patches);
+    const CardFormat colorado = {"a", formatColorado, nullptr, ""};
+    expectStatuses(colorado, good, loadWrongFormat, patches);
+    // Pixels may begin in the palette, and not before it.
+    const u32 most = static_cast<u32>(good.size()) - 1536;
+    expectStatuses(colorado, good, loadSuccess, {{8, 0, 0, most >> 8, most & 255}, {8, 0, 0, 0, 2}});
+    expectStatuses(colorado, good, loadWrongFormat, {{8, 0, 0, most >> 8, (most & 255) + 1}});
+    EXPECT_EQ(toldOf(colorado, Bytes(good.begin(), good.begin() + 511)), "the file ends in its header");
+    EXPECT_EQ(toldOf(colorado, Bytes(good.begin(), good.begin() + 2047)), "the file ends in its palette");
 }

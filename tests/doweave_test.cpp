@@ -94,7 +94,8 @@ TEST(DoWeave, RefusesOthersAndTellsUnknownRecords)
     expectRefusal(with(good, 34, "xxxxxxxx"), "-1): ");
     expectRefusal(head + pick + "\n", "-1): ");
     expectRefusal(head + pick + "0044\n" + pick, "68): 0044");
-    EXPECT_EQ(load(directory.write("good.des", with(good, 8, "???99")), {.id = formatDoWeave}).status, loadSuccess);
+    for (const auto& [at, other] : {std::pair<size_t, const char*>(8, "???99"), {26, "F0FF"}})
+        EXPECT_EQ(load(directory.write(other + std::string(".des"), with(good, at, other))).status, loadSuccess);
     testing::internal::CaptureStdout();
     expectHarmless("h.des", encodeDoWeave(three, 3), 49);
     testing::internal::GetCapturedStdout();

@@ -95,7 +95,7 @@ TEST_F(Hostile, TemporaryFoldersAndCommandsFailInEveryWay)
             continue;
         const std::string path = directory.write(sample.name, sample.encode());
         // Packed Bonas files are expanded beside themselves, and picks that are missing in them are clear.
-        for (const std::string& folder : {victim + "/gone", victim, directory.path + "/link", std::string(3000, 'a')}) {
+        for (const std::string& folder : {victim + "/gone", victim, directory.path + "/link", std::string(4090, 'a')}) {
             llibSetTmpDir(folder.c_str());
             EXPECT_EQ(unpacks(path, sample.format), sample.format == bonasPacked) << sample.name << " " << folder;
         }
@@ -146,6 +146,24 @@ static std::vector<std::pair<std::string, u32>> writeSamples(const TestDirectory
             files.emplace_back(directory.write(sample.name, bytes), sample.format);
     }
     return files;
+}
+
+// The beginning of a file is remembered, but what it holds is judged by the file as it is now.
+TEST(HeaderCache, DoesNotHideThatAFileIsAnotherOne)
+{
+    TestDirectory directory;
+    drawSmallSamples();
+    const std::set<u32> formats = {
+        formatPcx, formatWeave,    formatPignone,    formatSmit, formatSometDop,      formatSometCop,   formatNissan,
+        formatUwf, formatColorado, formatVamatexPid, formatEat,  formatDoStyle,       formatVamatexPiw, formatFabric,
+        formatBmp, formatZhuPat,   formatMuster,     formatWif,  formatNedgraphicsPat};
+    for (const Sample& sample : allSamples()) {
+        if (!formats.contains(sample.format))
+            continue;
+        const Bytes bytes = sample.encode();
+        for (const auto& [content, status] : {std::pair(bytes, loadSuccess), {Bytes(bytes.size()), loadWrongFormat}})
+            EXPECT_EQ(load(directory.write(sample.name, content), {.id = sample.format}).status, status) << sample.name;
+    }
 }
 
 // The entries of a loader of the same family may be called while a picture is open, also when all of its rows were

@@ -189,6 +189,12 @@ TEST_F(Jc5, UnpacksWithTheRealGzipAndCleansUp)
                                                           : "the unpacked file has been replaced by another one");
     }
     EXPECT_TRUE(fs::exists(other));
+    llibSetGzipCommand("sh -c 'gzip -dc \"$2\"; exit 1' sh");
+    EXPECT_EQ(load(packed).rows, picture.rows);
+    EXPECT_EQ(remarkTexts(), "!the gzip command reported an error\n");
+    llibSetTmpDir(nullptr);
+    EXPECT_EQ(load(packed).status, loadWrongFormat);
+    EXPECT_STREQ(llibGetReason(), "the temporary directory is not set");
     llibSetTmpDir("/nowhere");
     testing::internal::CaptureStderr();
     EXPECT_EQ(load(packed).status, loadCannotRead);

@@ -68,10 +68,14 @@ TEST(Qte, CutsAMotifOutOfItsRows)
             }
         }
     }
+    const auto encodeShifted = [](const Picture& picture) { return encodeQteMotif(picture, 3, 60); };
+    EXPECT_EQ(bandStatusOfCut({"d.mot", motif, encodeShifted, ""}, noiseCards(400, 3000), 21), loadBadData);
+    EXPECT_STREQ(llibGetReason(), "the file ends 1 row before the picture does");
     const char *isRead = "", *noNumbers = "its last 20 characters are not the numbers of a motif";
     const std::pair<const char*, const char*> trailers[] = {
         {"    3   50    8    1", isRead},
         {"00003\t50  \n8   1    ", isRead},
+        {"    8   64    8    1", isRead},
         {"    9   50    8    1", "its trailer tells 9 as the first bit of its rows"},
         {"    0   48    8    1", "its trailer tells 0 as the first bit of its rows"},
         {"    1   65    8    1", "its trailer tells rows of 8 bytes for 65 bits"},
@@ -142,6 +146,9 @@ TEST_F(Qtz, RunsNothingWithoutNeed)
     EXPECT_EQ(load(file, {.id = qtz}).status, loadWrongFormat);
     EXPECT_TRUE(fs::remove(unpacked("ran")));
     EXPECT_STREQ(llibGetReason(), "the archive holds no QTE file of its own name");
+    llibSetUnzipCommand(nullptr);
+    EXPECT_EQ(load(file, {.id = qtz}).status, loadWrongFormat);
+    EXPECT_STREQ(llibGetReason(), "the command that unpacks archives is not set");
     llibSetTmpDir(nullptr);
     EXPECT_EQ(load(file, {.id = qtz}).status, loadWrongFormat);
     EXPECT_STREQ(llibGetReason(), "the temporary directory is not set");

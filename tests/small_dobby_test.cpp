@@ -134,6 +134,9 @@ TEST(SmallDobbies, TellWhatIsTheMatter)
         {viable, patched(encodeViable(noiseCards(72, 3)), 16, {0}), "its header tells a size of 72 x 0"},
         {pignone, patched(arm, 20, {22}), "a block has 20 picks from pick 22 on, the weave has 40"},
         {pignone, Bytes(arm.begin(), arm.end() - 1), "the file ends 20 picks before the weave does"},
+        {pignone, Bytes(arm.begin(), arm.begin() + 20), "the header announces 40 x 40, the file holds 20 bytes"},
+        {pignone, Bytes(arm.begin(), arm.begin() + 21), "the file ends 40 picks before the weave does"},
+        {pignone, patched(arm, 1, {255}), "the file ends in its header"},
         {avl, Bytes(255), "the file ends in its header"}};
     for (const auto& [format, bytes, reason] : cases) {
         EXPECT_NE(statusOf(format.name, bytes, format.id), loadSuccess);

@@ -29,6 +29,12 @@ TEST(Smit, RefusesWhatDoesNotFit)
                              {25, 3},   {26, 1},   {219, 'x'}, {220, 14}, {221, 34}};
     expectStatuses(smit(""), plain, loadWrongFormat, patches);
     expectStatuses(smit(""), terry, loadWrongFormat, {{24, 3}, {25, 0}});
+    // Blocks of fewer picks than 32 leave no room for all of them, here for a head or for what follows it.
+    for (u32 picksOfBlock : {31u, 5u, 6u}) {
+        Bytes more = encodeSmit(noiseCards(48, 33), {.picksOfBlock = picksOfBlock});
+        more.resize(plain.size());
+        EXPECT_EQ(toldOf(smit(""), more), picksOfBlock == 31 ? "" : "the file ends 3 picks before the weave does");
+    }
     EXPECT_EQ(statusOf("d.arn", plain, 45), loadWrongFormat);
-    expectLimits(smit(""), {{48, 2, 48, 1}, {48, 65520, 48, 65521}, {96, 65520, 96, 65521}});
+    expectLimits(smit(""), {{48, 2, 48, 1}, {96, 2, 96, 1}, {48, 65520, 48, 65521}, {96, 65520, 96, 65521}});
 }

@@ -48,6 +48,11 @@ TEST(Somet, RefusesWhatIsNoProgram)
         EXPECT_EQ(statusOf(extension, id, withSometHeader(Bytes(16, 1), isLong)), loadWrongFormat);
         expectHarmless(std::string("h") + extension, good, id);
     }
+    for (const auto& [extension, id, most] : {std::tuple(".dop", 30u, 65541u), {".cop", 31u, 196566u}})
+        for (u32 more : {0u, 1u}) {
+            EXPECT_EQ(statusOf(extension, id, Bytes(most + more)), loadWrongFormat);
+            EXPECT_EQ(std::string(llibGetReason()).starts_with("the file is too large"), more == 1) << most;
+        }
     // A band of the other program, without a load of its own.
     OpenPicture open(directory.write("o.cop", withSometHeader(Bytes(15, 1), false)), 31);
     returnLoaderFunctions(30, "");

@@ -29,6 +29,8 @@ TEST(Sophis, TakesThePaletteThatLiesBeforeTheRows)
     const Picture picture = noisePicture(pictureIndexed, 20, 5, 256, 1);
     EXPECT_EQ(load(files.write("d", encodeSophisImage(picture, 1023)), {.id = formatSophisImage}).status,
               loadWrongFormat);
+    const Bytes whole = encodeSophisImage(picture, 2048);
+    EXPECT_EQ(toldOf(image, Bytes(whole.begin(), whole.begin() + 2047)), "the file ends in its palette");
     for (u32 start : {1024u, 1024u + 403u, 2048u, 5000u}) {
         const Loaded got = load(files.write("d" + std::to_string(start), encodeSophisImage(picture, start)),
                                 {.id = formatSophisImage});

@@ -46,6 +46,25 @@ TEST(Uwf, ReadsRecordsAndPicks)
     EXPECT_EQ(load(files.write("f.uwx", encodeUwf(picture)), {.id = formatUwf}).status, loadWrongFormat);
 }
 
+TEST(Uwf, TellsWhereAFileIsCut)
+{
+    TestDirectory files;
+    const std::vector<UwfRecord> header = {{1, Bytes(81)}}; // up to byte 101
+    const Bytes whole = encodeUwf(picture, {.first = header});
+    const std::pair<size_t, const char*> cuts[] = {{100, "the file is too small: 100 bytes"},
+                                                   {101, "the file ends in its header"},
+                                                   {whole.size() - 7, "the file ends in its picks"},
+                                                   {whole.size() - 1, "the file ends before its check value"}};
+    for (const auto& [size, reason] : cuts) {
+        const Bytes cut(whole.data(), whole.data() + size);
+        EXPECT_EQ(load(files.write(std::to_string(size) + ".uwf", cut), {.id = formatUwf}).status, loadWrongFormat);
+        EXPECT_STREQ(llibGetReason(), reason);
+    }
+    EXPECT_EQ(load(files.write("low.uwf", encodeUwf(noisePicture(pictureBilevel, 400, 1, 0, 1)))).status,
+              loadWrongFormat);
+    EXPECT_EQ(load(files.write("two.uwf", encodeUwf(noisePicture(pictureBilevel, 400, 2, 0, 1)))).status, loadSuccess);
+}
+
 TEST(Uwf, IsHarmlessWhenDamaged)
 {
     const Bytes bytes = encodeUwf(blankPicture(pictureBilevel, 100, 4));

@@ -124,6 +124,13 @@ TEST(Wif, DrawsWhatThePlainWayDraws)
     for (u32 ends : {30u, 9000u})
         expectPlainDrawdown(
             encodeWif({.ends = ends, .picks = 9030 - ends, .shafts = 2, .treadles = 2, .threading = {{1}, {2, most}}}));
+    for (u32 ends : {512u, 1025u}) { // picks that are woven again
+        WifDraft repeated{.ends = ends, .picks = 6, .shafts = 9, .treadles = 2, .tieup = {{1, 4, 7}, {2, 3, 9}}};
+        repeated.treadling = {1, 2, 1, 1, 2, 1};
+        for (u32 end = 0; end < ends; end++)
+            repeated.threading.push_back({1 + end * end % 11 % 9});
+        expectPlainDrawdown(encodeWif(repeated));
+    }
     // A line longer than the buffer is cut, and two of its characters are lost.
     WifDraft draft{.ends = 9, .picks = 3, .shafts = 9, .treadles = 2, .liftplan = {std::vector<u32>(30000, 7), {3}}};
     draft.liftplan[0].push_back(9);
@@ -203,6 +210,9 @@ TEST(Wif, SaysWhatTheDrawdownLacks)
         {"[WARP]", "[COLOR TABLE]\n1=0,0,0\n[WARP SPACING]\n1=1\n[WARP]",
          "+colours are not read+the spacing and thickness of threads are not read"},
         {"1.1", "1.1\n[TEXT]\n" + std::string(49152, 'x'), "!lines are cut behind 49151 characters"},
+        {"Shafts=4", "Shafts=8192", ""},
+        {"Shafts=4", "Shafts=8193", "!shafts and treadles above 8192 are left out"},
+        {"Treadles=4", "Treadles=8193", "!shafts and treadles above 8192 are left out"},
         {"Shafts=4", "Shafts=1", "[WEAVING] tells 1 shafts and 4 treadles"}};
     for (const auto& [from, to, told] : changes) {
         const std::string text = std::string(good).replace(good.find(from), from.size(), to);
