@@ -117,6 +117,12 @@ TEST_F(Tiff, DeliversColoursOfEveryLayout)
         for (size_t i = 0; i < got.rows.size(); i++)
             ASSERT_EQ(got.rows[i], sampleOf(image, i / 57, i % 57));
     }
+    const TiffImage coarse = randomImage(rgb, 4, 4, 19, 3);
+    for (u32 channels : {4u, 3u}) { // alpha is delivered, or left out
+        const Loaded got = load(encodeTiff(coarse, {.extraSample = channels == 4 ? 1 : 2}));
+        for (size_t i = 0; i < got.rows.size(); i++)
+            ASSERT_EQ(got.rows[i], sampleOf(coarse, i / (19 * channels), i / channels % 19 * 4 + i % channels)) << i;
+    }
     const TiffImage four = randomImage(rgb, 8, 4, 19, 3), ink = randomImage(inks, 8, 4, 19, 3);
     const Bytes skipped = load(encodeTiff(four, {.extraSample = 2})).rows, printed = load(encodeTiff(ink)).rows;
     for (size_t i = 0; i < skipped.size(); i++) {
@@ -219,6 +225,8 @@ TEST_F(Tiff, TellsWhatItLeavesOut)
         EXPECT_STREQ(llibGetRemark(llibGetRemarkCount() - 1, &isGrave), text);
         EXPECT_EQ(isGrave, grave ? 1 : 0) << text;
     }
+    load(encodeTiff(randomImage(rgb, 8, 1, 5, 4, true)));
+    EXPECT_NE(remarkTexts().find("!one plane is taken for red, green and blue\n"), std::string::npos);
 }
 
 TEST_F(Tiff, LeavesRowsThatCannotBeRead)
