@@ -191,11 +191,11 @@ TEST(Gif, RemarksOnWhatItMakesUpAndLeavesOut)
     ended.resize(data);
     ended.insert(ended.end(), {2, 1, 1 << 3 | 4, 0, 0x3B});
     EXPECT_EQ(remarks(ended), "!codes behind the end of the data are made up: 2\n");
-    // The codes 4, 1, 1, 1, 4 (now of four bits) and, behind the picture, an end or a pixel.
-    for (u8 last : {5, 1}) {
+    // The codes 4, 1, 1, 1, 4 (now of four bits) and, behind the picture, an end (of three again) or a pixel.
+    for (u8 last : {0x0D, 1}) {
         ended.resize(data);
         ended.insert(ended.end(), {2, 6, 0x4C, 0x42, last, 0, 0, 0, 0, 0x3B});
-        EXPECT_EQ(remarks(ended), last == 5 ? "" : "the data go on behind the picture's last row\n");
+        EXPECT_EQ(remarks(ended), last == 0x0D ? "" : "the data go on behind the picture's last row\n");
     }
 }
 

@@ -132,8 +132,13 @@ TEST_F(Tiff, DeliversColoursOfEveryLayout)
     // Lightness is a whole percentage, a and b are signed.
     const TiffImage light{
         6, 1, 8, 3, lab, false, {0, 0, 0, 255, 0, 0, 128, 0, 0, 10, 5, 253, 218, 209, 63, 90, 70, 156}};
-    EXPECT_EQ(load(encodeTiff(light)).rows,
-              Bytes({0, 0, 0, 248, 248, 248, 47, 47, 47, 2, 1, 1, 85, 208, 22, 5, 4, 242}));
+    TiffImage wider = light; // a fourth sample is passed over
+    wider.samples = 4;
+    for (i64 at = 3; at < 24; at += 4)
+        wider.rows.insert(wider.rows.begin() + at, 99);
+    for (const TiffImage& image : {light, wider})
+        EXPECT_EQ(load(encodeTiff(image)).rows,
+                  Bytes({0, 0, 0, 248, 248, 248, 47, 47, 47, 2, 1, 1, 85, 208, 22, 5, 4, 242}));
 
     for (u32 stripRows : {1u, 3u}) { // every row of a strip shows its first
         const TiffImage planes = randomImage(rgb, stripRows == 1 ? 8 : 2, 3, 20, 7, true);
