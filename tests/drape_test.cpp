@@ -188,17 +188,31 @@ TEST_F(VectorPreview, RefusesWhatIsNotDrawn)
 
     // Neither a preview of another time nor what a link in its place leads to is taken for this one.
     const string preview = directory.write("a.svg.png", encodePng(picture));
-    setCommand("exit 1");
-    EXPECT_EQ(reasonOf("a.svg"), "the command " + files.path + "/draw failed with 1");
-    setCommand("true");
-    EXPECT_EQ(reasonOf("a.svg"), "the command " + files.path + "/draw left no file that can be read");
+    const std::pair<int, const char*> ends[] = {{0, "left no file that can be read"},
+                                                {126, "cannot be run"},
+                                                {127, "is not found"},
+                                                {128, "failed with 128"},
+                                                {129, "was killed by signal 1"},
+                                                {192, "was killed by signal 64"},
+                                                {193, "failed with 193"}};
+    for (const auto& [result, what] : ends) {
+        setCommand("exit " + std::to_string(result));
+        EXPECT_EQ(reasonOf("a.svg"), "the command " + files.path + "/draw " + what);
+    }
+    fs::create_directories(preview + "/in");
+    EXPECT_EQ(reasonOf("a.svg"), "what cannot be removed is in the way of its temporary file");
+    fs::remove_all(preview);
+    llibSetTmpDir(string(4091, '/').c_str());
+    EXPECT_EQ(reasonOf("a.svg"), "the name of its temporary file is too long");
+    llibSetTmpDir(directory.path.c_str());
     setCommand("echo no picture >\"$2\"");
     fs::create_symlink(drawn, preview);
     EXPECT_EQ(reasonOf("a.svg"), "the preview cannot be read: it is of another format");
     EXPECT_TRUE(contentsOf(drawn) == encodePng(picture));
 
-    setCommand("cp '" + drawn + "' \"$2\"");
+    setCommand("cp '" + drawn + "' \"$2\"; exit 3");
     EXPECT_EQ(statusOf("a.svg"), 0);
+    EXPECT_EQ(remarkTexts(), "the command for the preview ended with 3\n");
     llibSetTmpDir(nullptr);
     EXPECT_EQ(reasonOf("a.svg"), "the temporary directory is not set");
     EXPECT_EQ(statusOf("a.svg", 2), 0);

@@ -191,6 +191,12 @@ TEST(Gif, RemarksOnWhatItMakesUpAndLeavesOut)
     ended.resize(data);
     ended.insert(ended.end(), {2, 1, 1 << 3 | 4, 0, 0x3B});
     EXPECT_EQ(remarks(ended), "!codes behind the end of the data are made up: 2\n");
+    // The codes 4, 1, 1, 1, 4 (now of four bits) and, behind the picture, an end (of three again) or a pixel.
+    for (u8 last : {0x0D, 1}) {
+        ended.resize(data);
+        ended.insert(ended.end(), {2, 6, 0x4C, 0x42, last, 0, 0, 0, 0, 0x3B});
+        EXPECT_EQ(remarks(ended), last == 0x0D ? "" : "the data go on behind the picture's last row\n");
+    }
 }
 
 TEST(Gif, RefusesVariantsAndShortHeaders)
@@ -207,9 +213,13 @@ TEST(Gif, RefusesVariantsAndShortHeaders)
     EXPECT_STREQ(llibGetReason(), "colours of the picture's own beside the global ones");
     EXPECT_EQ(status(encodeGif(picture, {.globalTable = false, .localTable = true})), loadUnsupportedVariant);
     EXPECT_STREQ(llibGetReason(), "without a global colour table");
-    const Bytes good = encodeGif(picture, {.comment = "x"});
+    const Bytes good = encodeGif(picture, {.comment = "x", .graphicControl = true});
     const size_t blocks = 13 + 3 * 4;
     Bytes changed = good;
+    changed[blocks] = 0x22;
+    EXPECT_EQ(status(changed), loadUnsupportedVariant);
+    EXPECT_STREQ(llibGetReason(), "a block of the unknown kind 0x22");
+    changed = good;
     changed[blocks + 1] = 0xFD; // an unknown label
     EXPECT_EQ(status(changed), loadBadData);
     EXPECT_STREQ(llibGetReason(), "an extension of the unknown kind 0xFD");
@@ -218,7 +228,7 @@ TEST(Gif, RefusesVariantsAndShortHeaders)
     Bytes flat = encodeGif(picture);
     flat[blocks + 5] = 0; // width
     EXPECT_EQ(status(flat), loadUnsupportedVariant);
-    for (size_t length = 6; length < blocks + 15; length++)
+    for (size_t length = 6; length < blocks + 23; length++)
         EXPECT_EQ(status(Bytes(good.begin(), good.begin() + static_cast<i64>(length))), loadCannotRead) << length;
     EXPECT_EQ(status({'G', 'I', 'F', '8', '7'}), loadWrongFormat);
     EXPECT_EQ(load(directory.path + "/missing.gif", {.id = formatGif}).status, loadWrongFormat);

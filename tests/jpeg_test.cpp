@@ -170,6 +170,13 @@ TEST(Jpeg, TellsOrientationAndQuantizedGrey)
         exif[lastOfDirectory] = offset;
         EXPECT_EQ(remarked(withExif()), "") << int{offset};
     }
+    exif[lastOfDirectory] = 8;
+    exif[4] = 'X';
+    EXPECT_EQ(remarked(withExif()), "");
+    Bytes inks = encodeJpeg(flatPicture(kindRGB, 9, 9, 80), {.colours = JpegColours::cmyk});
+    const char mark[] = "Adobe";
+    std::search(inks.begin(), inks.end(), mark, mark + 5)[0] = 'B';
+    EXPECT_EQ(remarked(inks), "its inks are taken for inverted ones, of which it tells nothing");
     EXPECT_EQ(remarked(encodeJpeg(flatPicture(kindRGB, 9, 9, 80), {.colours = JpegColours::grey})),
               "levels of grey pass through the decoder's quantizer and may be off by one");
 }

@@ -103,8 +103,10 @@ TEST(Palettes, ReadTextAsItIsWritten)
             expectColours(loaded, colours, static_cast<u32>(colours.size() / 3), 1);
     }
     std::string large = "1 2 3\n";
-    large.resize(50001, '\n');
-    EXPECT_EQ(load(directory.write("large.pal", large)).status, loadWrongFormat);
+    for (size_t size : {50000, 50001}) {
+        large.resize(size, '\n');
+        EXPECT_EQ(load(directory.write("large.pal", large)).status, size == 50000 ? loadSuccess : loadWrongFormat);
+    }
 }
 
 TEST(Palettes, ConvertTheColoursOfPhotoshop)
@@ -141,6 +143,16 @@ TEST(Palettes, ConvertTheColoursOfPhotoshop)
         EXPECT_EQ(load(directory.write(name, bytes)).status, loadWrongFormat) << name;
         EXPECT_STREQ(llibGetReason(), reason);
     }
+    for (size_t more : {0, 1}) {
+        Bytes large = encodeAco(records);
+        large.resize(1000000 + more);
+        EXPECT_EQ(load(directory.write(std::to_string(more) + ".aco", large)).status,
+                  more == 0 ? loadSuccess : loadWrongFormat);
+    }
+    Bytes shortBook = encodeAcb({1, 2, 3, 4, 5, 6});
+    shortBook.pop_back();
+    EXPECT_EQ(load(directory.write("cut.acb", shortBook)).status, loadBadData);
+    EXPECT_STREQ(llibGetReason(), "the file ends behind 1 of its 2 colours");
     Bytes cut = encodeAco(records);
     cut.pop_back();
     EXPECT_EQ(load(directory.write("cut.aco", cut)).status, loadBadData);

@@ -66,6 +66,9 @@ TEST(Pcx, RaisesTheBrightestSampleOf24Bits)
     EXPECT_EQ(load(file).pixels(), expected);
     EXPECT_EQ(remarkTexts(), "!true colour is spread over all levels: the brightest, 200, is delivered as 255\n");
 
+    EXPECT_EQ(load(file, {.wantPalette = 0}).bandStatus, loadBadData);
+    EXPECT_STREQ(llibGetReason(), "it was opened without its picture");
+
     // What lies behind the width counts, and a run that the file's end cuts off does not.
     picture.rows.back() = 100;
     Bytes bytes = encodePcx(picture, {.linePadding = 1}); // padded with 0x77

@@ -118,9 +118,26 @@ TEST(Png, ExpandsTransparency)
         ASSERT_TRUE(std::equal(expected.begin(), expected.end(), loaded.rows.begin() + 4 * i)) << i;
     }
 
-    load(directory.write("c.png", encodePng(noiseImage(4, 4, pngRgb, 16), {.transparentColour = {1, 2, 300}})));
-    EXPECT_EQ(remarkTexts(),
-              "the transparent colour 1, 2, 300 is delivered as an opaque one\n16 bits a sample are cut to 8\n");
+    load(directory.write("i.png", encodePng(noiseImage(9, 9, pngRgb, 8), {.interlaced = true})), {.bands = {4, 5}});
+    EXPECT_EQ(remarkTexts(), "!interlaced, and not asked for in one piece: its rows are mixed up\n");
+    Bytes resolution = encodePng(noiseImage(4, 4, pngRgb, 8), {.resolution = PngResolution{1, 2, 1}});
+    const std::string name = "pHYs";
+    std::search(resolution.begin(), resolution.end(), name.begin(), name.end())[4 + 9] ^= 1; // of its checksum
+    const std::pair<Bytes, const char*> told[] = {
+        {encodePng(noiseImage(4, 4, pngGrey, 1), {.transparentColour = {1}}),
+         "the transparent grey level 1 of 1 bits is not read as such\n"
+         "!black and white are exchanged: one bit with transparency\n"
+         "!white gets the alpha 0, which is not the file's\n"},
+        {encodePng(noiseImage(4, 4, pngRgb, 16), {.transparentColour = {1, 2, 300}}),
+         "the transparent colour 1, 2, 300 is delivered as an opaque one\n16 bits a sample are cut to 8\n"},
+        {resolution, "libpng: pHYs: CRC error\n"}};
+    auto expectRemarks = [&] {
+        for (const auto& [bytes, texts] : told) {
+            load(directory.write("c.png", bytes));
+            EXPECT_EQ(remarkTexts(), texts);
+        }
+    };
+    std::thread(expectRemarks).join();
 
     // The alpha of level 255 is whatever the thread last had there, in a fresh thread 0.
     std::thread([&] {

@@ -162,3 +162,16 @@ TEST(Remarks, KeepTheGraveOnes)
     remarkCount(Gravity::grave, 1, "picks");
     EXPECT_STREQ(llibGetRemark(0, nullptr), "picks: 6");
 }
+
+TEST(State, ReadsWeavesOnceItIsPrepared)
+{
+    const std::pair<bool*, FormatName> formats[] = {{&threadState().native.weave.isWeaveReady, formatWeave},
+                                                    {&threadState().native.weave.isFabricReady, formatFabric}};
+    for (const auto& [isReady, format] : formats) {
+        returnLoaderFunctions(format, "any");
+        *isReady = false;
+        EXPECT_EQ(load("any", {.id = format}).status, loadWrongFormat);
+        EXPECT_TRUE(string(llibGetReason()).ends_with(" has not been called"));
+        *isReady = true;
+    }
+}

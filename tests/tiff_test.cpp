@@ -117,6 +117,12 @@ TEST_F(Tiff, DeliversColoursOfEveryLayout)
         for (size_t i = 0; i < got.rows.size(); i++)
             ASSERT_EQ(got.rows[i], sampleOf(image, i / 57, i % 57));
     }
+    const TiffImage coarse = randomImage(rgb, 4, 4, 19, 3);
+    for (u32 channels : {4u, 3u}) { // alpha is delivered, or left out
+        const Loaded got = load(encodeTiff(coarse, {.extraSample = channels == 4 ? 1 : 2}));
+        for (size_t i = 0; i < got.rows.size(); i++)
+            ASSERT_EQ(got.rows[i], sampleOf(coarse, i / (19 * channels), i / channels % 19 * 4 + i % channels)) << i;
+    }
     const TiffImage four = randomImage(rgb, 8, 4, 19, 3), ink = randomImage(inks, 8, 4, 19, 3);
     const Bytes skipped = load(encodeTiff(four, {.extraSample = 2})).rows, printed = load(encodeTiff(ink)).rows;
     for (size_t i = 0; i < skipped.size(); i++) {
@@ -126,8 +132,13 @@ TEST_F(Tiff, DeliversColoursOfEveryLayout)
     // Lightness is a whole percentage, a and b are signed.
     const TiffImage light{
         6, 1, 8, 3, lab, false, {0, 0, 0, 255, 0, 0, 128, 0, 0, 10, 5, 253, 218, 209, 63, 90, 70, 156}};
-    EXPECT_EQ(load(encodeTiff(light)).rows,
-              Bytes({0, 0, 0, 248, 248, 248, 47, 47, 47, 2, 1, 1, 85, 208, 22, 5, 4, 242}));
+    TiffImage wider = light; // a fourth sample is passed over
+    wider.samples = 4;
+    for (i64 at = 3; at < 24; at += 4)
+        wider.rows.insert(wider.rows.begin() + at, 99);
+    for (const TiffImage& image : {light, wider})
+        EXPECT_EQ(load(encodeTiff(image)).rows,
+                  Bytes({0, 0, 0, 248, 248, 248, 47, 47, 47, 2, 1, 1, 85, 208, 22, 5, 4, 242}));
 
     for (u32 stripRows : {1u, 3u}) { // every row of a strip shows its first
         const TiffImage planes = randomImage(rgb, stripRows == 1 ? 8 : 2, 3, 20, 7, true);
@@ -219,6 +230,8 @@ TEST_F(Tiff, TellsWhatItLeavesOut)
         EXPECT_STREQ(llibGetRemark(llibGetRemarkCount() - 1, &isGrave), text);
         EXPECT_EQ(isGrave, grave ? 1 : 0) << text;
     }
+    load(encodeTiff(randomImage(rgb, 8, 1, 5, 4, true)));
+    EXPECT_NE(remarkTexts().find("!one plane is taken for red, green and blue\n"), std::string::npos);
 }
 
 TEST_F(Tiff, LeavesRowsThatCannotBeRead)

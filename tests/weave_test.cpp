@@ -99,6 +99,8 @@ TEST(Weave, FollowsItsRecords)
         {"#DIM=2\n#HARNUNDS=" + packedRecord("", {1, 9}).substr(2) + plan + "#END\n",
          "../#./ ends are on shafts that the plan lacks and are not lifted: 1!"}, // no shaft 9
         {"#DIM=2\n#BATMAP=\n\x80\x40#END\n", "#./.#/"},
+        {"#DIM=3 2\n#SHAFTSNO=2\n" + plan + "#END\n", "#.#/.#./ ends without a shaft are on the first: 1!"},
+        {"#DIM=2\n#SHAFTSNO=0\n#END\n", "7 its record #SHAFTSNO= is damaged: a size is no number from 1 to 65520"},
         {"#DIM=2\n" + packedRecord("BETMAP", {0x80}) + "#END\n", "#./../ picks that the file lacks are clear: 1!"},
         {"#DIM=2\n#BATMAP=\n\x80\x40#YDIM=3\n#END\n", "#./.#/../ picks that the file lacks are clear: 1!"},
         {"#DIM=2 4\n#BATMAP=\n\x80\x40\1\1" + packedRecord("LINES_REPEAT", {0, 0, 1, 0, 0, 0, 3, 0}) + "#END\n",
