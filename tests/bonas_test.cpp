@@ -76,9 +76,8 @@ TEST_F(Bonas, ReadsTheHeader)
         const Loaded got = load(cards.path + "/d.ep");
         EXPECT_EQ(testing::internal::GetCapturedStdout(), "Bonas bytes for weft (selectl) 0\n");
         EXPECT_EQ(got.description, "Bonas\n" + name + "\nCAD: " + text);
-        EXPECT_EQ(std::vector<u32>({got.kind, got.width, got.height, got.resX, got.resY, got.mulX, got.mulY,
-                                    got.firstPart, got.orientationFlag, got.palette[0], got.palette[1]}),
-                  std::vector<u32>({kindBilevel, 40, 3, 0, 0, 1, 1, 1, 1, 0, 0xA5}));
+        EXPECT_EQ(got.numbers(), (std::vector<u32>{kindBilevel, 40, 3, 0, 0, 1, 1, 1, 1}));
+        EXPECT_EQ(std::pair(got.palette[0], got.palette[1]), std::pair(u8{0}, u8{0xA5}));
         EXPECT_EQ(got.rows, noiseCards(40, 3).rows);
     }
 }

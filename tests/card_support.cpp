@@ -22,9 +22,8 @@ void expectDelivery(const CardFormat& format, const Picture& picture)
     const Loaded wide = load(file, {.id = format.id, .bands = bands, .extraStride = 3});
     ASSERT_EQ(wide.status, loadSuccess);
     EXPECT_EQ(wide.bandStatus, loadSuccess);
-    EXPECT_EQ(std::vector<u32>({wide.kind, wide.width, wide.height, wide.resX, wide.resY, wide.mulX, wide.mulY,
-                                wide.firstPart, wide.orientationFlag}),
-              std::vector<u32>({picture.kind, picture.width, height, 0, 0, 1, 1, 1, format.orientationFlag}));
+    EXPECT_EQ(wide.numbers(),
+              (std::vector<u32>{picture.kind, picture.width, height, 0, 0, 1, 1, 1, format.orientationFlag}));
     EXPECT_EQ(wide.description, format.description);
     if (picture.kind == pictureBilevel) {
         EXPECT_EQ(wide.palette[0], format.clearsColour ? 0 : 0xA5);

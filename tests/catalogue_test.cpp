@@ -86,12 +86,10 @@ TEST(Catalogue, TellsWhatHostsShow)
     }
     EXPECT_EQ(dobbies, (std::set<FormatId>{20, 30, 31, 33, 34, 37, 44, 45, 49, 51, 52, 55, 56, 57, 69, 70}));
     for (int id : {-1, 0, formatCount + 1}) {
-        EXPECT_STREQ(returnLoaderString(id), "");
-        EXPECT_STREQ(returnLoaderStringNoLogo(id), "");
-        EXPECT_STREQ(returnLoaderStringJustLogo(id), "");
-        EXPECT_STREQ(returnLoaderExtensions(id), "");
-        EXPECT_EQ(returnLoaderReads(id), 0);
-        EXPECT_EQ(isDrapeProject(id), 0);
+        EXPECT_EQ(string(returnLoaderString(id)) + returnLoaderStringNoLogo(id) + returnLoaderStringJustLogo(id) +
+                      returnLoaderExtensions(id),
+                  "");
+        EXPECT_EQ(returnLoaderReads(id) + isDrapeProject(id), 0);
     }
     EXPECT_STREQ(returnLoaderStringNoLogo(formatWif), "WIF");
     EXPECT_STREQ(returnLoaderStringNoLogo(formatTongYuan), " JinagYin TongYuan .DY");

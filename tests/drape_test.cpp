@@ -61,9 +61,8 @@ TEST(Drape, ShowsThePreviewInIt)
         const string file = directory.write("a.Drape", encodeDrape(preview));
         const Loaded drape = load(file, {.fill = 0});
         EXPECT_EQ(drape.format, 39);
-        EXPECT_EQ((std::array{drape.kind, drape.width, drape.height, drape.resX, drape.resY, drape.mulX, drape.mulY,
-                              drape.firstPart, u32{drape.orientationFlag}}),
-                  (std::array{plain.kind, plain.width, plain.height, plain.resX, plain.resY, 1u, 1u, 1u, 0u}));
+        EXPECT_EQ(drape.numbers(),
+                  (std::vector<u32>{plain.kind, plain.width, plain.height, plain.resX, plain.resY, 1, 1, 1, 0}));
         EXPECT_EQ(drape.description, "Drape");
         EXPECT_TRUE(drape.rows == plain.rows);
         EXPECT_TRUE(plain.kind != kindIndexed || drape.palette == plain.palette);

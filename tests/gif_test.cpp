@@ -146,16 +146,12 @@ TEST(Gif, SkipsExtensionsAndReportsTheAspect)
     Picture picture = palettePicture(9, 9, 4, 2);
     GifOptions options{
         .paddingBytes = 4, .comment = "woven", .graphicControl = true, .application = true, .plainText = true};
-    struct Case {
-        u8 aspect;
-        u32 resX, resY;
-    };
-    for (const Case& one : {Case{0, 0, 0}, Case{20, 0, 100000}, Case{48, 0, 100000}, Case{49, 100000, 100000},
-                            Case{255, 400000, 100000}}) {
-        options.aspect = one.aspect;
-        Loaded loaded = load(directory.write(std::to_string(one.aspect) + ".gif", encodeGif(picture, options)));
-        EXPECT_EQ(loaded.resX, one.resX);
-        EXPECT_EQ(loaded.resY, one.resY);
+    const std::array<u32, 3> aspects[] = {
+        {0, 0, 0}, {20, 0, 100000}, {48, 0, 100000}, {49, 100000, 100000}, {255, 400000, 100000}};
+    for (const auto& [aspect, resX, resY] : aspects) {
+        options.aspect = static_cast<u8>(aspect);
+        Loaded loaded = load(directory.write(std::to_string(aspect) + ".gif", encodeGif(picture, options)));
+        EXPECT_EQ(std::pair(loaded.resX, loaded.resY), std::pair(resX, resY));
         EXPECT_TRUE(loaded.pixels() == picture.rows);
     }
 }

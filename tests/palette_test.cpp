@@ -32,16 +32,7 @@ TEST(Palettes, ShowEveryColourOnce)
     TestDirectory directory;
     const Bytes few = randomColours(10), sixteen = randomColours(16), twenty = randomColours(20);
     const Bytes all = randomColours(256), most = randomColours(255);
-    struct Case {
-        const char* name;
-        Bytes bytes;
-        const Bytes& colours;
-        u32 width, height;
-        int format;
-        const char* description;
-        u8 orientation;
-    };
-    const Case cases[] = {
+    const std::tuple<const char*, Bytes, Bytes, u32, u32, u32, const char*, u8> cases[] = {
         {"b.pal", encodeJascPalette(all), all, 16, 16, 63, "Jasc .PAL", 1},
         {"c.GPL", encodeGimpPalette(few, 4), few, 4, 3, 63, "Gimp .GPL", 1},
         {"e.pal", encodeColourList(few), few, 10, 1, 63, "Jasc .PAL", 1},
@@ -50,14 +41,13 @@ TEST(Palettes, ShowEveryColourOnce)
         {"h.aco", encodeAco(acoRecords(most), 2), most, 7, 37, 67, "Photoshop .ACO", 0},
         {"i.acb", encodeAcb(twenty, 0, 9), twenty, 9, 3, 68, "Photoshop .ACB", 0},
     };
-    for (const Case& one : cases) {
-        SCOPED_TRACE(one.name);
-        const Loaded loaded = load(directory.write(one.name, one.bytes));
-        EXPECT_EQ(loaded.format, one.format);
-        EXPECT_EQ(loaded.description, one.description);
-        EXPECT_EQ(loaded.orientationFlag, one.orientation);
-        expectColours(loaded, one.colours, one.width, one.height);
-        expectHarmless(one.name, Bytes(one.bytes.begin(), one.bytes.begin() + 60), static_cast<u32>(one.format));
+    for (const auto& [name, bytes, colours, width, height, format, description, orientation] : cases) {
+        SCOPED_TRACE(name);
+        const Loaded loaded = load(directory.write(name, bytes));
+        EXPECT_EQ(std::tuple(u32(loaded.format), loaded.description, loaded.orientationFlag),
+                  std::tuple(format, description, orientation));
+        expectColours(loaded, colours, width, height);
+        expectHarmless(name, Bytes(bytes.begin(), bytes.begin() + 60), format);
     }
     // The numbers run on over a wide stride and begin again in every call.
     const Loaded wide = load(directory.path + "/f.gpl", {.bands = {1, 1}, .extraStride = 3});
@@ -143,20 +133,20 @@ TEST(Palettes, ConvertTheColoursOfPhotoshop)
         EXPECT_EQ(load(directory.write(name, bytes)).status, loadWrongFormat) << name;
         EXPECT_STREQ(llibGetReason(), reason);
     }
-    for (size_t more : {0, 1}) {
-        Bytes large = encodeAco(records);
-        large.resize(1000000 + more);
-        EXPECT_EQ(load(directory.write(std::to_string(more) + ".aco", large)).status,
-                  more == 0 ? loadSuccess : loadWrongFormat);
+    Bytes aco = encodeAco(records), acb = encodeAcb({1, 2, 3, 4, 5, 6});
+    aco.pop_back();
+    acb.pop_back();
+    const std::tuple<const char*, Bytes, const char*> cuts[] = {
+        {"cut.aco", aco, "the file ends behind 7 of its 8 colours"},
+        {"cut.acb", acb, "the file ends behind 1 of its 2 colours"}};
+    for (const auto& [name, bytes, reason] : cuts) {
+        EXPECT_EQ(load(directory.write(name, bytes)).status, loadBadData);
+        EXPECT_STREQ(llibGetReason(), reason);
     }
-    Bytes shortBook = encodeAcb({1, 2, 3, 4, 5, 6});
-    shortBook.pop_back();
-    EXPECT_EQ(load(directory.write("cut.acb", shortBook)).status, loadBadData);
-    EXPECT_STREQ(llibGetReason(), "the file ends behind 1 of its 2 colours");
-    Bytes cut = encodeAco(records);
-    cut.pop_back();
-    EXPECT_EQ(load(directory.write("cut.aco", cut)).status, loadBadData);
-    EXPECT_STREQ(llibGetReason(), "the file ends behind 7 of its 8 colours");
+    for (size_t size : {1000000, 1000001}) {
+        aco.resize(size);
+        EXPECT_EQ(load(directory.write("large.aco", aco)).status, size == 1000000 ? loadSuccess : loadWrongFormat);
+    }
 }
 
 TEST(Palettes, BecomePicturesWhenTheyAreLarge)

@@ -131,13 +131,12 @@ TEST(Png, ExpandsTransparency)
         {encodePng(noiseImage(4, 4, pngRgb, 16), {.transparentColour = {1, 2, 300}}),
          "the transparent colour 1, 2, 300 is delivered as an opaque one\n16 bits a sample are cut to 8\n"},
         {resolution, "libpng: pHYs: CRC error\n"}};
-    auto expectRemarks = [&] {
+    std::thread([&] {
         for (const auto& [bytes, texts] : told) {
             load(directory.write("c.png", bytes));
             EXPECT_EQ(remarkTexts(), texts);
         }
-    };
-    std::thread(expectRemarks).join();
+    }).join();
 
     // The alpha of level 255 is whatever the thread last had there, in a fresh thread 0.
     std::thread([&] {
@@ -159,17 +158,11 @@ TEST(Png, ReportsResolutionAndMultipliers)
     PngImage image = noiseImage(4, 4, pngRgb, 8);
     PngOptions options{.resolution = PngResolution{11811, 3, 0}, .texts = {{"MulX", "3"}, {"Title", "x"}}};
     Loaded loaded = load(directory.write("b.png", encodePng(image, options)));
-    EXPECT_EQ(loaded.resX, 299999u);
-    EXPECT_EQ(loaded.resY, 76u);
-    EXPECT_EQ(loaded.mulX, 3u);
-    EXPECT_EQ(loaded.mulY, 1u);
+    EXPECT_EQ(loaded.numbers(), (std::vector<u32>{kindRGB, 4, 4, 299999, 76, 3, 1, 1, 0}));
     options = {.resolution = PngResolution{0x7FFFFFFF, 170000000, 1},
                .texts = {{"MulY of ends", " 12 picks"}, {"MulX", "many"}}};
     Loaded odd = load(directory.write("c.png", encodePng(image, options)));
-    EXPECT_EQ(odd.resX, 0xFFFFFFFF);
-    EXPECT_EQ(odd.resY, 0xFFFFFFFF);
-    EXPECT_EQ(odd.mulX, 0u);
-    EXPECT_EQ(odd.mulY, 12u);
+    EXPECT_EQ(odd.numbers(), (std::vector<u32>{kindRGB, 4, 4, 0xFFFFFFFF, 0xFFFFFFFF, 0, 12, 1, 0}));
 }
 
 TEST(Png, ReportsDamageWhereItIsFound)

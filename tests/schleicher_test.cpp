@@ -32,8 +32,8 @@ TEST(Schleicher, ReadsTheHeader)
     const Bytes good = encodeSchleicher(noiseCards(600, 3), {.name = "BIRD 100%n", .block = 12});
     const Loaded got = load(files.write("d.s01", good));
     EXPECT_EQ(got.description, "Schleicher V1.23\nBIRD 100\nDate 24.12.99\nBlock 12\nType T");
-    EXPECT_EQ(std::vector<u32>({got.kind, got.width, got.height, got.firstPart, got.orientationFlag, got.palette[0]}),
-              std::vector<u32>({kindBilevel, 600, 3, 1, 1, 0}));
+    EXPECT_EQ(got.numbers(), (std::vector<u32>{kindBilevel, 600, 3, 0, 0, 1, 1, 1, 1}));
+    EXPECT_EQ(got.palette[0], 0);
 
     const std::tuple<std::string, size_t, std::string, bool> cases[] = {
         {"d.S99", 0, "", true},     {"sxx", 0, "", true},         {"d.t01", 0, "", false},

@@ -165,13 +165,12 @@ TEST(Remarks, KeepTheGraveOnes)
 
 TEST(State, ReadsWeavesOnceItIsPrepared)
 {
-    const std::pair<bool*, FormatName> formats[] = {{&threadState().native.weave.isWeaveReady, formatWeave},
-                                                    {&threadState().native.weave.isFabricReady, formatFabric}};
-    for (const auto& [isReady, format] : formats) {
-        returnLoaderFunctions(format, "any");
-        *isReady = false;
+    returnLoaderFunctions(formatWeave, "");
+    WeaveState& weave = threadState().native.weave;
+    weave.isWeaveReady = weave.isFabricReady = false;
+    for (FormatName format : {formatWeave, formatFabric}) {
         EXPECT_EQ(load("any", {.id = format}).status, loadWrongFormat);
         EXPECT_TRUE(string(llibGetReason()).ends_with(" has not been called"));
-        *isReady = true;
     }
+    weave.isWeaveReady = weave.isFabricReady = true;
 }

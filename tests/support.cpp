@@ -24,6 +24,11 @@ Bytes Loaded::pixels() const
     return packed;
 }
 
+std::vector<u32> Loaded::numbers() const
+{
+    return {kind, width, height, resX, resY, mulX, mulY, firstPart, orientationFlag};
+}
+
 Loaded load(const std::string& path, const LoadOptions& options)
 {
     Loaded loaded;

@@ -32,7 +32,8 @@ struct Loaded {
     u64 stride = 0;
     Bytes rows; // height x stride
 
-    Bytes pixels() const; // without what is behind each row
+    Bytes pixels() const;             // without what is behind each row
+    std::vector<u32> numbers() const; // from the kind to the first part, and the orientation flag
 };
 
 Loaded load(const std::string& path, const LoadOptions& options = {});

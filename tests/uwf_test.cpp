@@ -2,7 +2,7 @@
 
 #include <gtest/gtest.h>
 
-#include "tests/support.h"
+#include "tests/card_support.h"
 
 static const Picture picture = noisePicture(pictureBilevel, 400, 30, 0, 1);
 
@@ -33,8 +33,7 @@ TEST(Uwf, ReadsRecordsAndPicks)
         EXPECT_EQ(status == loadSuccess ? got.description : llibGetReason(), description);
         if (status != loadSuccess)
             continue;
-        EXPECT_EQ(std::vector<u32>({got.kind, got.width, got.height, got.firstPart, got.orientationFlag}),
-                  std::vector<u32>({kindBilevel, 400, 30, 1, 1}));
+        EXPECT_EQ(got.numbers(), (std::vector<u32>{kindBilevel, 400, 30, 0, 0, 1, 1, 1, 1}));
         EXPECT_EQ(got.rows, picture.rows);
         EXPECT_EQ(load(file, {.bands = {30, 1}}).bandStatus, loadBadData);
     }
@@ -48,21 +47,16 @@ TEST(Uwf, ReadsRecordsAndPicks)
 
 TEST(Uwf, TellsWhereAFileIsCut)
 {
-    TestDirectory files;
+    const CardFormat uwf = {"a.uwf", formatUwf, [](const Picture& whole) { return encodeUwf(whole); }, ""};
     const std::vector<UwfRecord> header = {{1, Bytes(81)}}; // up to byte 101
     const Bytes whole = encodeUwf(picture, {.first = header});
     const std::pair<size_t, const char*> cuts[] = {{100, "the file is too small: 100 bytes"},
                                                    {101, "the file ends in its header"},
                                                    {whole.size() - 7, "the file ends in its picks"},
                                                    {whole.size() - 1, "the file ends before its check value"}};
-    for (const auto& [size, reason] : cuts) {
-        const Bytes cut(whole.data(), whole.data() + size);
-        EXPECT_EQ(load(files.write(std::to_string(size) + ".uwf", cut), {.id = formatUwf}).status, loadWrongFormat);
-        EXPECT_STREQ(llibGetReason(), reason);
-    }
-    EXPECT_EQ(load(files.write("low.uwf", encodeUwf(noisePicture(pictureBilevel, 400, 1, 0, 1)))).status,
-              loadWrongFormat);
-    EXPECT_EQ(load(files.write("two.uwf", encodeUwf(noisePicture(pictureBilevel, 400, 2, 0, 1)))).status, loadSuccess);
+    for (const auto& [size, reason] : cuts)
+        EXPECT_EQ(toldOf(uwf, Bytes(whole.data(), whole.data() + size)), reason);
+    expectLimits(uwf, {{400, 2, 400, 1}});
 }
 
 TEST(Uwf, IsHarmlessWhenDamaged)
