@@ -44,12 +44,6 @@ TEST(Chinese, ReadsSizes)
     }
 }
 
-TEST(Chinese, HasItsLimits)
-{
-    for (const CardFormat* format : {&varitex, &zhuPat, &zhuSti, &wbf, &wb, &org})
-        expectLimits(*format, {{65520, 1, format == &wb ? 65536u : 65528u, 1}});
-}
-
 TEST(Chinese, TurnsColumnsOfOneBandOnly)
 {
     TestDirectory directory;
@@ -70,6 +64,7 @@ TEST(Chinese, RefusesOtherFilesAndSizes)
         EXPECT_EQ(statusOf(format->name, Bytes(good.begin(), good.end() - 1), format->id), loadWrongFormat);
         EXPECT_EQ(statusOf(format->name, longer, format->id), format == &zhuPat ? loadSuccess : loadWrongFormat);
         EXPECT_EQ(statusOf(std::string(format->name) + "x", good, format->id), loadWrongFormat);
+        expectLimits(*format, {{65520, 1, format == &wb ? 65536u : 65528u, 1}});
     }
     for (const CardFormat* format : {&zhuPat, &org})
         EXPECT_EQ(bandStatusOfCut(*format, noiseCards(144, 3000), 5000), loadBadData);
