@@ -252,8 +252,10 @@ LOOMFILE_API u32 loomfileDraftLengths(const LoomfileDraft* draft, u32 which, con
  * Bits behind the last end are clear. Returns 0, or 7 when there are not so many picks or the stride is too small. */
 LOOMFILE_API i32 loomfileDraftRows(const LoomfileDraft* draft, u32 firstPick, u32 count, u8* rows, u32 stride);
 /* The draft as a WIF 1.1 file, of *size bytes with a zero behind them, which last until the next call for this draft.
- * The shed that is written always rises: shafts of a sinking one are told as the others that go up. Picks with several
- * treadles get a lift plan as well. Null after a failure, as for a draft of more than 256 shafts. */
+ * The shed that is written always rises: shafts of a sinking one are told as the others that go up. A draft with picks
+ * of several treadles, or of none, gets a lift plan as well, and ends without a shaft may go on one more, which is
+ * never up: there are readers that would make up their treadles and shafts. Null after a failure, as for a draft of
+ * more than 256 shafts. */
 LOOMFILE_API const char* loomfileDraftWif(LoomfileDraft* draft, u64* size, LoomfileFailure* failure);
 
 /* What can be counted in a weave, which repeats in both directions. */

@@ -317,7 +317,8 @@ TEST(DraftReader, SaysWhereItCannotKnowTheDraft)
         {"10\n01", "10\n011", "line 21, @@Tieup: 3 characters where 2 are expected"},
         {"10\n01", "10\n21", "line 21, @@Tieup: \"21\" where only 0 and 1 are expected"},
         {"1,2\n", "1,3\n", "line 25, @@Treadling: treadle 3 of pick 3, but @@Info has 2 treadles"},
-        {"255,128,0", "255,128", "line 29, @@Color Palet: \"255,128\" where red, green and blue are expected"},
+        {"255,128,0", "255,128",
+         "line 29, @@Color Palet: \"255,128\" where red, green and blue from 0 to 255 are expected"},
     };
     for (const auto& [from, to, sentence] : texts)
         EXPECT_EQ(refusalOf(replaced(dtx, from, to), "a.dtx"), sentence);
