@@ -238,12 +238,24 @@ LOOMFILE_API void loomfileGetDraftInfo(const LoomfileDraft* draft, LoomfileDraft
 LOOMFILE_API u32 loomfileDraftNumbers(const LoomfileDraft* draft, u32 list, u32 index, const u16** numbers);
 /* R, G, B of each end and each pick, 3 * ends and 3 * picks bytes. All zero when the draft has no colours. */
 LOOMFILE_API void loomfileDraftColours(const LoomfileDraft* draft, u8* warp, u8* weft);
+/* The lengths of a draft's yarns. */
+enum {
+    loomfileWarpSpacing = 1, /* from the middle of an end to the next one's */
+    loomfileWeftSpacing = 2,
+    loomfileWarpThickness = 3,
+    loomfileWeftThickness = 4
+};
+/* Centimetres, one for each end or pick. Returns how many they are, 0 when they are unknown; *lengths belongs to the
+ * draft. */
+LOOMFILE_API u32 loomfileDraftLengths(const LoomfileDraft* draft, u32 which, const double** lengths);
 /* Rows of the drawdown from a pick on, one every stride bytes, an end a bit from the highest on: 1 = the warp is up.
  * Bits behind the last end are clear. Returns 0, or 7 when there are not so many picks or the stride is too small. */
 LOOMFILE_API i32 loomfileDraftRows(const LoomfileDraft* draft, u32 firstPick, u32 count, u8* rows, u32 stride);
 /* The draft as a WIF 1.1 file, of *size bytes with a zero behind them, which last until the next call for this draft.
- * The shed that is written always rises: shafts of a sinking one are told as the others that go up. Picks with several
- * treadles get a lift plan as well. Null after a failure, as for a draft of more than 256 shafts. */
+ * The shed that is written always rises: shafts of a sinking one are told as the others that go up. A draft with picks
+ * of several treadles, or of none, gets a lift plan as well, and ends without a shaft may go on one more, which is
+ * never up: there are readers that would make up their treadles and shafts. Null after a failure, as for a draft of
+ * more than 256 shafts. */
 LOOMFILE_API const char* loomfileDraftWif(LoomfileDraft* draft, u64* size, LoomfileFailure* failure);
 
 /* What can be counted in a weave, which repeats in both directions. */

@@ -10,6 +10,7 @@
 #include <cstddef>
 #include <exception>
 #include <memory>
+#include <new>
 #include <string>
 #include <utility>
 #include <vector>
@@ -132,6 +133,70 @@ private:
 
     std::unique_ptr<Loomfile, Closer> handle;
     LoomfileInfo known = loomfileInfo();
+};
+
+// The draft of a file, which it does not need any more. It can be moved as a File can.
+class Draft
+{
+public:
+    explicit Draft(File& file)
+    {
+        LoomfileFailure failure = loomfileFailure();
+        handle.reset(loomfileOpenDraft(file.get(), &failure));
+        if (handle == nullptr)
+            throw Error(failure);
+        loomfileGetDraftInfo(handle.get(), &known);
+    }
+
+    // Its texts are valid while the draft exists.
+    const LoomfileDraftInfo& info() const { return known; }
+
+    // list: loomfileThreading and the like.
+    std::vector<u16> numbers(u32 list, u32 index) const
+    {
+        const u16* first = nullptr;
+        const u32 count = loomfileDraftNumbers(handle.get(), list, index, &first);
+        return {first, first + count};
+    }
+
+    // which: loomfileWarpSpacing and the like.
+    std::vector<double> lengths(u32 which) const
+    {
+        const double* first = nullptr;
+        const u32 count = loomfileDraftLengths(handle.get(), which, &first);
+        return {first, first + count};
+    }
+
+    // The drawdown of all picks, one row behind the other.
+    std::vector<u8> rows() const
+    {
+        const u32 rowBytes = (known.ends + 7) / 8;
+        std::vector<u8> drawdown(static_cast<std::size_t>(rowBytes) * known.picks);
+        if (loomfileDraftRows(handle.get(), 0, known.picks, drawdown.data(), rowBytes) != loadSuccess)
+            throw std::bad_alloc();
+        return drawdown;
+    }
+
+    std::string wif() const
+    {
+        LoomfileFailure failure = loomfileFailure();
+        u64 size = 0;
+        const char* text = loomfileDraftWif(handle.get(), &size, &failure);
+        if (text == nullptr)
+            throw Error(failure);
+        return {text, size};
+    }
+
+    // For what only loomfile.h has; the draft stays the object's.
+    LoomfileDraft* get() const { return handle.get(); }
+
+private:
+    struct Closer {
+        void operator()(LoomfileDraft* draft) const { loomfileCloseDraft(draft); }
+    };
+
+    std::unique_ptr<LoomfileDraft, Closer> handle;
+    LoomfileDraftInfo known = loomfileDraftInfo();
 };
 
 } // namespace loomfile

@@ -14,29 +14,23 @@ using std::vector;
 namespace
 {
 
-struct CloseDraft {
-    void operator()(LoomfileDraft* draft) const { loomfileCloseDraft(draft); }
-};
-
 struct Reading {
     loomfile::File file;
-    std::unique_ptr<LoomfileDraft, CloseDraft> draft;
-    LoomfileDraftInfo info = loomfileDraftInfo();
+    loomfile::Draft draft;
+    LoomfileDraftInfo info;
 
     explicit Reading(const string& text, const string& name = "draft.wif", LoomfileOptions options = loomfileOptions())
-        : file(loomfile::File::fromMemory(text.data(), text.size(), name, options))
+        : file(loomfile::File::fromMemory(text.data(), text.size(), name, options)), draft(file), info(draft.info())
     {
-        draft.reset(loomfileOpenDraft(file.get(), nullptr));
-        loomfileGetDraftInfo(draft.get(), &info);
     }
 
     // A word a pick, '#' where the warp is up.
     string drawdown() const
     {
         string rows;
+        const vector<u8> all = draft.rows();
         for (u32 pick = 0; pick < info.picks; pick++) {
-            u8 bits[40] = {};
-            EXPECT_EQ(loomfileDraftRows(draft.get(), pick, 1, bits, sizeof bits), 0);
+            const u8* bits = &all[pick * size_t{(info.ends + 7) / 8}];
             rows += pick != 0 ? " " : "";
             for (u32 end = 0; end < info.ends; end++)
                 rows += (bits[end / 8] << end % 8 & 0x80) != 0 ? '#' : '.';
@@ -198,6 +192,12 @@ TEST(DraftReader, ReadsTheDialectsOfOtherPrograms)
         "mine.txt");
     EXPECT_EQ(byHand.drawdown(), ".## ##. ##.");
     EXPECT_NEAR(byHand.info.endsPerCm, 3 / (0.25 * 2.54), 1e-9);
+    const vector<double> spacing = byHand.draft.lengths(loomfileWarpSpacing);
+    ASSERT_EQ(spacing.size(), 3u);
+    EXPECT_NEAR(spacing[1] - 3 * spacing[0], 0, 1e-9);
+    EXPECT_NEAR(byHand.draft.lengths(loomfileWarpThickness).front(), 0.254, 1e-9);
+    EXPECT_TRUE(byHand.draft.lengths(loomfileWeftSpacing).empty());
+    EXPECT_EQ(byHand.draft.numbers(loomfileThreading, 1), (vector<u16>{1, 2}));
     EXPECT_EQ(byHand.remarks(), "");
 }
 
@@ -317,7 +317,8 @@ TEST(DraftReader, SaysWhereItCannotKnowTheDraft)
         {"10\n01", "10\n011", "line 21, @@Tieup: 3 characters where 2 are expected"},
         {"10\n01", "10\n21", "line 21, @@Tieup: \"21\" where only 0 and 1 are expected"},
         {"1,2\n", "1,3\n", "line 25, @@Treadling: treadle 3 of pick 3, but @@Info has 2 treadles"},
-        {"255,128,0", "255,128", "line 29, @@Color Palet: \"255,128\" where red, green and blue are expected"},
+        {"255,128,0", "255,128",
+         "line 29, @@Color Palet: \"255,128\" where red, green and blue from 0 to 255 are expected"},
     };
     for (const auto& [from, to, sentence] : texts)
         EXPECT_EQ(refusalOf(replaced(dtx, from, to), "a.dtx"), sentence);

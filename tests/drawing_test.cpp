@@ -13,10 +13,6 @@ using std::string;
 namespace
 {
 
-struct CloseDraft {
-    void operator()(LoomfileDraft* draft) const { loomfileCloseDraft(draft); }
-};
-
 struct Drawn {
     i32 status;
     string bytes;
@@ -31,11 +27,9 @@ i32 append(void* context, const void* bytes, u64 count)
 
 Drawn draw(const string& wif, u32 kind, LoomfileDrawing drawing = loomfileDrawing(), LoomfileWriter writer = append)
 {
-    const loomfile::File file = loomfile::File::fromMemory(wif.data(), wif.size(), "draft.wif");
+    loomfile::File file = loomfile::File::fromMemory(wif.data(), wif.size(), "draft.wif");
+    const loomfile::Draft draft(file);
     LoomfileFailure failure = loomfileFailure();
-    const std::unique_ptr<LoomfileDraft, CloseDraft> draft(loomfileOpenDraft(file.get(), &failure));
-    if (draft == nullptr)
-        return {failure.status, "", failure.sentence};
     Drawn drawn;
     drawn.status = loomfileDraw(draft.get(), &drawing, kind, writer, &drawn.bytes, &failure);
     drawn.sentence = failure.sentence;

@@ -31,34 +31,47 @@ static std::vector<u32> sumsOf(const Looks& looks)
     return sums;
 }
 
-// Each corner's yarn on top counts the more the nearer the corner is, and all of a yarn as much as it is seen.
-static Weights softWeightsAt(const Weights& means, u32 look, u32 row, u32 column)
+// What a crossing with the warp up gives of its end's light, and one with the weft up of its pick's: the mean of all
+// looks. Were it each look's own, tiles would not join, and pixels of about half a tile would beat with the weave.
+struct CrossingWeights {
+    u32 warp, weft;
+};
+
+static CrossingWeights crossingWeightsOf(const Looks& looks)
+{
+    u32 warp = 0, weft = 0;
+    for (const Weights& means : looks.means) {
+        warp += means[leftEnd] + means[rightEnd];
+        weft += means[upperPick] + means[lowerPick];
+    }
+    return {2 * warp / lookCount, 2 * weft / lookCount}; // in the mean half of the corners are up
+}
+
+// Each corner's yarn on top counts the more the nearer the corner is.
+static Weights softWeightsAt(const CrossingWeights& crossing, u32 look, u32 row, u32 column)
 {
     constexpr u32 whole = 4 * tileSamples * tileSamples;
     const u32 down = 2 * row + 1, up = 2 * tileSamples - down;
     const u32 right = 2 * column + 1, left = 2 * tileSamples - right;
     const u32 nearness[] = {left * up, right * up, left * down, right * down};
-    u32 sums[tileYarns] = {}, corners[tileYarns] = {};
+    Weights weights{};
     for (u32 corner = 0; corner < 4; corner++) {
-        const u32 yarn = (look >> corner & 1) != 0 ? leftEnd + corner % 2 : upperPick + corner / 2;
-        sums[yarn] += nearness[corner];
-        corners[yarn]++;
+        const bool isUp = (look >> corner & 1) != 0;
+        weights[isUp ? leftEnd + corner % 2 : upperPick + corner / 2] +=
+            static_cast<u16>((isUp ? crossing.warp : crossing.weft) * nearness[corner] / whole);
     }
-    Weights weights;
-    for (u32 yarn = 0; yarn < tileYarns; yarn++)
-        weights[yarn] =
-            static_cast<u16>(means[yarn] * (corners[yarn] == 0 ? whole : sums[yarn] * (4 / corners[yarn])) / whole);
     return weights;
 }
 
 static std::vector<Weights> softWeightsOf(const Looks& looks)
 {
+    const CrossingWeights crossing = crossingWeightsOf(looks);
     std::vector<Weights> weights;
     weights.reserve(u64{tileSamples} * lookCount * tileSamples);
     for (u32 row = 0; row < tileSamples; row++)
         for (u32 look = 0; look < lookCount; look++)
             for (u32 column = 0; column < tileSamples; column++)
-                weights.push_back(softWeightsAt(looks.means[look], look, row, column));
+                weights.push_back(softWeightsAt(crossing, look, row, column));
     return weights;
 }
 

@@ -51,6 +51,16 @@ u32 loomfileDraftNumbers(const LoomfileDraft* handle, u32 list, u32 index, const
     return static_cast<u32>(found.size());
 }
 
+u32 loomfileDraftLengths(const LoomfileDraft* handle, u32 which, const double** lengths)
+{
+    const Threads &warp = handle->draft.warp, &weft = handle->draft.weft;
+    const std::vector<double>* const known[] = {&warp.spacing, &weft.spacing, &warp.thickness, &weft.thickness};
+    if (which < loomfileWarpSpacing || which > loomfileWeftThickness)
+        return 0;
+    *lengths = known[which - 1]->data();
+    return static_cast<u32>(known[which - 1]->size());
+}
+
 static void copyColours(const Threads& threads, bool isKnown, u8* bytes)
 {
     for (u32 i = 0; i < threads.count; i++) {

@@ -164,8 +164,9 @@ void takePaletteLine(std::string_view line, Dtx& file)
 {
     constexpr u32 mostColours = 65535;
     std::vector<u32> numbers;
-    if (!eachNumber(line, [&](u32 number) { numbers.push_back(number); }) || numbers.size() != 3)
-        refuse(file, quotation(line) + " where red, green and blue are expected");
+    if (!eachNumber(line, [&](u32 number) { numbers.push_back(number); }) || numbers.size() != 3 ||
+        *std::max_element(numbers.begin(), numbers.end()) > 255)
+        refuse(file, quotation(line) + " where red, green and blue from 0 to 255 are expected");
     if (file.counted <= mostColours)
         file.parts.colourTable[file.counted] = {file.line, {numbers[0], numbers[1], numbers[2]}};
     file.counted++;

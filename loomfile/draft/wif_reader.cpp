@@ -93,6 +93,7 @@ struct Entry {
     Section section;
     u32 line;
     std::string_view key, value;
+    bool hasValue; // a "=" stands between them
 };
 
 std::string placeOf(const Entry& entry)
@@ -312,8 +313,9 @@ void takeNumbered(const Entry& entry, Wif& file)
     NumberTable* table = tableOf(entry.section, file.parts);
     const std::optional<u32> index = wholeNumber(entry.key);
     const bool isColour = entry.section == colourTable; // which some programs count from 0
-    if (!index.has_value() || (*index == 0 && !isColour)) {
-        if (index.has_value() && (entry.value.empty() || wholeNumber(entry.value) == std::optional<u32>(0)))
+    if (!index.has_value() || (*index == 0 && !isColour) || !entry.hasValue) {
+        if (entry.hasValue && index.has_value() &&
+            (entry.value.empty() || wholeNumber(entry.value) == std::optional<u32>(0)))
             return;
         const std::string what = quotation(entry.key) + " where a number from 1 on and \"=\" are expected";
         if (table != nullptr && table->damage.empty())
@@ -380,6 +382,7 @@ void takeLines(std::string_view content, Wif& file)
         const size_t sign = line.find('=');
         entry.key = trimmed(line.substr(0, sign));
         entry.value = sign != std::string_view::npos ? trimmed(line.substr(sign + 1)) : std::string_view();
+        entry.hasValue = sign != std::string_view::npos;
         const size_t before = file.remarks.size();
         takeEntry(entry, file);
         if (file.remarks.size() > before && isTold[entry.section])

@@ -29,7 +29,8 @@ static Json floatJson(const LoomfileFloat& one)
     return {{"length", one.length}, {"end", one.end}, {"pick", one.pick}, {"endless", one.isEndless != 0}};
 }
 
-static void addUses(WeaveFacts& facts, const LoomfileDraft* draft, u32 list, const char* label, const char* key)
+static void addUses(WeaveFacts& facts, const LoomfileDraft* draft, u32 list, const char* label, const char* key,
+                    const char* unit)
 {
     std::vector<u32> counts(loomfileDraftUses(draft, list, nullptr));
     if (counts.empty())
@@ -39,7 +40,7 @@ static void addUses(WeaveFacts& facts, const LoomfileDraft* draft, u32 list, con
     constexpr size_t mostInText = 40;
     for (size_t i = 0; i < counts.size() && i < mostInText; i++)
         text += (i == 0 ? "" : " ") + std::to_string(counts[i]);
-    facts.lines.push_back({label, text + (counts.size() > mostInText ? " ..." : "")});
+    facts.lines.push_back({label, text + (counts.size() > mostInText ? " ..." : "") + unit});
     facts.json[key] = counts;
 }
 
@@ -52,6 +53,8 @@ static void addYarn(WeaveFacts& facts, const Picture& picture, const InfoRequest
     };
     const double endsPerCm = sett(picture.info.resX, request.sett.x),
                  picksPerCm = sett(picture.info.resY, request.sett.y);
+    if (!(request.length > 0) || !(request.width > 0))
+        throw Failure{exitUsage, picture.file, "the yarn takes both, --length and --width"};
     if (!(endsPerCm > 0) || !(picksPerCm > 0))
         throw Failure{exitUsage, picture.file, "the file does not tell its sett, give --sett for the yarn"};
     const double longer = (1 + request.takeUp / 100) / centimetresPerMetre;
@@ -96,11 +99,11 @@ WeaveFacts weaveFacts(const Picture& picture, const InfoRequest& request)
     if (draft != nullptr) {
         LoomfileDraftInfo info = loomfileDraftInfo();
         loomfileGetDraftInfo(draft.get(), &info);
-        addUses(facts, draft.get(), loomfileThreading, "Ends a shaft", "endsAShaft");
+        addUses(facts, draft.get(), loomfileThreading, "Heddles", "endsAShaft", " ends a shaft");
         if (info.hasLiftPlan == 0)
-            addUses(facts, draft.get(), loomfileTreadling, "Picks a treadle", "picksATreadle");
+            addUses(facts, draft.get(), loomfileTreadling, "Treadled", "picksATreadle", " picks a treadle");
     }
-    if (request.length > 0 && request.width > 0)
+    if (request.length > 0 || request.width > 0)
         addYarn(facts, picture, request);
     return facts;
 }
