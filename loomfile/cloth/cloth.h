@@ -52,7 +52,7 @@ struct Cloth {
     u32 levelPicks = 0;
     std::vector<Level> levels;
 
-    explicit Cloth(ClothDesign design);
+    explicit Cloth(ClothDesign given);
 };
 
 // The tiles between a pick and the next one, as many as asked for.

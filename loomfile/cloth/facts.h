@@ -18,10 +18,10 @@ struct Float {
 class WeaveCount
 {
 public:
-    WeaveCount(u32 ends, u32 picks);
+    WeaveCount(u32 endCount, u32 pickCount);
 
     // The next row: a bit an end from the highest on, 1 = the warp is up; bits behind the last end are clear.
-    void take(const u8* row);
+    void take(const u8* bytes);
     // After the last row.
     void finish();
 
@@ -34,7 +34,7 @@ public:
 private:
     void countPick();
     void countEnds();
-    void keepWarp(u32 end, u32 pick, u32 length, bool isUp);
+    void keepWarp(u32 end, u32 from, u32 length, bool isUp);
     void keepWeft(u32 end, u32 length, bool isUp);
     bool isUp(const std::vector<u64>& words, u32 end) const { return (words[end / 64] >> (63 - end % 64) & 1) != 0; }
 
