@@ -74,10 +74,10 @@ Pages dividePages(Fonts& fonts, const View& view, u32 cell, u32 page, double cap
     if (cell != 0)
         return best(cell);
     for (u32 tried = largestCell; tried >= uprightCell; tried--)
-        if (const Pages pages = tall(tried); pages.count == 1)
+        if (Pages pages = tall(tried); pages.count == 1)
             return pages;
     for (u32 tried = largestCell; tried >= smallestCell; tried--)
-        if (const Pages pages = best(tried); pages.count == 1)
+        if (Pages pages = best(tried); pages.count == 1)
             return pages;
     Pages fewest = best(pagedCell);
     for (u32 tried = pagedCell - 1; tried >= smallestCell; tried--)

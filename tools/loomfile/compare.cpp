@@ -49,10 +49,10 @@ static void printDifferences(const Comparison& comparison)
     const bool isCommon = !comparison.isOfOneSize();
     printf("  Size          %s and %s\n", sizeText(comparison.first.picture.info).c_str(),
            sizeText(comparison.second.picture.info).c_str());
-    printf("  Points        %s of the %llu%s differ\n",
+    const u64 points = u64{comparison.width} * comparison.height;
+    printf("  Points        %s of the %s%s differ\n",
            comparison.differences == 0 ? "none" : std::to_string(comparison.differences).c_str(),
-           static_cast<unsigned long long>(u64{comparison.width} * comparison.height),
-           isCommon ? " that both have" : "");
+           std::to_string(points).c_str(), isCommon ? " that both have" : "");
     if (comparison.differences != 0)
         printf("  First         pick %u, end %u\n", comparison.firstPick, comparison.firstEnd);
     printThreads("Warp colours", "end", comparison.warpColours);

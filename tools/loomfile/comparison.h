@@ -45,4 +45,4 @@ struct Comparison {
 };
 
 // Throws Failure.
-void compare(Comparison& comparison, bool isDrawn);
+void compare(Comparison& all, bool isDrawn);
