@@ -12,7 +12,7 @@ struct Lifts {
     u32 nextPick = 0;
 
     // Throws Failure when the file does not tell; advice is what to do instead.
-    Lifts(Picture& picture, const std::string& advice);
+    Lifts(Picture& shown, const std::string& advice);
     // The next rows one behind the other, a bit an end, 1 = up. Throws Failure.
     void read(u8* rows, u32 count);
 };
