@@ -1,20 +1,23 @@
 // What is removed when a signal ends the program.
 #pragma once
 
+#include <sys/types.h>
+
 #include <csignal>
 #include <string>
 
-// The name of a file or folder that is to be gone when the program ends by a signal, in a list of all of them.
+// A file or folder that is gone when the program ends by a signal, or this is destroyed.
 struct UnfinishedFile {
-    std::string name; // empty: nothing
-    UnfinishedFile* next = nullptr;
+    std::string name; // "" = none
+    bool isFolder = false;
+    UnfinishedFile* next = nullptr; // all of them are a list
 
     UnfinishedFile() = default;
     UnfinishedFile(const UnfinishedFile&) = delete;
     UnfinishedFile& operator=(const UnfinishedFile&) = delete;
     ~UnfinishedFile();
 
-    // Makes a file or a folder, whose name ends in XXXXXX. Returns a descriptor, or 0 for a folder; below 0 with errno.
+    // Of a name that ends in XXXXXX. Below 0 = failed, errno tells why; else the descriptor of the file.
     int makeFile(const std::string& nameTemplate);
     int makeFolder(const std::string& nameTemplate);
     void forget(); // it stays
@@ -22,12 +25,12 @@ struct UnfinishedFile {
 };
 
 void catchEndingSignals();
-
-// A worker has nothing to remove: what it has is its parent's.
+// For a worker, which has nothing to remove: all of it is its parent's.
 void leaveEndingSignals();
 
-// A process group that is killed before anything is removed.
-void killAtEnd(int slot, pid_t group); // 0 = none any more
+// The process group of a worker is killed before anything is removed. 0 = none any more.
+constexpr int mostGroups = 256;
+void killAtEnd(int slot, pid_t group);
 
 // Ends the program as the signal does that has ended a helper, which a shell then sees.
 void endBySignal(int signalNumber);

@@ -21,6 +21,7 @@ struct BatchOptions {
     bool inOneProcess = false; // --no-workers
     double secondsAFile = 60;  // that a worker may take; 0 = as long as it likes. Not for a file that is alone.
     std::string output;        // -o: a folder, or a template with {folder} {stem} {name} {ending}
+    bool isAlone = false;      // the only input is a file, whatever it may be
     bool mayReplace = false;
     bool skipExisting = false;
     bool isQuiet = false;
@@ -82,8 +83,8 @@ struct Batch {
     std::function<void(const Input&, const Result&)> take;
 };
 
-// Whether there is one input, which is no folder, and nothing is said of where results go: neither progress nor counts
-// are printed.
+// Whether there is one input, which is no folder, and nothing is said of where results go: progress and counts of files
+// are not printed.
 bool isOneFile(const BatchOptions& options);
 
 // Returns the worst exit code. Throws Failure when there is nothing that can be gone on with.
