@@ -44,7 +44,8 @@ void addOutputOptions(CLI::App& command, BatchOptions& options, const char* outp
 void addForms(CLI::App& command, Form& form)
 {
     auto add = [&](const char* name, Form meant, const char* help) {
-        return command.add_flag_callback(name, [&form, meant] { form = meant; }, help);
+        return command.add_flag_callback(
+            name, [&form, meant] { form = meant; }, help);
     };
     CLI::Option* json = add("--json", Form::json, "Print JSON, for other programs");
     add("--jsonl", Form::jsonLines, "Print JSON, a line for each file as soon as it is known")->excludes(json);

@@ -66,11 +66,10 @@ static std::string comparisonText(const Comparison& comparison, const CompareReq
     const std::string compared = first.lifts == nullptr  ? "colours"
                                  : comparison.yarns == 2 ? "lifts and colours"
                                                          : "lifts";
-    std::string text = printable(names + (comparison.isSame() ? ": the same, " + sizeText(first.picture.info)
-                                                              : " differ") +
-                                 ", " + compared + " compared" +
-                                 (comparison.yarns == 1 ? ", only one of them has colours" : "")) +
-                       "\n" + (comparison.isSame() ? "" : differenceLines(comparison));
+    std::string text =
+        printable(names + (comparison.isSame() ? ": the same, " + sizeText(first.picture.info) : " differ") + ", " +
+                  compared + " compared" + (comparison.yarns == 1 ? ", only one of them has colours" : "")) +
+        "\n" + (comparison.isSame() ? "" : differenceLines(comparison));
     if (!request.target.empty())
         text += printable("  Picture       " + request.target + ": orange is " +
                           (first.lifts != nullptr ? "up only in " : "darker in ") + first.picture.file + ", blue in " +

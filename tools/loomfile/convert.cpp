@@ -85,8 +85,8 @@ static std::string writeDraft(Picture& picture, OutputFile& target)
 static Result convertPicture(const ConvertRequest& request, const OpenOptions& options, const Input& input,
                              OutputFile& target)
 {
-    auto progress = std::make_unique<Progress>(baseNameOf(input.path), baseNameOf(target.target),
-                                               isOneFile(request.batch));
+    auto progress =
+        std::make_unique<Progress>(baseNameOf(input.path), baseNameOf(target.target), isOneFile(request.batch));
     Picture picture(input.path, options);
     keepSource(picture, target.target);
     std::string more;

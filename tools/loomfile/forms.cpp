@@ -11,9 +11,9 @@ static bool isOne(const BatchOptions& options, bool isArray)
 
 std::string formed(const Json& document, Form form, const BatchOptions& options, bool isArray)
 {
-    return form == Form::jsonLines    ? lineOf(document) + "\n"
+    return form == Form::jsonLines   ? lineOf(document) + "\n"
            : isOne(options, isArray) ? pageOf(document)
-                                      : elementOf(document);
+                                     : elementOf(document);
 }
 
 void tellForm(Batch& batch, Form form, const BatchOptions& options, bool isArray)

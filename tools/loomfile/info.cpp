@@ -12,13 +12,13 @@
 using Words = std::vector<std::string>;
 
 // Of the documents. The last two are known of some files only.
-static const Words allFields = {"file",        "status",      "format",        "formatName",  "refusedBy",   "candidates",
-                                "doubtful",    "secondReading", "fileBytes",   "kind",        "width",       "height",
-                                "resolutionX", "resolutionY", "multiplierX",   "multiplierY", "orientation", "firstPart",
-                                "firstPartFile", "colours",   "description",   "draft",       "remarks",     "weave",
-                                "error"};
-static const Words tableFields = {"file",   "status",  "formatName", "kind",    "width", "height", "resolutionX",
-                                  "resolutionY", "colours", "fileBytes",  "remarks", "error"};
+static const Words allFields = {"file",        "status",      "format",        "formatName",    "refusedBy",
+                                "candidates",  "doubtful",    "secondReading", "fileBytes",     "kind",
+                                "width",       "height",      "resolutionX",   "resolutionY",   "multiplierX",
+                                "multiplierY", "orientation", "firstPart",     "firstPartFile", "colours",
+                                "description", "draft",       "remarks",       "weave",         "error"};
+static const Words tableFields = {"file",        "status",      "formatName", "kind",      "width",   "height",
+                                  "resolutionX", "resolutionY", "colours",    "fileBytes", "remarks", "error"};
 
 static Json infoJson(const Picture& picture, bool withCandidates)
 {

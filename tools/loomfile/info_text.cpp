@@ -85,8 +85,8 @@ static std::string candidatesLine(const Picture& picture)
 std::string infoText(const Picture& picture, bool isVerbose)
 {
     const LoomfileInfo& info = picture.info;
-    std::string text = printable(picture.file) + "\n" + labelled("Format", formatText(info)) +
-                       candidatesLine(picture) + labelled("File size", countText(info.fileBytes, "byte")) +
+    std::string text = printable(picture.file) + "\n" + labelled("Format", formatText(info)) + candidatesLine(picture) +
+                       labelled("File size", countText(info.fileBytes, "byte")) +
                        labelled("Kind", kindText(info.kind)) + labelled("Size", sizeText(info) + " pixels") +
                        labelled("Colours", colourText(info)) + labelled("Resolution", bothResolutions(info));
     if (isVerbose || info.mulX != 1 || info.mulY != 1)

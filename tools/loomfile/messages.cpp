@@ -73,9 +73,9 @@ std::string sentence(const std::string& file, const std::string& text)
 void tellRemarks(Result& result, const Picture& picture)
 {
     for (const Remark& remark : remarksOf(picture)) {
-        result.messages += sentence(picture.file, remark.isGrave
-                                                      ? "made, but not all that the file means: " + remark.text
-                                                      : "remarked: " + remark.text);
+        result.messages +=
+            sentence(picture.file, remark.isGrave ? "made, but not all that the file means: " + remark.text
+                                                  : "remarked: " + remark.text);
         if (remark.isGrave)
             result.exitCode = exitNotAsMeant;
     }

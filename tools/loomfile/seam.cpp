@@ -38,8 +38,8 @@ static std::vector<u8> bytePixels(const LoomfileInfo& info, const u8* rows)
 static std::string seamLines(const Picture& picture, u16 across, u16 along)
 {
     const LoomfileInfo& info = picture.info;
-    return printable(picture.file) + ": " + info.formatName + ", " + sizeText(info) + "\n" +
-           "  across  " + seamText(info.width, across) + "\n" + "  along   " + seamText(info.height, along) + "\n";
+    return printable(picture.file) + ": " + info.formatName + ", " + sizeText(info) + "\n" + "  across  " +
+           seamText(info.width, across) + "\n" + "  along   " + seamText(info.height, along) + "\n";
 }
 
 static Result measureSeam(const SeamRequest& request, const OpenOptions& options, const Input& input)

@@ -70,7 +70,8 @@ static void addInfo(CLI::App& info, InfoRequest& request)
 {
     info.add_option("FILE", request.batch.inputs, "The files and folders")->type_name("");
     addForms(info, request.form);
-    info.add_flag_callback("--csv", [&request] { request.form = Form::csv; }, "Print comma separated values")
+    info.add_flag_callback(
+            "--csv", [&request] { request.form = Form::csv; }, "Print comma separated values")
         ->excludes("--json", "--jsonl");
     info.add_option("--fields", request.fields, "Of JSON and CSV: only these, as in file,width,height")
         ->type_name("A,B,...")

@@ -161,8 +161,8 @@ struct Run {
 
 bool isOneFile(const BatchOptions& options)
 {
-    return options.isAlone || (options.inputs.size() == 1 && options.list.empty() && options.output.empty() && options.report.empty() &&
-           !isFolder(options.inputs.front()));
+    return options.isAlone || (options.inputs.size() == 1 && options.list.empty() && options.output.empty() &&
+                               options.report.empty() && !isFolder(options.inputs.front()));
 }
 
 int runBatch(const Batch& batch, const BatchOptions& options)

@@ -20,11 +20,11 @@ namespace
 constexpr long createRuleset = 444, addRule = 445, restrictSelf = 446;
 constexpr u32 askVersion = 1, ruleOfPath = 1;
 constexpr u64 writeFile = 1 << 1;
-constexpr u64 removeMakeAndLink = 0x1FF0; // folders, files, devices, sockets, pipes, links
-constexpr u64 moveElsewhere = 1 << 13;    // since version 2
-constexpr u64 truncateFile = 1 << 14;     // 3
-constexpr u64 controlDevice = 1 << 15;    // 5
-constexpr u64 bindAndConnect = 3;         // 4
+constexpr u64 removeMakeAndLink = 0x1FF0;   // folders, files, devices, sockets, pipes, links
+constexpr u64 moveElsewhere = 1 << 13;      // since version 2
+constexpr u64 truncateFile = 1 << 14;       // 3
+constexpr u64 controlDevice = 1 << 15;      // 5
+constexpr u64 bindAndConnect = 3;           // 4
 constexpr u64 foreignSocketsAndSignals = 3; // 6
 
 struct Ruleset {

@@ -210,8 +210,7 @@ bool Crew::wait(int otherDescriptor, int milliseconds)
         const short events = worker->outgoing.empty() ? POLLIN : POLLIN | POLLOUT;
         sockets.push_back({worker->items.empty() ? -1 : worker->socket, events, 0});
         if (secondsAFile > 0 && !worker->items.empty()) {
-            const double left =
-                secondsAFile - std::chrono::duration<double>(begun - worker->begun).count();
+            const double left = secondsAFile - std::chrono::duration<double>(begun - worker->begun).count();
             const int most = static_cast<int>(std::clamp(left * 1000 + 1, 0.0, 1e9));
             milliseconds = milliseconds < 0 ? most : std::min(milliseconds, most);
         }
@@ -251,8 +250,7 @@ Failure Crew::whyLost(const Worker& worker, int status) const
     if (WIFSIGNALED(status) && WTERMSIG(status) == SIGKILL && !worker.inbox.isBroken)
         return {exitOutOfMemory, file, "the work on the file was killed (signal 9), as when memory runs out"};
     if (WIFSIGNALED(status))
-        return {exitBadData, file,
-                "the file made the program crash (signal " + std::to_string(WTERMSIG(status)) + ")"};
+        return {exitBadData, file, "the file made the program crash (signal " + std::to_string(WTERMSIG(status)) + ")"};
     return {exitBadData, file, "the file made the program end (" + std::to_string(WEXITSTATUS(status)) + ")"};
 }
 

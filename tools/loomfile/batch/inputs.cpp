@@ -52,7 +52,9 @@ static std::vector<std::string> namesIn(DIR* folder)
             continue;
         const unsigned char type = entry->d_type;
         if (type == DT_REG || type == DT_DIR || type == DT_LNK || type == DT_UNKNOWN)
-            names.push_back((type == DT_REG ? isFile : type == DT_DIR ? isFolder : isLinkOrUnknown) +
+            names.push_back((type == DT_REG   ? isFile
+                             : type == DT_DIR ? isFolder
+                                              : isLinkOrUnknown) +
                             std::string(entry->d_name));
     }
     std::sort(names.begin(), names.end(),
@@ -105,8 +107,7 @@ bool Inputs::takeFromFolder(Found& place)
             place = {{path, folder.relative, true}, 0, ""};
             return true;
         }
-        if (options.isRecursive &&
-            enter(path, joined(folder.relative, name), entry[0] == isLinkOrUnknown, place))
+        if (options.isRecursive && enter(path, joined(folder.relative, name), entry[0] == isLinkOrUnknown, place))
             return true;
     }
     return false;

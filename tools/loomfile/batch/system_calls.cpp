@@ -33,8 +33,8 @@ constexpr const char* denied[] = {
     "bpf", "perf_event_open", "userfaultfd", "io_uring_setup", "io_uring_enter", "io_uring_register", "keyctl",
     "add_key", "request_key", "fanotify_init", "vmsplice"};
 
-constexpr u64 newNamespaces = CLONE_NEWNS | CLONE_NEWCGROUP | CLONE_NEWUTS | CLONE_NEWIPC | CLONE_NEWUSER |
-                              CLONE_NEWPID | CLONE_NEWNET;
+constexpr u64 newNamespaces =
+    CLONE_NEWNS | CLONE_NEWCGROUP | CLONE_NEWUTS | CLONE_NEWIPC | CLONE_NEWUSER | CLONE_NEWPID | CLONE_NEWNET;
 
 void addRules(scmp_filter_ctx filter)
 {

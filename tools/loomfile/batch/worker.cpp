@@ -48,9 +48,14 @@ Fields requestFields(const Input& input, const std::string& target, bool hasDesc
 
 static Fields answerFields(const Result& result)
 {
-    return {std::to_string(result.exitCode), result.text,   result.messages,
-            result.facts,                    result.design, result.attachment,
-            result.reason,                   result.isContinued ? "1" : "",
+    return {std::to_string(result.exitCode),
+            result.text,
+            result.messages,
+            result.facts,
+            result.design,
+            result.attachment,
+            result.reason,
+            result.isContinued ? "1" : "",
             std::to_string(result.signal)};
 }
 

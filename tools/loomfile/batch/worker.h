@@ -16,8 +16,8 @@ Fields requestFields(const Input& input, const std::string& target, bool hasDesc
 Result resultOfAnswer(const Fields& fields); // throws std::exception when it is none
 
 struct WorkerSettings {
-    std::string workFolder; // "" = none could be made
-    u64 mostBytes = 0;      // of memory
+    std::string workFolder;  // "" = none could be made
+    u64 mostBytes = 0;       // of memory
     bool keepsInput = false; // standard input is a picture
     pid_t parent = 0;
 };
