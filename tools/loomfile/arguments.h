@@ -16,6 +16,7 @@ struct Requests {
     QuantizeRequest quantize;
     RenderRequest render;
     DraftRequest draft;
+    ThumbnailRequest thumbnail;
 };
 
 // The commands that tell something, and those that make a picture.

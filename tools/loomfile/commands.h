@@ -66,6 +66,11 @@ struct DraftRequest : PictureRequest {
     LoomfileDrawing drawing = loomfileDrawing();
 };
 
+struct ThumbnailRequest : PictureRequest {
+    u32 side = 256;           // of the square that it fits
+    NumberPair sett = {0, 0}; // of files that do not tell; 0 = not given
+};
+
 struct SeamRequest {
     std::string source;
     bool json = false;
@@ -90,6 +95,7 @@ int showInfo(const InfoRequest& request, const OpenOptions& options);
 ExitCode convertPicture(const ConvertRequest& request, const OpenOptions& options);
 ExitCode renderCloth(const RenderRequest& request, const OpenOptions& options);
 ExitCode drawDraft(const DraftRequest& request, const OpenOptions& options);
+ExitCode makeThumbnail(const ThumbnailRequest& request, const OpenOptions& options);
 ExitCode measureSeam(const SeamRequest& request, const OpenOptions& options);
 ExitCode compareFiles(const CompareRequest& request, const OpenOptions& options);
 ExitCode quantizePicture(const QuantizeRequest& request, const OpenOptions& options);

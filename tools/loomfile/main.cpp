@@ -24,6 +24,7 @@ static constexpr const char* footer =
     "  loomfile quantize rose.jpg rose.png --colours 16\n"
     "                                         make a picture of 16 colours of it\n"
     "  loomfile render rose.gif cloth.png     how does it look woven, repeat beside repeat?\n"
+    "  loomfile thumbnail rose.jc5 small.png  make a small picture of it\n"
     "  loomfile draft twill.wif twill.pdf     draw threading, tie-up, treadling and drawdown\n"
     "  loomfile seam rose.gif                 do the repeats join without a visible seam?\n"
     "  loomfile convert rose.dop rose.wif     make a draft of it that every weaving program reads\n"
@@ -107,15 +108,16 @@ static std::vector<std::string> wordsFor(const CLI::App& app, int argc, char** a
 static int runCommand(const std::string& name, const Requests& requests)
 {
     const OpenOptions& options = requests.options;
-    return name == "formats"    ? listFormats(requests.formats)
-           : name == "info"     ? showInfo(requests.info, options)
-           : name == "quantize" ? quantizePicture(requests.quantize, options)
-           : name == "palette"  ? showPalette(requests.palette, options)
-           : name == "draft"    ? drawDraft(requests.draft, options)
-           : name == "render"   ? renderCloth(requests.render, options)
-           : name == "seam"     ? measureSeam(requests.seam, options)
-           : name == "compare"  ? compareFiles(requests.compare, options)
-                                : convertPicture(requests.convert, options);
+    return name == "formats"     ? listFormats(requests.formats)
+           : name == "info"      ? showInfo(requests.info, options)
+           : name == "quantize"  ? quantizePicture(requests.quantize, options)
+           : name == "palette"   ? showPalette(requests.palette, options)
+           : name == "draft"     ? drawDraft(requests.draft, options)
+           : name == "render"    ? renderCloth(requests.render, options)
+           : name == "thumbnail" ? makeThumbnail(requests.thumbnail, options)
+           : name == "seam"      ? measureSeam(requests.seam, options)
+           : name == "compare"   ? compareFiles(requests.compare, options)
+                                 : convertPicture(requests.convert, options);
 }
 
 static int run(int argc, char** argv)
@@ -139,7 +141,7 @@ static int run(int argc, char** argv)
     }
     const std::vector<CLI::App*> given = app.get_subcommands();
     if (given.empty())
-        return failUsage("say what to do: info, convert, quantize, palette, render, draft, seam, compare or formats");
+        return failUsage("say what to do: info, convert, thumbnail, draft and so on");
     const int exitCode = runCommand(given.front()->get_name(), requests);
     finishOutput();
     return exitCode;
