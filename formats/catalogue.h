@@ -41,7 +41,7 @@ struct CatalogueRow {
 
 // clang-format off
 inline constexpr CatalogueRow catalogue[] = {
-    {formatGif, registerLoadGIF, "GIF", " GIF", "emblem-photos", false, "gif", Extensions::own, true, Command::none, Evidence::mark, Bands::whole,
+    {formatGif, registerLoadGIF, "GIF", " GIF", "emblem-photos", false, "gif", Extensions::own, true, Command::none, Evidence::mark, Bands::inOrderUnlessRemarked,
      "indexed", "up to 65535 each way", "one"},
     {formatPng, registerLoadPNG, "PNG", " PNG", "emblem-photos", false, "png", Extensions::own, true, Command::none, Evidence::mark, Bands::inOrderUnlessRemarked,
      "bilevel, indexed, RGB, RGBA", "what libpng takes", "one"},

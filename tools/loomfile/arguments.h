@@ -23,6 +23,7 @@ struct Requests {
 void addTellingCommands(CLI::App& app, Requests& requests);
 void addMakingCommands(CLI::App& app, Requests& requests);
 void addDraft(CLI::App& app, DraftRequest& request, OpenOptions& options);
+void addThumbnail(CLI::App& app, ThumbnailRequest& request, OpenOptions& options);
 
 // How the files are to be opened, for every command that opens some.
 void addOpenOptions(CLI::App& command, OpenOptions& options);

@@ -1,4 +1,4 @@
-// convert, quantize, render and thumbnail.
+// convert, quantize and render.
 #include "arguments.h"
 
 static constexpr const char* convertFooter =
@@ -45,17 +45,6 @@ static constexpr const char* renderFooter =
     "  loomfile render rose.jc5 cloth.png --yarn --zoom 8 --warp navy      each yarn\n"
     "  loomfile render rose.jc5 cloth.png --dpi 300 --size 2480x3508       a page to print\n"
     "  loomfile render rose.gif cloth.png --at 400,-100                    farther right, and a little up";
-
-static constexpr const char* thumbnailFooter =
-    "The thumbnail fits a square of --size pixels and has the proportions of the design, which the file's resolution "
-    "and\n"
-    "multipliers tell, or --sett where it knows none. Its pixels are the mean of the light of their area. Small "
-    "designs\n"
-    "are enlarged by a whole number. Lifts of loom files and drafts are shown in indigo, the warp, and cream.\n"
-    "\n"
-    "Examples:\n"
-    "  loomfile thumbnail rose.jc5 small.png\n"
-    "  loomfile thumbnail rose.jc5 small.png --size 512 --sett 60x40";
 
 constexpr PairRule pictureSizes = {'x', 1, 65520, true};
 
@@ -118,17 +107,6 @@ static void addRender(CLI::App& app, RenderRequest& request, OpenOptions& option
     addColourOption(render, "--warp", request.warp, "With --yarn: colour of the warp, the draft's if not given");
     addColourOption(render, "--weft", request.weft, "With --yarn: colour of the weft");
     render.footer(renderFooter);
-}
-
-static void addThumbnail(CLI::App& app, ThumbnailRequest& request, OpenOptions& options)
-{
-    CLI::App& thumbnail = addCommand(app, "thumbnail", "Make a small picture of a file", request, options);
-    thumbnail.add_option("--size", request.side, "Pixels of the longer edge at most, 1 to 4096; else 256")
-        ->type_name("N")
-        ->check(CLI::Range(1, 4096).description(""));
-    addPairOption(thumbnail, "--sett", request.sett, setts, "Ends and picks per cm where the file does not tell")
-        ->type_name("EPCxPPC");
-    thumbnail.footer(thumbnailFooter);
 }
 
 void addMakingCommands(CLI::App& app, Requests& requests)

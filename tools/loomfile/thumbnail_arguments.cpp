@@ -1,0 +1,31 @@
+// thumbnail.
+#include "arguments.h"
+
+static constexpr const char* footer = "The thumbnail fits a square of --size pixels and has the proportions of the "
+                                      "design: those that the resolution and\n"
+                                      "the multipliers of the file tell, or --sett where it knows none. Each of its "
+                                      "pixels is the mean of the light that\n"
+                                      "falls on its area. A small design is enlarged by a whole number. Lifts of loom "
+                                      "files and drafts have the colours of\n"
+                                      "cloth, an indigo warp and a cream weft, pictures their own. '-' as OUT writes "
+                                      "to standard output. The settings that\n"
+                                      "'loomfile --help' lists can be given here too.\n"
+                                      "\n"
+                                      "Examples:\n"
+                                      "  loomfile thumbnail rose.jc5 small.png\n"
+                                      "  loomfile thumbnail rose.jc5 small.png --size 512 --sett 60x40";
+
+void addThumbnail(CLI::App& app, ThumbnailRequest& request, OpenOptions& options)
+{
+    CLI::App& thumbnail = *app.add_subcommand("thumbnail", "Make a small picture of a file");
+    thumbnail.add_option("IN", request.source, "The file to read")->type_name("")->required();
+    thumbnail.add_option("OUT.png", request.target, "The file to write")->type_name("")->required();
+    thumbnail.add_flag("-f,--force", request.mayReplace, "Replace OUT.png when it exists");
+    thumbnail.add_option("--size", request.side, "Pixels of the longer edge at most, 1 to 4096; else 256")
+        ->type_name("N")
+        ->check(CLI::Range(1, 4096).description(""));
+    addPairOption(thumbnail, "--sett", request.sett, setts, "Ends and picks per cm where the file does not tell")
+        ->type_name("EPCxPPC");
+    addOpenOptions(thumbnail, options);
+    thumbnail.footer(footer);
+}
