@@ -16,8 +16,8 @@ enum class Command { none, gzip, unzip, msExpand, vectorPreview };
 // that the header announces, or not at all.
 enum class Evidence { mark, size, none };
 
-// Whether bands in order give the same rows as the whole picture in one call: always, unless a grave remark of a band tells
-// of damage or of an order that needs the whole, or not.
+// Whether bands in order give the same rows as the whole picture in one call: always, unless a grave remark on a band
+// tells of damage or of rows in another order, or not.
 enum class Bands { inOrder, inOrderUnlessRemarked, whole };
 
 struct CatalogueRow {

@@ -1,19 +1,16 @@
 // thumbnail.
 #include "arguments.h"
 
-static constexpr const char* footer = "The thumbnail fits a square of --size pixels and has the proportions of the "
-                                      "design: those that the resolution and\n"
-                                      "the multipliers of the file tell, or --sett where it knows none. Each of its "
-                                      "pixels is the mean of the light that\n"
-                                      "falls on its area. A small design is enlarged by a whole number. Lifts of loom "
-                                      "files and drafts have the colours of\n"
-                                      "cloth, an indigo warp and a cream weft, pictures their own. '-' as OUT writes "
-                                      "to standard output. The settings that\n"
-                                      "'loomfile --help' lists can be given here too.\n"
-                                      "\n"
-                                      "Examples:\n"
-                                      "  loomfile thumbnail rose.jc5 small.png\n"
-                                      "  loomfile thumbnail rose.jc5 small.png --size 512 --sett 60x40";
+static constexpr const char* footer =
+    "The thumbnail fits a square of --size pixels and has the proportions of the design: those that the file's\n"
+    "resolution and multipliers tell, or --sett where it knows none. Each pixel is the mean of the light that falls\n"
+    "on its area. A small design is enlarged by a whole number. Lifts of loom files and drafts have the colours of\n"
+    "cloth, an indigo warp and a cream weft, pictures their own. '-' as OUT writes to standard output. The settings\n"
+    "that 'loomfile --help' lists can be given here too.\n"
+    "\n"
+    "Examples:\n"
+    "  loomfile thumbnail rose.jc5 small.png\n"
+    "  loomfile thumbnail rose.jc5 small.png --size 512 --sett 60x40";
 
 void addThumbnail(CLI::App& app, ThumbnailRequest& request, OpenOptions& options)
 {
