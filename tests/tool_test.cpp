@@ -100,6 +100,18 @@ struct Tool : testing::Test {
     }
     string path(const string& name) const { return files.path + "/" + name; }
 
+    // A helper may write to its folder for temporary files only, which is somewhere in "tmp".
+    bool hasHelperStarted() const
+    {
+        std::error_code vanished;
+        for (fs::recursive_directory_iterator entry(path("tmp"), vanished), end; !vanished && entry != end;
+             entry.increment(vanished)) {
+            if (entry->path().filename() == "started")
+                return true;
+        }
+        return false;
+    }
+
     std::set<string> names() const
     {
         std::set<string> found;
@@ -363,15 +375,14 @@ TEST_F(Tool, DiesOfWhatInterruptsItsHelper)
     fs::create_directory(path("tmp"));
     files.write("a.svg", encodeSvg(motifPicture(kindIndexed, 9, 9)));
     for (int number : {SIGINT, SIGQUIT, SIGINT}) {
-        const pid_t process =
-            start({"--tmp-dir", "tmp", "--vector-preview", "touch started; sleep 20; :", "info", "a.svg", "a.svg"},
-                  LOOMFILE_BINARY, true);
-        while (!fs::exists(path("started")))
+        const pid_t process = start(
+            {"--tmp-dir", "tmp", "--vector-preview", "touch $TMPDIR/started; sleep 20; :", "info", "a.svg", "a.svg"},
+            LOOMFILE_BINARY, true);
+        while (!hasHelperStarted())
             std::this_thread::sleep_for(std::chrono::milliseconds(1));
         kill(-process, number);
         EXPECT_EQ(finish(process).exitCode, -number);
         EXPECT_TRUE(fs::is_empty(path("tmp")));
-        fs::remove(path("started"));
     }
 }
 
@@ -389,8 +400,9 @@ TEST_F(Tool, HasAFolderOfItsOwnForHelpers)
         EXPECT_TRUE(load(path("a.png")).pixels() == pictures[name[0] == 'o'].rows);
     }
     files.write("a.svg", encodeSvg(motifPicture(kindIndexed, 30, 20)));
-    const pid_t process = start({"--tmp-dir", "tmp", "--vector-preview", "touch started; sleep 2; :", "info", "a.svg"});
-    while (!fs::exists(path("started")))
+    const pid_t process =
+        start({"--tmp-dir", "tmp", "--vector-preview", "touch $TMPDIR/started; sleep 2; :", "info", "a.svg"});
+    while (!hasHelperStarted())
         std::this_thread::sleep_for(std::chrono::milliseconds(1));
     kill(process, SIGTERM);
     EXPECT_EQ(finish(process).exitCode, -SIGTERM);

@@ -25,6 +25,16 @@ void addMakingCommands(CLI::App& app, Requests& requests);
 void addDraft(CLI::App& app, DraftRequest& request, OpenOptions& options);
 void addThumbnail(CLI::App& app, ThumbnailRequest& request, OpenOptions& options);
 
+// Many files; those that write can be told where. output is what --force replaces.
+void addBatchOptions(CLI::App& command, BatchOptions& options);
+void addOutputOptions(CLI::App& command, BatchOptions& options, const char* output);
+void addForms(CLI::App& command, Form& form);
+// One file IN and what is made of it, OUT, or with -o any number of files, which settleOut finds out when the command
+// line has been read. endings: of OUT. Both throw UsageError.
+void addInAndOut(CLI::App& command, BatchOptions& options, const char* endings);
+void settleOut(BatchOptions& options, std::string& target);
+void requireInputs(const BatchOptions& options);
+
 // How the files are to be opened, for every command that opens some.
 void addOpenOptions(CLI::App& command, OpenOptions& options);
 // The programs that some kinds of files need, and what else is seldom set.

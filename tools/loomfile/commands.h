@@ -1,10 +1,11 @@
-// The subcommands. Each returns the exit code; what goes wrong with a file is thrown as Failure.
+// The subcommands. Each returns the exit code; what cannot be gone on with is thrown as Failure.
 #pragma once
 
 #include <optional>
 #include <string>
 #include <vector>
 
+#include "batch/batch.h"
 #include "colour_words.h"
 #include "picture.h"
 
@@ -14,10 +15,13 @@ struct NumberPair {
     double y = 0;
 };
 
+// What is printed of files for other programs.
+enum class Form { text, json, jsonLines, csv };
+
 struct InfoRequest {
-    std::vector<std::string> files;
-    bool json = false;
-    bool isVerbose = false;
+    BatchOptions batch;
+    Form form = Form::text;
+    std::vector<std::string> fields; // of the other forms; empty = all
     bool weave = false;
     double length = 0; // of the cloth, in cm; 0 = the yarn is not asked for
     double width = 0;
@@ -37,7 +41,9 @@ struct PictureRequest {
     bool mayReplace = false;
 };
 
-struct ConvertRequest : PictureRequest {
+struct ConvertRequest {
+    BatchOptions batch;
+    std::string target; // of the only input, "" = by the options of the batch
     bool stretch = false;
     std::string background; // "white", "checker" or empty: transparency stays
 };
@@ -45,10 +51,9 @@ struct ConvertRequest : PictureRequest {
 enum class Colouring { automatic, always, never };
 
 struct PaletteRequest {
-    std::string source;
-    std::string gimpTarget; // empty: none is written
-    bool mayReplace = false;
-    bool json = false;
+    BatchOptions batch;
+    std::string gimpTarget; // empty: none is written, unless the batch tells
+    Form form = Form::text;
     Colouring colouring = Colouring::automatic;
 };
 
@@ -62,18 +67,22 @@ struct RenderRequest : PictureRequest {
     std::optional<Rgb> warp, weft; // of yarns
 };
 
-struct DraftRequest : PictureRequest {
+struct DraftRequest {
+    BatchOptions batch;
+    std::string target;
     LoomfileDrawing drawing = loomfileDrawing();
 };
 
-struct ThumbnailRequest : PictureRequest {
+struct ThumbnailRequest {
+    BatchOptions batch;
+    std::string target;
     u32 side = 256;           // of the square that it fits
     NumberPair sett = {0, 0}; // of files that do not tell; 0 = not given
 };
 
 struct SeamRequest {
-    std::string source;
-    bool json = false;
+    BatchOptions batch;
+    Form form = Form::text;
 };
 
 // The target is the picture of the differences, empty = none.
@@ -92,11 +101,11 @@ struct QuantizeRequest : PictureRequest {
 
 ExitCode listFormats(const FormatsRequest& request);
 int showInfo(const InfoRequest& request, const OpenOptions& options);
-ExitCode convertPicture(const ConvertRequest& request, const OpenOptions& options);
-ExitCode renderCloth(const RenderRequest& request, const OpenOptions& options);
-ExitCode drawDraft(const DraftRequest& request, const OpenOptions& options);
-ExitCode makeThumbnail(const ThumbnailRequest& request, const OpenOptions& options);
-ExitCode measureSeam(const SeamRequest& request, const OpenOptions& options);
-ExitCode compareFiles(const CompareRequest& request, const OpenOptions& options);
-ExitCode quantizePicture(const QuantizeRequest& request, const OpenOptions& options);
-ExitCode showPalette(const PaletteRequest& request, const OpenOptions& options);
+int convertPictures(const ConvertRequest& request, const OpenOptions& options);
+int renderCloth(const RenderRequest& request, const OpenOptions& options);
+int drawDrafts(const DraftRequest& request, const OpenOptions& options);
+int makeThumbnails(const ThumbnailRequest& request, const OpenOptions& options);
+int measureSeams(const SeamRequest& request, const OpenOptions& options);
+int compareFiles(const CompareRequest& request, const OpenOptions& options);
+int quantizePicture(const QuantizeRequest& request, const OpenOptions& options);
+int showPalettes(const PaletteRequest& request, const OpenOptions& options);

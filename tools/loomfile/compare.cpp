@@ -5,7 +5,7 @@
 #include "commands.h"
 #include "comparison.h"
 #include "messages.h"
-#include "output_file.h"
+#include "one_picture.h"
 #include "png_file.h"
 #include "progress.h"
 
@@ -23,7 +23,7 @@ static void setMarkColours(u8* palette)
 }
 
 // The open picture becomes the one of the differences.
-static void drawDifferences(Comparison& comparison, const CompareRequest& request, std::atomic<int>& percentWritten)
+static void drawDifferences(Comparison& comparison, OutputFile& target, std::atomic<int>& percentWritten)
 {
     Picture& drawn = comparison.first.picture;
     const LoomfileInfo known = drawn.info;
@@ -31,68 +31,76 @@ static void drawDifferences(Comparison& comparison, const CompareRequest& reques
     drawn.info.width = drawn.info.rowBytes = comparison.allWidth;
     drawn.info.height = comparison.allHeight;
     setMarkColours(drawn.info.palette);
-    OutputFile file(request.target, request.mayReplace);
-    writePng(file, drawn, comparison.marks.get(), percentWritten);
-    file.moveToTarget();
+    writePng(target, drawn, comparison.marks.get(), percentWritten);
     drawn.info = known;
 }
 
-static void printThreads(const char* label, const char* thread, const ThreadDifference& difference)
+static std::string threadsLine(const char* label, const char* thread, const ThreadDifference& difference)
 {
-    if (difference.count != 0)
-        printf("  %-12s  %s, the first is %s %u\n", label, countText(difference.count, thread).c_str(), thread,
-               difference.first);
+    if (difference.count == 0)
+        return "";
+    char text[200];
+    snprintf(text, sizeof text, "  %-12s  %s, the first is %s %u\n", label, countText(difference.count, thread).c_str(),
+             thread, difference.first);
+    return text;
 }
 
-static void printDifferences(const Comparison& comparison)
+static std::string differenceLines(const Comparison& comparison)
 {
-    const bool isCommon = !comparison.isOfOneSize();
-    printf("  Size          %s and %s\n", sizeText(comparison.first.picture.info).c_str(),
-           sizeText(comparison.second.picture.info).c_str());
     const u64 points = u64{comparison.width} * comparison.height;
-    printf("  Points        %s of the %s%s differ\n",
-           comparison.differences == 0 ? "none" : std::to_string(comparison.differences).c_str(),
-           std::to_string(points).c_str(), isCommon ? " that both have" : "");
+    std::string lines = "  Size          " + sizeText(comparison.first.picture.info) + " and " +
+                        sizeText(comparison.second.picture.info) + "\n  Points        " +
+                        (comparison.differences == 0 ? "none" : std::to_string(comparison.differences)) + " of the " +
+                        std::to_string(points) + (comparison.isOfOneSize() ? "" : " that both have") + " differ\n";
     if (comparison.differences != 0)
-        printf("  First         pick %u, end %u\n", comparison.firstPick, comparison.firstEnd);
-    printThreads("Warp colours", "end", comparison.warpColours);
-    printThreads("Weft colours", "pick", comparison.weftColours);
+        lines += "  First         pick " + std::to_string(comparison.firstPick) + ", end " +
+                 std::to_string(comparison.firstEnd) + "\n";
+    return lines + threadsLine("Warp colours", "end", comparison.warpColours) +
+           threadsLine("Weft colours", "pick", comparison.weftColours);
 }
 
-ExitCode compareFiles(const CompareRequest& request, const OpenOptions& options)
+static std::string comparisonText(const Comparison& comparison, const CompareRequest& request)
 {
-    const bool isDrawn = !request.target.empty();
-    if (isDrawn)
-        checkPictureTarget(request.target, request.mayReplace); // told before the files are read
-    auto progress = std::make_unique<Progress>(baseNameOf(request.other), baseNameOf(request.target));
-    Comparison comparison(request.source, request.other, options);
-    if (isDrawn) {
-        keepSource(comparison.first.picture, request.target);
-        keepSource(comparison.second.picture, request.target);
-    }
-    compare(comparison, isDrawn);
-    if (isDrawn)
-        drawDifferences(comparison, request, progress->percentWritten);
-    progress.reset();
-
     const Side& first = comparison.first;
     const std::string names = first.picture.file + " and " + comparison.second.picture.file;
     const std::string compared = first.lifts == nullptr  ? "colours"
                                  : comparison.yarns == 2 ? "lifts and colours"
                                                          : "lifts";
-    if (request.target != standardStream) {
-        puts(printable(names + (comparison.isSame() ? ": the same, " + sizeText(first.picture.info) : " differ") +
-                       ", " + compared + " compared" + (comparison.yarns == 1 ? ", only one of them has colours" : ""))
-                 .c_str());
-        if (!comparison.isSame())
-            printDifferences(comparison);
-        if (isDrawn)
-            puts(printable("  Picture       " + request.target + ": orange is " +
-                           (first.lifts != nullptr ? "up only in " : "darker in ") + first.picture.file + ", blue in " +
-                           comparison.second.picture.file)
-                     .c_str());
+    std::string text =
+        printable(names + (comparison.isSame() ? ": the same, " + sizeText(first.picture.info) : " differ") + ", " +
+                  compared + " compared" + (comparison.yarns == 1 ? ", only one of them has colours" : "")) +
+        "\n" + (comparison.isSame() ? "" : differenceLines(comparison));
+    if (!request.target.empty())
+        text += printable("  Picture       " + request.target + ": orange is " +
+                          (first.lifts != nullptr ? "up only in " : "darker in ") + first.picture.file + ", blue in " +
+                          comparison.second.picture.file) +
+                "\n";
+    return text;
+}
+
+static Result compareBoth(OutputFile* target, const CompareRequest& request, const OpenOptions& options)
+{
+    auto progress = std::make_unique<Progress>(baseNameOf(request.other), baseNameOf(request.target));
+    Comparison comparison(request.source, request.other, options);
+    if (target != nullptr) {
+        keepSource(comparison.first.picture, request.target);
+        keepSource(comparison.second.picture, request.target);
     }
-    printRemarks(first.picture);
-    printRemarks(comparison.second.picture);
-    return comparison.isSame() ? exitSuccess : exitDiffers;
+    compare(comparison, target != nullptr);
+    if (target != nullptr)
+        drawDifferences(comparison, *target, progress->percentWritten);
+    progress.reset();
+    Result result;
+    if (request.target != standardStream)
+        result.text = comparisonText(comparison, request);
+    tellRemarks(result, comparison.first.picture);
+    tellRemarks(result, comparison.second.picture);
+    result.exitCode = comparison.isSame() ? exitSuccess : exitDiffers;
+    return result;
+}
+
+int compareFiles(const CompareRequest& request, const OpenOptions& options)
+{
+    return makePicture(request,
+                       [&](const Input&, OutputFile* target) { return compareBoth(target, request, options); });
 }

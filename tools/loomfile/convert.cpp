@@ -3,6 +3,7 @@
 #include <cerrno>
 #include <iterator>
 
+#include "batch/facts.h"
 #include "commands.h"
 #include "lift_files.h"
 #include "messages.h"
@@ -10,12 +11,12 @@
 #include "png_file.h"
 #include "progress.h"
 
-static std::string summary(const ConvertRequest& request, const Picture& picture, const std::string& more)
+static std::string summary(const OutputFile& target, const Picture& picture, const std::string& more)
 {
     const std::string first = picture.info.firstPartFile;
     return picture.file + ": " + picture.info.formatName + ", " + sizeText(picture.info) + ", " +
            colourText(picture.info) + (first.empty() ? "" : ", the whole design from " + first + " on") + " -> " +
-           request.target + more;
+           target.target + more;
 }
 
 // Colours that the file does not set stay black.
@@ -47,28 +48,25 @@ static void changeTone(const ConvertRequest& request, Picture& picture, Pixels& 
         layOnBackground(picture.info, pixels, request.background == "checker");
 }
 
-static void writePicture(const ConvertRequest& request, Picture& picture, std::atomic<int>& percentWritten)
+static void writePicture(const ConvertRequest& request, Picture& picture, OutputFile& target,
+                         std::atomic<int>& percentWritten)
 {
     Pixels pixels = loadPixels(picture);
     changeTone(request, picture, pixels);
-    OutputFile file(request.target, request.mayReplace);
-    writePng(file, picture, pixels.get(), percentWritten);
-    file.moveToTarget();
+    writePng(target, picture, pixels.get(), percentWritten);
 }
 
-static void writeLifts(const ConvertRequest& request, Picture& picture, std::atomic<int>& percentWritten)
+static void writeLifts(Picture& picture, OutputFile& target, std::atomic<int>& percentWritten)
 {
     Lifts lifts(picture, "write a .png, which takes the colours");
-    OutputFile file(request.target, request.mayReplace);
-    if (hasEnding(request.target, ".bmp"))
-        writeBmp(file, lifts, percentWritten);
+    if (hasEnding(target.target, ".bmp"))
+        writeBmp(target, lifts, percentWritten);
     else
-        writeTiff(file, lifts, percentWritten);
-    file.moveToTarget();
+        writeTiff(target, lifts, percentWritten);
 }
 
 // Returns what the draft has.
-static std::string writeDraft(const ConvertRequest& request, Picture& picture)
+static std::string writeDraft(Picture& picture, OutputFile& target)
 {
     const DraftHandle draft = openDraft(picture);
     LoomfileFailure failure = loomfileFailure();
@@ -76,34 +74,48 @@ static std::string writeDraft(const ConvertRequest& request, Picture& picture)
     const char* text = loomfileDraftWif(draft.get(), &size, &failure);
     if (text == nullptr)
         throw Failure{failure.status, picture.file, failure.sentence};
-    OutputFile file(request.target, request.mayReplace);
-    if (fwrite(text, 1, size, file.stream) != size)
-        failToWrite(request.target, errno);
-    file.moveToTarget();
+    if (fwrite(text, 1, size, target.stream) != size)
+        failToWrite(target.target, errno);
     LoomfileDraftInfo info = loomfileDraftInfo();
     loomfileGetDraftInfo(draft.get(), &info);
     return ": " + countText(info.shafts, "shaft") + ", " +
            (info.hasLiftPlan != 0 ? "a lift plan" : countText(info.treadles, "treadle"));
 }
 
-ExitCode convertPicture(const ConvertRequest& request, const OpenOptions& options)
+static Result convertPicture(const ConvertRequest& request, const OpenOptions& options, const Input& input,
+                             OutputFile& target)
 {
+    auto progress =
+        std::make_unique<Progress>(baseNameOf(input.path), baseNameOf(target.target), isOneFile(request.batch));
+    Picture picture(input.path, options);
+    keepSource(picture, target.target);
+    std::string more;
+    if (target.target == standardStream || hasEnding(target.target, ".png"))
+        writePicture(request, picture, target, progress->percentWritten);
+    else if (hasEnding(target.target, ".wif"))
+        more = writeDraft(picture, target);
+    else
+        writeLifts(picture, target, progress->percentWritten);
+    progress.reset(); // clears its line
+    Result result;
+    tellSummary(result, target, summary(target, picture, more));
+    tellRemarks(result, picture);
+    tellFacts(result, input, picture, !request.batch.report.empty());
+    return result;
+}
+
+int convertPictures(const ConvertRequest& request, const OpenOptions& options)
+{
+    Batch batch;
+    batch.endings = {".png", ".wif", ".bmp", ".tif", ".tiff"};
+    batch.target = request.target;
     // Told before the picture is read.
     if (request.target == standardStream)
-        checkPictureTarget(request.target, request.mayReplace);
-    else
-        checkTarget(request.target, {".png", ".wif", ".bmp", ".tif", ".tiff"}, request.mayReplace);
-    auto progress = std::make_unique<Progress>(baseNameOf(request.source), baseNameOf(request.target));
-    Picture picture(request.source, options);
-    keepSource(picture, request.target);
-    std::string more;
-    if (request.target == standardStream || hasEnding(request.target, ".png"))
-        writePicture(request, picture, progress->percentWritten);
-    else if (hasEnding(request.target, ".wif"))
-        more = writeDraft(request, picture);
-    else
-        writeLifts(request, picture, progress->percentWritten);
-    progress.reset(); // clears its line
-    printSummary(request.target, summary(request, picture, more));
-    return printRemarks(picture);
+        checkPictureTarget(request.target, request.batch.mayReplace);
+    else if (!request.target.empty())
+        checkTarget(request.target, batch.endings, request.batch.mayReplace);
+    batch.job = [&](const Input& input, OutputFile* target) {
+        return convertPicture(request, options, input, *target);
+    };
+    return runBatch(batch, request.batch);
 }

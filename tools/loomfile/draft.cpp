@@ -2,21 +2,17 @@
 #include <cerrno>
 #include <cstdio>
 
+#include "batch/facts.h"
 #include "commands.h"
 #include "messages.h"
 #include "output_file.h"
 
 // By the ending of the target; standard output takes PNG.
-static u32 drawingKind(const DraftRequest& request)
+static u32 drawingKind(const std::string& target)
 {
-    if (request.target == standardStream) {
-        checkPictureTarget(request.target, request.mayReplace);
-        return loomfileDrawingPng;
-    }
-    checkTarget(request.target, {".png", ".svg", ".pdf"}, request.mayReplace);
-    if (hasEnding(request.target, ".png"))
-        return loomfileDrawingPng;
-    return hasEnding(request.target, ".svg") ? loomfileDrawingSvg : loomfileDrawingPdf;
+    return hasEnding(target, ".svg")   ? loomfileDrawingSvg
+           : hasEnding(target, ".pdf") ? loomfileDrawingPdf
+                                       : loomfileDrawingPng;
 }
 
 // What the library is to write to: a file, and the error that it met with.
@@ -33,30 +29,44 @@ static i32 writeBytes(void* context, const void* bytes, u64 count)
     return sink->errorNumber;
 }
 
-static std::string summary(const DraftRequest& request, const Picture& picture, const LoomfileDraft* draft)
+static std::string summary(const OutputFile& target, const Picture& picture, const LoomfileDraft* draft)
 {
     LoomfileDraftInfo info = loomfileDraftInfo();
     loomfileGetDraftInfo(draft, &info);
     return picture.file + ": " + picture.info.formatName + ", " + countText(info.shafts, "shaft") + ", " +
            (info.treadles > 0 ? countText(info.treadles, "treadle") : "a lift plan") + ", " +
-           countText(info.ends, "end") + ", " + countText(info.picks, "pick") + " -> " + request.target;
+           countText(info.ends, "end") + ", " + countText(info.picks, "pick") + " -> " + target.target;
 }
 
-ExitCode drawDraft(const DraftRequest& request, const OpenOptions& options)
+static Result drawDraft(const DraftRequest& request, const OpenOptions& options, const Input& input, OutputFile& target)
 {
-    const u32 kind = drawingKind(request);
-    Picture picture(request.source, options);
-    keepSource(picture, request.target);
+    Picture picture(input.path, options);
+    keepSource(picture, target.target);
     const DraftHandle draft = openDraft(picture);
     LoomfileFailure failure = loomfileFailure();
-    OutputFile file(request.target, request.mayReplace);
-    Sink sink = {file.stream};
-    const i32 status = loomfileDraw(draft.get(), &request.drawing, kind, writeBytes, &sink, &failure);
+    Sink sink = {target.stream};
+    const i32 status =
+        loomfileDraw(draft.get(), &request.drawing, drawingKind(target.target), writeBytes, &sink, &failure);
     if (sink.errorNumber != 0)
-        failToWrite(request.target, sink.errorNumber);
+        failToWrite(target.target, sink.errorNumber);
     if (status != loadSuccess)
         throw Failure{failure.status, picture.file, failure.sentence};
-    file.moveToTarget();
-    printSummary(request.target, summary(request, picture, draft.get()));
-    return printRemarks(picture);
+    Result result;
+    tellSummary(result, target, summary(target, picture, draft.get()));
+    tellRemarks(result, picture);
+    tellFacts(result, input, picture, !request.batch.report.empty());
+    return result;
+}
+
+int drawDrafts(const DraftRequest& request, const OpenOptions& options)
+{
+    Batch batch;
+    batch.endings = {".png", ".svg", ".pdf"};
+    batch.target = request.target;
+    if (request.target == standardStream)
+        checkPictureTarget(request.target, request.batch.mayReplace);
+    else if (!request.target.empty())
+        checkTarget(request.target, batch.endings, request.batch.mayReplace);
+    batch.job = [&](const Input& input, OutputFile* target) { return drawDraft(request, options, input, *target); };
+    return runBatch(batch, request.batch);
 }

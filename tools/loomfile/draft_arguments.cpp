@@ -15,7 +15,8 @@ static constexpr const char* footer =
     "Examples:\n"
     "  loomfile draft twill.wif twill.pdf\n"
     "  loomfile draft twill.wif twill.svg --layout below\n"
-    "  loomfile draft card.dop card.png --cell 10 --lift-plan";
+    "  loomfile draft card.dop card.png --cell 10 --lift-plan\n"
+    "  loomfile draft drafts -r -o 'sheets/{folder}/{stem}.pdf'";
 
 // One of two words, the second of which sets the number to 1.
 static void addChoice(CLI::App& command, const char* name, u32& number, const char* first, const char* second,
@@ -32,9 +33,8 @@ void addDraft(CLI::App& app, DraftRequest& request, OpenOptions& options)
 {
     LoomfileDrawing& drawing = request.drawing;
     CLI::App& draft = *app.add_subcommand("draft", "Draw a draft as PNG, SVG or PDF");
-    draft.add_option("IN", request.source, "The file to read")->type_name("")->required();
-    draft.add_option("OUT", request.target, "The .png, .svg or .pdf file to write")->type_name("")->required();
-    draft.add_flag("-f,--force", request.mayReplace, "Replace OUT when it exists");
+    addInAndOut(draft, request.batch, ".png, .svg or .pdf");
+    addOutputOptions(draft, request.batch, "OUT");
     addChoice(draft, "--layout", drawing.layout, "above", "below", "WHERE",
               "Where the threading is: above or below the drawdown; else above");
     draft.add_option("--cell", drawing.cell, "Side of a cell, 1 to 200 pixels of 1/96 inch; else by the draft's size")
@@ -43,6 +43,7 @@ void addDraft(CLI::App& app, DraftRequest& request, OpenOptions& options)
     draft.add_flag("--lift-plan", drawing.liftPlan, "Draw a lift plan, even when the draft has treadles");
     draft.add_flag("--black-and-white", drawing.blackAndWhite, "Draw the drawdown without the draft's colours");
     addChoice(draft, "--page", drawing.page, "a4", "letter", "PAPER", "Pages of a PDF: a4 or letter; else a4");
+    addBatchOptions(draft, request.batch);
     addOpenOptions(draft, options);
     draft.footer(footer);
 }

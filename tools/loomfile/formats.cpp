@@ -19,7 +19,7 @@ static void printFormatsJson()
                             {"icon", returnLoaderStringJustLogo(id)},
                             {"loads", returnLoaderReads(id) != 0}});
     }
-    printJson(document);
+    fputs(pageOf(document).c_str(), stdout);
 }
 
 static void printFormatsText(bool withIcons)

@@ -1,135 +1,40 @@
 // loomfile info: what files say of themselves, without their pixels.
 #include <algorithm>
-#include <csignal>
-#include <cstdio>
-#include <sstream>
 
+#include "batch/facts.h"
+#include "batch/report.h"
 #include "commands.h"
 #include "draft_facts.h"
+#include "forms.h"
+#include "info_text.h"
 #include "messages.h"
-#include "weave_facts.h"
 
-constexpr u32 resolutionUnit = 1000;
+using Words = std::vector<std::string>;
 
-static std::string resolutionText(u32 resolution)
+// Of the documents. The last two are known of some files only.
+static const Words allFields = {"file",        "status",      "format",        "formatName",    "refusedBy",
+                                "candidates",  "doubtful",    "secondReading", "fileBytes",     "kind",
+                                "width",       "height",      "resolutionX",   "resolutionY",   "multiplierX",
+                                "multiplierY", "orientation", "firstPart",     "firstPartFile", "colours",
+                                "description", "draft",       "remarks",       "weave",         "error"};
+static const Words tableFields = {"file",        "status",      "formatName", "kind",      "width",   "height",
+                                  "resolutionX", "resolutionY", "colours",    "fileBytes", "remarks", "error"};
+
+static Json infoJson(const Picture& picture, bool withCandidates)
 {
-    if (resolution == 0)
-        return "unknown";
-    std::string decimals = std::to_string(resolutionUnit + resolution % resolutionUnit).substr(1);
-    decimals.erase(decimals.find_last_not_of('0') + 1);
-    return std::to_string(resolution / resolutionUnit) + (decimals.empty() ? "" : "." + decimals);
-}
-
-static std::string bothResolutions(const LoomfileInfo& info)
-{
-    if (info.resX == 0 && info.resY == 0)
-        return "unknown";
-    return resolutionText(info.resX) + " x " + resolutionText(info.resY) + " dots per inch";
-}
-
-static void printLine(const char* label, const std::string& text)
-{
-    constexpr int labelWidth = 14;
-    printf("  %-*s%s\n", labelWidth, label, printable(text).c_str());
-}
-
-struct KindNames {
-    const char* name;
-    const char* text;
-};
-
-static KindNames kindNames(u32 kind)
-{
-    switch (kind) {
-    case kindBilevel:
-        return {"bilevel", "bilevel, 1 bit a pixel"};
-    case kindIndexed:
-        return {"indexed", "indexed, a palette colour a pixel"};
-    case kindRGB:
-        return {"rgb", "RGB, 3 bytes a pixel"};
-    case kindRGBA:
-        return {"rgba", "RGBA, 4 bytes a pixel"};
-    default:
-        return {"unknown", "unknown"};
-    }
-}
-
-static std::string numberedFormat(FormatId format)
-{
-    return std::string(returnLoaderString(format)) + " (" + std::to_string(format) + ")";
-}
-
-static std::string formatText(const LoomfileInfo& info)
-{
-    return (info.format == 0 ? std::string(info.formatName) : numberedFormat(info.format)) +
-           (info.refusedBy == 0 ? "" : ", refused as " + numberedFormat(info.refusedBy)) +
-           (info.isDoubtful != 0 ? ", doubtful" : "");
-}
-
-static void printDesign(const LoomfileInfo& info, bool isVerbose)
-{
-    const std::string first = info.firstPartFile;
-    if (info.isFirstPart == 0)
-        printLine("First part", first.empty() ? "no, the file continues a design of several files"
-                                              : "no, the design begins with " + first);
-    else if (!first.empty())
-        printLine("First part", "the design begins with " + first);
-    else if (isVerbose)
-        printLine("First part", "yes");
-}
-
-static void printCandidates(const Picture& picture)
-{
-    std::string others;
-    for (FormatId format : candidatesOf(picture)) {
-        if (format != picture.info.format)
-            others += (others.empty() ? "" : ", ") + numberedFormat(format);
-    }
-    if (!others.empty())
-        printLine("Also taken by", others);
-}
-
-static void printInfoText(const Picture& picture, bool isVerbose)
-{
-    const LoomfileInfo& info = picture.info;
-    printf("%s\n", printable(picture.file).c_str());
-    printLine("Format", formatText(info));
-    printCandidates(picture);
-    printLine("File size", countText(info.fileBytes, "byte"));
-    printLine("Kind", kindNames(info.kind).text);
-    printLine("Size", sizeText(info) + " pixels");
-    printLine("Colours", colourText(info));
-    printLine("Resolution", bothResolutions(info));
-    if (isVerbose || info.mulX != 1 || info.mulY != 1)
-        printLine("Multipliers", std::to_string(info.mulX) + " x " + std::to_string(info.mulY));
-    if (isVerbose)
-        printLine("Orientation", std::to_string(info.orientation) +
-                                     (info.orientation == 0 ? ", as in pictures" : ", as in loom files"));
-    printDesign(info, isVerbose);
-    for (const auto& [name, text] : draftLines(picture))
-        printLine(name, text);
-    std::istringstream lines(info.description);
-    const char* label = "Description";
-    for (std::string line; std::getline(lines, line); label = "")
-        printLine(label, line);
-    for (const Remark& remark : remarksOf(picture))
-        printLine(remark.isGrave ? "Warning" : "Remark", remark.text);
-}
-
-static Json infoJson(const Picture& picture)
-{
-    auto resolution = [](u32 value) { return value == 0 ? Json() : Json(value / double{resolutionUnit}); };
+    constexpr double resolutionUnit = 1000;
+    auto resolution = [](u32 value) { return value == 0 ? Json() : Json(value / resolutionUnit); };
     const LoomfileInfo& info = picture.info;
     return {{"file", picture.file},
             {"status", exitSuccess},
             {"format", info.format == 0 ? Json() : Json(info.format)},
             {"formatName", info.formatName},
             {"refusedBy", info.refusedBy == 0 ? Json() : Json(info.refusedBy)},
-            {"candidates", candidatesOf(picture)},
+            {"candidates", withCandidates ? Json(candidatesOf(picture)) : Json()},
             {"doubtful", info.isDoubtful != 0},
             {"secondReading", info.isSecondReading != 0},
             {"fileBytes", info.fileBytes},
-            {"kind", kindNames(info.kind).name},
+            {"kind", kindName(info.kind)},
             {"width", info.width},
             {"height", info.height},
             {"resolutionX", resolution(info.resX)},
@@ -145,32 +50,55 @@ static Json infoJson(const Picture& picture)
             {"remarks", remarksJson(picture)}};
 }
 
+static bool isWanted(const Words& fields, const char* field)
+{
+    return fields.empty() || std::find(fields.begin(), fields.end(), field) != fields.end();
+}
+
+static std::string documentText(const Json& document, const InfoRequest& request)
+{
+    if (request.form == Form::csv)
+        return csvOf(document, request.fields.empty() ? tableFields : request.fields);
+    return formed(request.fields.empty() ? document : picked(document, request.fields), request.form, request.batch,
+                  true);
+}
+
+static Result tellFile(const InfoRequest& request, const OpenOptions& options, const Input& input)
+{
+    const Picture picture(input.path, options);
+    const WeaveFacts weave = request.weave ? weaveFacts(picture, request) : WeaveFacts();
+    Result result;
+    tellFacts(result, input, picture, !request.batch.report.empty());
+    if (request.form != Form::text) {
+        Json document = infoJson(picture, request.form != Form::csv && isWanted(request.fields, "candidates"));
+        if (request.weave)
+            document["weave"] = weave.json;
+        result.text = documentText(document, request);
+    } else if (isOneFile(request.batch) || request.batch.isVerbose || request.weave) {
+        result.text = infoText(picture, request.batch.isVerbose) + factLines(weave.lines);
+    } else {
+        result.text = infoLine(picture);
+    }
+    return result;
+}
+
 int showInfo(const InfoRequest& request, const OpenOptions& options)
 {
-    int worst = exitSuccess;
-    Json document = Json::array();
-    for (const std::string& file : request.files) {
-        try {
-            const Picture picture(file, options);
-            const WeaveFacts weave = request.weave ? weaveFacts(picture, request) : WeaveFacts();
-            if (request.json) {
-                document.push_back(infoJson(picture));
-                if (request.weave)
-                    document.back()["weave"] = weave.json;
-                continue;
-            }
-            printInfoText(picture, request.isVerbose);
-            for (const Fact& fact : weave.lines)
-                printLine(fact.label.c_str(), fact.text);
-        } catch (const Failure& failure) {
-            if (failure.signal == SIGINT || failure.signal == SIGQUIT)
-                throw;
-            printSentence(failure.file, failure.reason);
-            document.push_back({{"file", file}, {"status", failure.exitCode}, {"error", failure.reason}});
-            worst = std::max(worst, failure.exitCode);
-        }
+    checkFields(request.fields, allFields);
+    if (!request.fields.empty() && request.form == Form::text)
+        throw Failure{exitUsage, "--fields", "it needs --json, --jsonl or --csv"};
+    Batch batch;
+    batch.job = [&](const Input& input, OutputFile*) { return tellFile(request, options, input); };
+    if (request.form != Form::text)
+        batch.refusedText = [&](const Input& input, const Failure& failure) {
+            return documentText({{"file", input.path}, {"status", failure.exitCode}, {"error", failure.reason}},
+                                request);
+        };
+    if (request.form == Form::json)
+        batch.listing = jsonArray;
+    if (request.form == Form::csv) {
+        const std::string head = csvLine(request.fields.empty() ? tableFields : request.fields);
+        batch.listing = {head, "", "", head};
     }
-    if (request.json)
-        printJson(document);
-    return worst;
+    return runBatch(batch, request.batch);
 }

@@ -1,11 +1,23 @@
 #include "json.h"
 
-#include <cstdio>
-
-void printJson(const Json& document)
+std::string pageOf(const Json& document)
 {
     constexpr int indentation = 2;
-    puts(document.dump(indentation, ' ', true, Json::error_handler_t::replace).c_str());
+    return document.dump(indentation, ' ', true, Json::error_handler_t::replace) + "\n";
+}
+
+std::string lineOf(const Json& document)
+{
+    return document.dump(-1, ' ', true, Json::error_handler_t::replace);
+}
+
+std::string elementOf(const Json& document)
+{
+    std::string text = "  " + pageOf(document);
+    text.pop_back();
+    for (size_t end = text.find('\n'); end != std::string::npos; end = text.find('\n', end + 1))
+        text.insert(end + 1, "  ");
+    return text;
 }
 
 Json remarksJson(const Picture& picture)

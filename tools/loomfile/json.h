@@ -8,7 +8,10 @@
 // Keeps keys in the order in which they were added.
 using Json = nlohmann::ordered_json;
 
-// Prints it in ASCII alone, with invalid UTF-8 replaced.
-void printJson(const Json& document);
+// In ASCII alone, with invalid UTF-8 replaced: lines that end, one line that does not, and lines of an array that is
+// printed piece by piece.
+std::string pageOf(const Json& document);
+std::string lineOf(const Json& document);
+std::string elementOf(const Json& document);
 // [{"text": "interlaced", "grave": true}]
 Json remarksJson(const Picture& picture);

@@ -4,6 +4,7 @@
 
 #include <csignal>
 #include <cstdio>
+#include <cstdlib>
 #include <new>
 #include <system_error>
 
@@ -105,19 +106,40 @@ static std::vector<std::string> wordsFor(const CLI::App& app, int argc, char** a
     return preparedWords({argv + 1, argv + argc}, names, takesValue);
 }
 
+// What the parser leaves open.
+static void settle(Requests& requests, const std::string& name)
+{
+    if (name == "convert")
+        settleOut(requests.convert.batch, requests.convert.target);
+    else if (name == "draft")
+        settleOut(requests.draft.batch, requests.draft.target);
+    else if (name == "thumbnail")
+        settleOut(requests.thumbnail.batch, requests.thumbnail.target);
+    else if (name == "info")
+        requireInputs(requests.info.batch);
+    else if (name == "seam")
+        requireInputs(requests.seam.batch);
+    else if (name == "palette")
+        requireInputs(requests.palette.batch);
+    // Temporary files of the workers, too, are there.
+    if (!requests.options.tmpDir.empty())
+        setenv("TMPDIR", requests.options.tmpDir.c_str(), 1);
+    requests.options.tmpDir.clear();
+}
+
 static int runCommand(const std::string& name, const Requests& requests)
 {
     const OpenOptions& options = requests.options;
     return name == "formats"     ? listFormats(requests.formats)
            : name == "info"      ? showInfo(requests.info, options)
            : name == "quantize"  ? quantizePicture(requests.quantize, options)
-           : name == "palette"   ? showPalette(requests.palette, options)
-           : name == "draft"     ? drawDraft(requests.draft, options)
+           : name == "palette"   ? showPalettes(requests.palette, options)
+           : name == "draft"     ? drawDrafts(requests.draft, options)
            : name == "render"    ? renderCloth(requests.render, options)
-           : name == "thumbnail" ? makeThumbnail(requests.thumbnail, options)
-           : name == "seam"      ? measureSeam(requests.seam, options)
+           : name == "thumbnail" ? makeThumbnails(requests.thumbnail, options)
+           : name == "seam"      ? measureSeams(requests.seam, options)
            : name == "compare"   ? compareFiles(requests.compare, options)
-                                 : convertPicture(requests.convert, options);
+                                 : convertPictures(requests.convert, options);
 }
 
 static int run(int argc, char** argv)
@@ -142,6 +164,7 @@ static int run(int argc, char** argv)
     const std::vector<CLI::App*> given = app.get_subcommands();
     if (given.empty())
         return failUsage("say what to do: info, convert, thumbnail, draft and so on");
+    settle(requests, given.front()->get_name());
     const int exitCode = runCommand(given.front()->get_name(), requests);
     finishOutput();
     return exitCode;
@@ -170,7 +193,7 @@ int main(int argc, char** argv)
         // Who interrupts a helper means this program.
         if (failure.signal == SIGINT || failure.signal == SIGQUIT)
             endBySignal(failure.signal);
-        printSentence(failure.file, failure.reason);
+        fputs(sentence(failure.file, failure.reason).c_str(), stderr);
         return failure.exitCode;
     } catch (const std::bad_alloc&) {
         fputs("loomfile: there is not enough memory.\n", stderr);

@@ -12,9 +12,19 @@ static constexpr const char* convertFooter =
     "'-' as IN reads standard input, '-' as OUT writes a PNG to standard output. The settings that 'loomfile --help'\n"
     "lists can be given here too.\n"
     "\n"
+    "With -o all names are files or folders to read. A folder gets PNG pictures, in folders as those that were read; "
+    "a\n"
+    "template has {stem}, the name without its ending, {ending}, {name}, which is both, and {folder}, in which the "
+    "file\n"
+    "was found. What a folder holds besides pictures and weaving files is passed over, files that continue a design "
+    "of\n"
+    "several count with their first. One bad file does not stop the rest.\n"
+    "\n"
     "Examples:\n"
     "  loomfile convert rose.gif rose.png\n"
     "  loomfile convert rose.dop rose.wif\n"
+    "  loomfile convert -r designs -o pictures\n"
+    "  loomfile convert *.dop -o 'drafts/{stem}.wif' --skip-existing --report drafts.csv\n"
     "  loomfile convert - - --name rose.jc5 < card > rose.png";
 
 static constexpr const char* quantizeFooter =
@@ -49,23 +59,27 @@ static constexpr const char* renderFooter =
 constexpr PairRule pictureSizes = {'x', 1, 65520, true};
 
 static CLI::App& addCommand(CLI::App& app, const char* name, const char* help, PictureRequest& request,
-                            OpenOptions& options, const std::string& target = "OUT.png")
+                            OpenOptions& options)
 {
     CLI::App& command = *app.add_subcommand(name, help);
     command.add_option("IN", request.source, "The file to read")->type_name("")->required();
-    command.add_option(target, request.target, "The file to write")->type_name("")->required();
-    command.add_flag("-f,--force", request.mayReplace, "Replace " + target + " when it exists");
+    command.add_option("OUT.png", request.target, "The file to write")->type_name("")->required();
+    command.add_flag("-f,--force", request.mayReplace, "Replace OUT.png when it exists");
     addOpenOptions(command, options);
     return command;
 }
 
 static void addConvert(CLI::App& app, ConvertRequest& request, OpenOptions& options)
 {
-    CLI::App& convert = addCommand(app, "convert", "Turn a file into a picture or a draft", request, options, "OUT");
+    CLI::App& convert = *app.add_subcommand("convert", "Turn files into pictures or drafts");
+    addInAndOut(convert, request.batch, ".png, .wif, .bmp or .tif");
+    addOutputOptions(convert, request.batch, "OUT");
     convert.add_flag("--stretch", request.stretch, "Stretch the contrast of colour pictures to the full range");
     convert.add_option("--background", request.background, "What shows through: white or checker")
         ->type_name("COLOUR")
         ->check(CLI::IsMember({"white", "checker"}).description(""));
+    addBatchOptions(convert, request.batch);
+    addOpenOptions(convert, options);
     convert.footer(convertFooter);
 }
 

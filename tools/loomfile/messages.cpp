@@ -65,27 +65,26 @@ std::string systemReason(int errorNumber)
     return std::string("(") + strerror(errorNumber) + ")";
 }
 
-void printSentence(const std::string& file, const std::string& text)
+std::string sentence(const std::string& file, const std::string& text)
 {
-    fprintf(stderr, "loomfile: %s: %s.\n", printable(file).c_str(), printable(text).c_str());
+    return "loomfile: " + printable(file) + ": " + printable(text) + ".\n";
 }
 
-ExitCode printRemarks(const Picture& picture)
+void tellRemarks(Result& result, const Picture& picture)
 {
-    ExitCode exitCode = exitSuccess;
     for (const Remark& remark : remarksOf(picture)) {
-        printSentence(picture.file, remark.isGrave ? "made, but not all that the file means: " + remark.text
-                                                   : "remarked: " + remark.text);
+        result.messages +=
+            sentence(picture.file, remark.isGrave ? "made, but not all that the file means: " + remark.text
+                                                  : "remarked: " + remark.text);
         if (remark.isGrave)
-            exitCode = exitNotAsMeant;
+            result.exitCode = exitNotAsMeant;
     }
-    return exitCode;
 }
 
-void printSummary(const std::string& target, const std::string& text)
+void tellSummary(Result& result, const OutputFile& target, const std::string& text)
 {
-    if (target != standardStream)
-        puts(printable(text).c_str());
+    if (target.target != standardStream)
+        result.text += printable(text) + "\n";
 }
 
 void finishOutput()

@@ -4,7 +4,7 @@
 #include <string>
 #include <string_view>
 
-#include "picture.h"
+#include "batch/batch.h"
 
 // The text with a question mark for everything that a terminal might take for a command or that is not UTF-8.
 std::string printable(std::string_view text);
@@ -16,14 +16,12 @@ std::string shortened(const std::string& name);
 // "(No such file or directory)" for an error number
 std::string systemReason(int errorNumber);
 
-// Prints a sentence on standard error.
-void printSentence(const std::string& file, const std::string& text);
-// The same for what is remarked on a picture of which something was made, a sentence each. Returns what the program is
-// to end with.
-ExitCode printRemarks(const Picture& picture);
-
-// Prints a line on standard output, unless that takes the result already.
-void printSummary(const std::string& target, const std::string& text);
+// A sentence for standard error, with its newline.
+std::string sentence(const std::string& file, const std::string& text);
+// Adds what is remarked on a picture of which something was made, a sentence each, and the exit code that it asks for.
+void tellRemarks(Result& result, const Picture& picture);
+// Adds a line for standard output, unless that takes the target.
+void tellSummary(Result& result, const OutputFile& target, const std::string& text);
 
 // Throws Failure when standard output did not take everything.
 void finishOutput();

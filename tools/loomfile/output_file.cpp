@@ -58,14 +58,19 @@ static std::string resolveTarget(const std::string& target, bool mayReplace)
     return resolved;
 }
 
+void checkEnding(const std::string& target, const std::vector<std::string>& endings)
+{
+    if (std::any_of(endings.begin(), endings.end(), [&](const std::string& one) { return hasEnding(target, one); }))
+        return;
+    std::string all;
+    for (const std::string& ending : endings)
+        all += (all.empty() ? "" : &ending == &endings.back() ? " or " : ", ") + ending;
+    throw Failure{exitUsage, target.empty() ? "\"\"" : target, "the name of what is written has to end in " + all};
+}
+
 void checkTarget(const std::string& target, const std::vector<std::string>& endings, bool mayReplace)
 {
-    std::string all;
-    if (std::none_of(endings.begin(), endings.end(), [&](const std::string& one) { return hasEnding(target, one); })) {
-        for (const std::string& ending : endings)
-            all += (all.empty() ? "" : &ending == &endings.back() ? " or " : ", ") + ending;
-        throw Failure{exitUsage, target.empty() ? "\"\"" : target, "the name of what is written has to end in " + all};
-    }
+    checkEnding(target, endings);
     resolveTarget(target, mayReplace);
 }
 
@@ -75,17 +80,6 @@ void checkPictureTarget(const std::string& target, bool mayReplace)
         checkTarget(target, {".png"}, mayReplace);
     else if (isatty(STDOUT_FILENO) != 0)
         throw Failure{exitUsage, target, "standard output is a terminal, send it to a file or a program"};
-}
-
-// Creates the file from the template in unfinishedFile.
-static int createUninterrupted(const std::string& nameTemplate)
-{
-    const SignalsBlocked blocked;
-    memcpy(unfinishedFile, nameTemplate.c_str(), nameTemplate.size() + 1);
-    const int descriptor = mkostemp(unfinishedFile, O_CLOEXEC);
-    if (descriptor < 0)
-        unfinishedFile[0] = 0;
-    return descriptor;
 }
 
 // Who may read the file that is replaced may read the new one.
@@ -109,27 +103,33 @@ void keepSource(const Picture& picture, const std::string& target)
         throw Failure{exitCannotWrite, target, "this is the file that is read, what is written needs another name"};
 }
 
+static FILE* streamOf(int descriptor, const std::string& target)
+{
+    FILE* stream = fdopen(descriptor, "wb");
+    if (stream == nullptr) {
+        const int errorNumber = errno;
+        close(descriptor);
+        failToWrite(target, errorNumber);
+    }
+    return stream;
+}
+
 OutputFile::OutputFile(const std::string& targetName, bool replace)
     : target(targetName), mayReplace(replace), stream(targetName == standardStream ? stdout : nullptr)
 {
     if (stream != nullptr)
         return;
     resolvedTarget = resolveTarget(target, mayReplace);
-    std::string nameTemplate = directoryOf(resolvedTarget) + ".loomfile-XXXXXX";
-    if (nameTemplate.size() >= sizeof unfinishedFile)
-        failToWrite(target, ENAMETOOLONG);
-    int descriptor = createUninterrupted(nameTemplate);
+    const int descriptor = unfinished.makeFile(directoryOf(resolvedTarget) + ".loomfile-XXXXXX");
     if (descriptor < 0)
         failToWrite(target, errno);
     fchmod(descriptor, modeFor(resolvedTarget));
-    stream = fdopen(descriptor, "wb");
-    if (stream == nullptr) {
-        int errorNumber = errno;
-        close(descriptor);
-        unlink(unfinishedFile);
-        unfinishedFile[0] = 0;
-        failToWrite(target, errorNumber);
-    }
+    stream = streamOf(descriptor, target);
+}
+
+OutputFile::OutputFile(const std::string& targetName, int descriptor)
+    : target(targetName), stream(targetName == standardStream ? stdout : streamOf(descriptor, targetName))
+{
 }
 
 // As rename, but what has come into being under the name meanwhile stays.
@@ -139,35 +139,50 @@ static int renameToNew(const char* from, const char* to)
     return result != 0 && (errno == EINVAL || errno == ENOSYS) ? rename(from, to) : result;
 }
 
-void OutputFile::moveToTarget()
+void OutputFile::finish()
 {
-    if (fflush(stream) != 0)
-        failToWrite(target, errno);
-    if (stream == stdout) {
-        stream = nullptr;
+    if (stream == nullptr)
         return;
-    }
-    // Some file systems have no fsync and say so with EINVAL.
-    if (fsync(fileno(stream)) != 0 && errno != EINVAL)
+    if (fflush(stream) != 0)
         failToWrite(target, errno);
     FILE* closing = stream;
     stream = nullptr;
-    if (fclose(closing) != 0)
+    if (closing == stdout)
+        return;
+    // Some file systems have no fsync and say so with EINVAL.
+    const int errorNumber = fsync(fileno(closing)) != 0 && errno != EINVAL ? errno : 0;
+    if (fclose(closing) != 0 || errorNumber != 0)
+        failToWrite(target, errorNumber != 0 ? errorNumber : errno);
+}
+
+int OutputFile::reopen()
+{
+    if (stream != nullptr)
+        fclose(stream);
+    stream = nullptr;
+    const int descriptor = open(unfinished.name.c_str(), O_RDWR | O_TRUNC | O_CLOEXEC | O_NOFOLLOW);
+    if (descriptor < 0)
         failToWrite(target, errno);
+    return descriptor;
+}
+
+void OutputFile::moveToTarget()
+{
+    finish();
+    if (unfinished.name.empty())
+        return;
+    const char* from = unfinished.name.c_str();
     const char* name = resolvedTarget.c_str();
-    if ((mayReplace ? rename(unfinishedFile, name) : renameToNew(unfinishedFile, name)) != 0) {
+    if ((mayReplace ? rename(from, name) : renameToNew(from, name)) != 0) {
         if (errno == EEXIST)
             failAsTaken(target);
         failToWrite(target, errno);
     }
-    unfinishedFile[0] = 0;
+    unfinished.forget();
 }
 
 OutputFile::~OutputFile()
 {
     if (stream != nullptr && stream != stdout)
         fclose(stream);
-    if (unfinishedFile[0] != 0)
-        unlink(unfinishedFile);
-    unfinishedFile[0] = 0;
 }

@@ -5,9 +5,12 @@
 #include <string>
 #include <vector>
 
+#include "cleanup.h"
+
 // Throw Failure when the target cannot be written: its name has another ending than what is written, it is there
 // already and may not be replaced, its folder cannot be written to.
 void checkPictureTarget(const std::string& target, bool mayReplace); // or standard output
+void checkEnding(const std::string& target, const std::vector<std::string>& endings);
 void checkTarget(const std::string& target, const std::vector<std::string>& endings, bool mayReplace);
 
 // Throws Failure when the target is the file that the picture is read from, unless both are PNG.
@@ -17,12 +20,19 @@ void keepSource(const struct Picture& picture, const std::string& target);
 struct OutputFile {
     std::string target;
     std::string resolvedTarget; // through links
-    bool mayReplace;
+    bool mayReplace = false;
     FILE* stream = nullptr;
+    UnfinishedFile unfinished; // the name until it is moved; "" when another process has made the file
 
-    // Both throw Failure.
+    // All throw Failure.
     OutputFile(const std::string& target, bool mayReplace);
-    void moveToTarget();
+    // In a process that is given the descriptor of a file which another one has made, and will move.
+    OutputFile(const std::string& target, int descriptor);
+    // Everything is on the disk, and the stream is closed.
+    void finish();
+    void moveToTarget(); // finishes it, too
+    // A descriptor of the unfinished file, emptied; the caller's.
+    int reopen();
     OutputFile(const OutputFile&) = delete;
     OutputFile& operator=(const OutputFile&) = delete;
     ~OutputFile();

@@ -3,8 +3,9 @@
 #include <cerrno>
 #include <cstdio>
 
+#include "batch/facts.h"
 #include "commands.h"
-#include "json.h"
+#include "forms.h"
 #include "messages.h"
 #include "output_file.h"
 #include "swatch.h"
@@ -73,31 +74,31 @@ static std::string hexText(const Colour& colour)
     return text;
 }
 
-static void printTable(const Picture& picture, const std::vector<Colour>& colours, Colouring colouring)
+static std::string tableOf(const Picture& picture, const std::vector<Colour>& colours, TerminalColours shown)
 {
-    const TerminalColours shown = terminalColours(colouring);
     const bool withSwatch = shown != TerminalColours::none;
     const bool withPixels = picture.info.isPalette == 0;
     const bool withNames =
         std::any_of(colours.begin(), colours.end(), [](const Colour& colour) { return !colour.name.empty(); });
-    printf("%s\n", printable(picture.file).c_str());
-    printf("  Number  %sColour   Red Green Blue%s%s\n", withSwatch ? "        " : "", withPixels ? "     Pixels" : "",
-           withNames ? "  Name" : "");
+    std::string table = printable(picture.file) + "\n  Number  " + (withSwatch ? "        " : "") +
+                        "Colour   Red Green Blue" + (withPixels ? "     Pixels" : "") + (withNames ? "  Name" : "") +
+                        "\n";
     for (size_t i = 0; i < colours.size(); i++) {
         const Colour& colour = colours[i];
-        printf("  %6zu  ", i);
-        if (withSwatch)
-            printf("%s  ", swatch(shown, colour.rgb).c_str());
-        printf("%s  %3d   %3d  %3d", hexText(colour).c_str(), colour.rgb[0], colour.rgb[1], colour.rgb[2]);
-        if (withPixels)
-            printf(" %10llu", static_cast<unsigned long long>(colour.pixels));
-        if (!colour.name.empty())
-            printf("  %s", printable(colour.name).c_str());
-        putchar('\n');
+        char text[80];
+        snprintf(text, sizeof text, "  %6zu  ", i);
+        table += text + (withSwatch ? swatch(shown, colour.rgb) + "  " : "");
+        snprintf(text, sizeof text, "%s  %3d   %3d  %3d", hexText(colour).c_str(), colour.rgb[0], colour.rgb[1],
+                 colour.rgb[2]);
+        table += text;
+        snprintf(text, sizeof text, " %10llu", static_cast<unsigned long long>(colour.pixels));
+        table += withPixels ? text : "";
+        table += (colour.name.empty() ? "" : "  " + printable(colour.name)) + "\n";
     }
+    return table;
 }
 
-static void printColoursJson(const Picture& picture, const std::vector<Colour>& colours)
+static Json coloursJson(const Picture& picture, const std::vector<Colour>& colours)
 {
     const bool isPalette = picture.info.isPalette != 0;
     Json list = Json::array();
@@ -111,14 +112,14 @@ static void printColoursJson(const Picture& picture, const std::vector<Colour>& 
                         {"name", colour.name.empty() ? Json() : Json(colour.name)},
                         {"pixels", isPalette ? Json() : Json(colour.pixels)}});
     }
-    printJson({{"file", picture.file},
-               {"format", picture.info.format},
-               {"formatName", picture.info.formatName},
-               {"colours", list},
-               {"remarks", remarksJson(picture)}});
+    return {{"file", picture.file},
+            {"format", picture.info.format},
+            {"formatName", picture.info.formatName},
+            {"colours", list},
+            {"remarks", remarksJson(picture)}};
 }
 
-static void writeGimpPalette(const PaletteRequest& request, const Picture& picture, const std::vector<Colour>& colours)
+static void writeGimpPalette(OutputFile& target, const Picture& picture, const std::vector<Colour>& colours)
 {
     constexpr u32 usualColumns = 16;
     constexpr u32 mostColumns = 256;
@@ -130,27 +131,42 @@ static void writeGimpPalette(const PaletteRequest& request, const Picture& pictu
         snprintf(line, sizeof line, "%3d %3d %3d\t", colour.rgb[0], colour.rgb[1], colour.rgb[2]);
         text += line + (colour.name.empty() ? hexText(colour) : printable(colour.name)) + "\n";
     }
-    OutputFile file(request.gimpTarget, request.mayReplace);
-    if (fwrite(text.data(), 1, text.size(), file.stream) != text.size())
-        failToWrite(request.gimpTarget, errno);
-    file.moveToTarget();
+    if (fwrite(text.data(), 1, text.size(), target.stream) != text.size())
+        failToWrite(target.target, errno);
 }
 
-ExitCode showPalette(const PaletteRequest& request, const OpenOptions& options)
+static Result showPalette(const PaletteRequest& request, const OpenOptions& options, TerminalColours shown,
+                          const Input& input, OutputFile* target)
 {
-    const std::string& target = request.gimpTarget;
-    if (!target.empty())
-        checkTarget(target, {".gpl"}, request.mayReplace); // told before the picture is read
-    Picture picture(request.source, options);
+    Picture picture(input.path, options);
     const std::vector<Colour> colours = coloursOf(picture);
-    if (!target.empty())
-        writeGimpPalette(request, picture, colours);
-    if (request.json)
-        printColoursJson(picture, colours);
-    else if (target.empty())
-        printTable(picture, colours, request.colouring);
+    if (target != nullptr)
+        writeGimpPalette(*target, picture, colours);
+    Result result;
+    if (request.form != Form::text)
+        result.text = formed(coloursJson(picture, colours), request.form, request.batch, false);
+    else if (target == nullptr)
+        result.text = tableOf(picture, colours, shown);
     else
-        printSummary(target, picture.file + ": " + picture.info.formatName + ", " +
-                                 countText(colours.size(), "colour") + " -> " + target);
-    return printRemarks(picture);
+        tellSummary(result, *target,
+                    picture.file + ": " + picture.info.formatName + ", " + countText(colours.size(), "colour") +
+                        " -> " + target->target);
+    tellRemarks(result, picture);
+    tellFacts(result, input, picture, !request.batch.report.empty());
+    return result;
+}
+
+int showPalettes(const PaletteRequest& request, const OpenOptions& options)
+{
+    Batch batch;
+    batch.endings = {".gpl"};
+    batch.target = request.gimpTarget;
+    if (!batch.target.empty())
+        checkTarget(batch.target, batch.endings, request.batch.mayReplace); // told before the picture is read
+    tellForm(batch, request.form, request.batch, false);
+    const TerminalColours shown = terminalColours(request.colouring); // a worker does not see the terminal
+    batch.job = [&](const Input& input, OutputFile* target) {
+        return showPalette(request, options, shown, input, target);
+    };
+    return runBatch(batch, request.batch);
 }

@@ -6,7 +6,6 @@
 #include <cstdio>
 #include <cstring>
 
-#include "cleanup.h"
 #include "messages.h"
 
 static std::vector<u8> readStandardInput()
@@ -46,7 +45,6 @@ static LoomfileOptions libraryOptions(const OpenOptions& options)
 Picture::Picture(const std::string& sourceName, const OpenOptions& options)
     : source(sourceName), file(sourceName), info(loomfileInfo())
 {
-    catchEndingSignals();
     const LoomfileOptions given = libraryOptions(options);
     LoomfileFailure failure = loomfileFailure();
     if (source == standardStream) {

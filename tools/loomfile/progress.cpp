@@ -43,10 +43,10 @@ static void showUntilFinished(Progress& progress)
         dprintf(STDERR_FILENO, "\r%*s\r", static_cast<int>(shown), "");
 }
 
-Progress::Progress(const std::string& sourceName, const std::string& targetName)
+Progress::Progress(const std::string& sourceName, const std::string& targetName, bool isWanted)
     : source(shortName(sourceName)), target(shortName(targetName))
 {
-    if (isatty(STDERR_FILENO) == 0)
+    if (!isWanted || isatty(STDERR_FILENO) == 0)
         return;
     // Signals are the main thread's, which knows when one would do harm.
     sigset_t all;

@@ -18,7 +18,7 @@ struct Progress {
     bool finished = false; // under the mutex
     std::thread printer;
 
-    Progress(const std::string& source, const std::string& target);
+    Progress(const std::string& source, const std::string& target, bool isWanted = true);
     Progress(const Progress&) = delete;
     Progress& operator=(const Progress&) = delete;
     ~Progress();

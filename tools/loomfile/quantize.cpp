@@ -5,7 +5,7 @@
 
 #include "commands.h"
 #include "messages.h"
-#include "output_file.h"
+#include "one_picture.h"
 #include "png_file.h"
 #include "progress.h"
 
@@ -103,9 +103,8 @@ static Bytes quantize(const QuantizeRequest& request, const Bytes& rgb, Size fro
     return indices;
 }
 
-ExitCode quantizePicture(const QuantizeRequest& request, const OpenOptions& options)
+static Result writeQuantized(OutputFile& target, const QuantizeRequest& request, const OpenOptions& options)
 {
-    checkPictureTarget(request.target, request.mayReplace);
     Palette palette;
     if (!request.paletteFile.empty())
         palette = loadPalette(request.paletteFile, options);
@@ -123,17 +122,23 @@ ExitCode quantizePicture(const QuantizeRequest& request, const OpenOptions& opti
     pixels.reset();
     srand(1); // the same picture every time
     const Bytes indices = quantize(request, rgb, from, to, palette);
-    const std::string sentence = summary(request, picture, palette.count);
+    const std::string line = summary(request, picture, palette.count);
 
     info.kind = kindIndexed;
     info.width = static_cast<u32>(to.width);
     info.height = static_cast<u32>(to.height);
     info.rowBytes = info.width;
     std::copy(std::begin(palette.colours), std::end(palette.colours), info.palette);
-    OutputFile file(request.target, request.mayReplace);
-    writePng(file, picture, indices.data(), progress->percentWritten);
-    file.moveToTarget();
+    writePng(target, picture, indices.data(), progress->percentWritten);
     progress.reset();
-    printSummary(request.target, sentence);
-    return printRemarks(picture);
+    Result result;
+    tellSummary(result, target, line);
+    tellRemarks(result, picture);
+    return result;
+}
+
+int quantizePicture(const QuantizeRequest& request, const OpenOptions& options)
+{
+    return makePicture(request,
+                       [&](const Input&, OutputFile* target) { return writeQuantized(*target, request, options); });
 }

@@ -7,7 +7,7 @@
 
 #include "commands.h"
 #include "messages.h"
-#include "output_file.h"
+#include "one_picture.h"
 #include "png_file.h"
 #include "progress.h"
 #include "yarns.h"
@@ -123,9 +123,8 @@ static std::string summary(const RenderRequest& request, const Picture& picture)
     return picture.file + ": " + text + request.target;
 }
 
-ExitCode renderCloth(const RenderRequest& request, const OpenOptions& options)
+static Result drawOnto(OutputFile& target, const RenderRequest& request, const OpenOptions& options)
 {
-    checkPictureTarget(request.target, request.mayReplace);
     auto progress = std::make_unique<Progress>(baseNameOf(request.source), baseNameOf(request.target));
     Picture picture(request.source, options);
     keepSource(picture, request.target);
@@ -140,10 +139,15 @@ ExitCode renderCloth(const RenderRequest& request, const OpenOptions& options)
     info.rowBytes = 3 * info.width;
     info.resX = info.resY = thousandths(request.dotsPerInch);
     info.mulX = info.mulY = 1;
-    OutputFile file(request.target, request.mayReplace);
-    writePng(file, picture, cloth.get(), progress->percentWritten);
-    file.moveToTarget();
+    writePng(target, picture, cloth.get(), progress->percentWritten);
     progress.reset(); // clears its line
-    printSummary(request.target, line);
-    return printRemarks(picture);
+    Result result;
+    tellSummary(result, target, line);
+    tellRemarks(result, picture);
+    return result;
+}
+
+int renderCloth(const RenderRequest& request, const OpenOptions& options)
+{
+    return makePicture(request, [&](const Input&, OutputFile* target) { return drawOnto(*target, request, options); });
 }

@@ -2,8 +2,9 @@
 #include <cstdio>
 #include <vector>
 
+#include "batch/facts.h"
 #include "commands.h"
-#include "json.h"
+#include "forms.h"
 #include "messages.h"
 
 // Smaller pictures have not enough steps to compare the one at the edge with.
@@ -34,9 +35,16 @@ static std::vector<u8> bytePixels(const LoomfileInfo& info, const u8* rows)
     return bytes;
 }
 
-ExitCode measureSeam(const SeamRequest& request, const OpenOptions& options)
+static std::string seamLines(const Picture& picture, u16 across, u16 along)
 {
-    Picture picture(request.source, options);
+    const LoomfileInfo& info = picture.info;
+    return printable(picture.file) + ": " + info.formatName + ", " + sizeText(info) + "\n" + "  across  " +
+           seamText(info.width, across) + "\n" + "  along   " + seamText(info.height, along) + "\n";
+}
+
+static Result measureSeam(const SeamRequest& request, const OpenOptions& options, const Input& input)
+{
+    Picture picture(input.path, options);
     const LoomfileInfo& info = picture.info;
     requireUsualSize(picture);
     const Pixels pixels = loadPixels(picture);
@@ -47,20 +55,27 @@ ExitCode measureSeam(const SeamRequest& request, const OpenOptions& options)
     getRepeatBorder(isBilevel ? bytes.data() : pixels.get(), static_cast<i32>(isBilevel ? u32{kindIndexed} : info.kind),
                     static_cast<i32>(info.width), static_cast<i32>(info.height),
                     static_cast<i32>(isBilevel ? info.width : info.rowBytes), &across, &along);
-    if (request.json) {
-        printJson({{"file", picture.file},
-                   {"status", exitSuccess},
-                   {"format", info.format},
-                   {"formatName", info.formatName},
-                   {"width", info.width},
-                   {"height", info.height},
-                   {"seamAcross", seamJson(info.width, across)},
-                   {"seamAlong", seamJson(info.height, along)},
-                   {"remarks", remarksJson(picture)}});
-    } else {
-        printf("%s: %s, %s\n", printable(picture.file).c_str(), info.formatName, sizeText(info).c_str());
-        printf("  across  %s\n", seamText(info.width, across).c_str());
-        printf("  along   %s\n", seamText(info.height, along).c_str());
-    }
-    return printRemarks(picture);
+    Result result;
+    result.text = request.form == Form::text ? seamLines(picture, across, along)
+                                             : formed({{"file", picture.file},
+                                                       {"status", exitSuccess},
+                                                       {"format", info.format},
+                                                       {"formatName", info.formatName},
+                                                       {"width", info.width},
+                                                       {"height", info.height},
+                                                       {"seamAcross", seamJson(info.width, across)},
+                                                       {"seamAlong", seamJson(info.height, along)},
+                                                       {"remarks", remarksJson(picture)}},
+                                                      request.form, request.batch, false);
+    tellRemarks(result, picture);
+    tellFacts(result, input, picture, !request.batch.report.empty());
+    return result;
+}
+
+int measureSeams(const SeamRequest& request, const OpenOptions& options)
+{
+    Batch batch;
+    tellForm(batch, request.form, request.batch, false);
+    batch.job = [&](const Input& input, OutputFile*) { return measureSeam(request, options, input); };
+    return runBatch(batch, request.batch);
 }

@@ -11,8 +11,13 @@ static constexpr const char* infoFooter =
     "its first. Drafts tell the ends of each shaft and the picks of each treadle, too. With --length and --width: how\n"
     "much yarn, by the sett of the file or --sett and an assumed take-up, without waste.\n"
     "\n"
+    "Several files get a line each: format, size, colours, name and remarks; with -v all that is known. Of a folder\n"
+    "its files are told, with -r those in its folders, too.\n"
+    "\n"
     "Examples:\n"
     "  loomfile info rose.gif\n"
+    "  loomfile info -r designs\n"
+    "  find designs -print0 | loomfile info --files-from - --jsonl\n"
     "  loomfile rose.gif                     the same\n"
     "  loomfile info --weave rose.jc5 --sett 60x40 --length 1000 --width 140\n"
     "  loomfile info --json *.bmp > all.json";
@@ -61,12 +66,29 @@ static void addWeaveOptions(CLI::App& info, InfoRequest& request)
         ->type_name("EPCxPPC");
 }
 
+static void addInfo(CLI::App& info, InfoRequest& request)
+{
+    info.add_option("FILE", request.batch.inputs, "The files and folders")->type_name("");
+    addForms(info, request.form);
+    info.add_flag_callback(
+            "--csv", [&request] { request.form = Form::csv; }, "Print comma separated values")
+        ->excludes("--json", "--jsonl");
+    info.add_option("--fields", request.fields, "Of JSON and CSV: only these, as in file,width,height")
+        ->type_name("A,B,...")
+        ->delimiter(',')
+        ->expected(1);
+    info.add_flag("-f,--force", request.batch.mayReplace, "Replace the report when it exists");
+    addBatchOptions(info, request.batch);
+}
+
 static void addPalette(CLI::App& palette, PaletteRequest& request)
 {
-    palette.add_option("IN", request.source, "The file to read")->type_name("")->required();
-    palette.add_flag("--json", request.json, jsonHelp);
-    palette.add_option("--gpl", request.gimpTarget, "Write a GIMP palette")->type_name("OUT.gpl");
-    palette.add_flag("-f,--force", request.mayReplace, "Replace OUT.gpl when it exists");
+    palette.add_option("IN", request.batch.inputs, "The files to read")->type_name("");
+    addForms(palette, request.form);
+    palette.add_option("--gpl", request.gimpTarget, "Write a GIMP palette; with -o one of each file")
+        ->type_name("OUT.gpl");
+    addOutputOptions(palette, request.batch, "OUT.gpl");
+    addBatchOptions(palette, request.batch);
     const std::map<std::string, Colouring> colourings = {
         {"auto", Colouring::automatic}, {"always", Colouring::always}, {"never", Colouring::never}};
     palette
@@ -91,9 +113,7 @@ static void addCompare(CLI::App& compare, CompareRequest& request)
 void addTellingCommands(CLI::App& app, Requests& requests)
 {
     CLI::App* info = app.add_subcommand("info", "Tell what files hold");
-    info->add_option("FILE", requests.info.files, "The files")->type_name("")->required();
-    info->add_flag("--json", requests.info.json, jsonHelp);
-    info->add_flag("-v,--verbose", requests.info.isVerbose, "Tell all that is known");
+    addInfo(*info, requests.info);
     addWeaveOptions(*info, requests.info);
     addOpenOptions(*info, requests.options);
     info->footer(infoFooter);
@@ -103,8 +123,10 @@ void addTellingCommands(CLI::App& app, Requests& requests)
     addOpenOptions(*palette, requests.options);
 
     CLI::App* seam = app.add_subcommand("seam", "Tell whether a picture's repeats join without a seam");
-    seam->add_option("IN", requests.seam.source, "The file to read")->type_name("")->required();
-    seam->add_flag("--json", requests.seam.json, jsonHelp);
+    seam->add_option("IN", requests.seam.batch.inputs, "The files to read")->type_name("");
+    addForms(*seam, requests.seam.form);
+    seam->add_flag("-f,--force", requests.seam.batch.mayReplace, "Replace the report when it exists");
+    addBatchOptions(*seam, requests.seam.batch);
     addOpenOptions(*seam, requests.options);
     seam->footer(seamFooter);
 

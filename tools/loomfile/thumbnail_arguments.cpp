@@ -10,19 +10,20 @@ static constexpr const char* footer =
     "\n"
     "Examples:\n"
     "  loomfile thumbnail rose.jc5 small.png\n"
-    "  loomfile thumbnail rose.jc5 small.png --size 512 --sett 60x40";
+    "  loomfile thumbnail rose.jc5 small.png --size 512 --sett 60x40\n"
+    "  loomfile thumbnail -r designs -o 'small/{folder}/{stem}.png'";
 
 void addThumbnail(CLI::App& app, ThumbnailRequest& request, OpenOptions& options)
 {
-    CLI::App& thumbnail = *app.add_subcommand("thumbnail", "Make a small picture of a file");
-    thumbnail.add_option("IN", request.source, "The file to read")->type_name("")->required();
-    thumbnail.add_option("OUT.png", request.target, "The file to write")->type_name("")->required();
-    thumbnail.add_flag("-f,--force", request.mayReplace, "Replace OUT.png when it exists");
+    CLI::App& thumbnail = *app.add_subcommand("thumbnail", "Make small pictures of files");
+    addInAndOut(thumbnail, request.batch, ".png");
+    addOutputOptions(thumbnail, request.batch, "OUT");
     thumbnail.add_option("--size", request.side, "Pixels of the longer edge at most, 1 to 4096; else 256")
         ->type_name("N")
         ->check(CLI::Range(1, 4096).description(""));
     addPairOption(thumbnail, "--sett", request.sett, setts, "Ends and picks per cm where the file does not tell")
         ->type_name("EPCxPPC");
+    addBatchOptions(thumbnail, request.batch);
     addOpenOptions(thumbnail, options);
     thumbnail.footer(footer);
 }

@@ -1,0 +1,51 @@
+#include "batch/facts.h"
+
+#include <sys/stat.h>
+
+static std::string identityOf(const std::string& path)
+{
+    struct stat info;
+    return stat(path.c_str(), &info) == 0 ? std::to_string(info.st_dev) + ":" + std::to_string(info.st_ino) : "";
+}
+
+static std::string folderOf(const std::string& path)
+{
+    return path.substr(0, path.rfind('/') + 1);
+}
+
+static void tellDesign(Result& result, const Input& input, const Picture& picture)
+{
+    const LoomfileInfo& info = picture.info;
+    const std::string first = info.firstPartFile;
+    const bool isOfLoom = info.orientation != 0; // others are never of several files
+    if (!isOfLoom || (info.isFirstPart == 0 && first.empty()))
+        return;
+    result.design = identityOf(first.empty() ? picture.source : first);
+    result.isContinued = input.isFound && info.isFirstPart == 0 && folderOf(first) == folderOf(picture.source) &&
+                         result.design != identityOf(picture.source);
+}
+
+void tellFacts(Result& result, const Input& input, const Picture& picture, bool areWanted)
+{
+    tellDesign(result, input, picture);
+    if (!areWanted)
+        return;
+    const LoomfileInfo& info = picture.info;
+    result.facts = lineOf({{"formatName", info.formatName},
+                           {"kind", kindName(info.kind)},
+                           {"width", info.width},
+                           {"height", info.height},
+                           {"colours", info.colourCount == 0 ? Json() : Json(info.colourCount)},
+                           {"bytes", info.fileBytes},
+                           {"remarks", remarksJson(picture)}});
+}
+
+const char* kindName(u32 kind)
+{
+    constexpr const char* names[] = {"unknown", "bilevel", "indexed", "rgb", "rgba"};
+    return kind == kindBilevel   ? names[1]
+           : kind == kindIndexed ? names[2]
+           : kind == kindRGB     ? names[3]
+           : kind == kindRGBA    ? names[4]
+                                 : names[0];
+}
