@@ -39,7 +39,8 @@ Loomfile::Attempt Loomfile::tryFormat(FormatId format, const std::string& file)
     pixels.reset();
     isSpent = false;
     nextRow = 0;
-    if (factsOf(format).helper != Command::none) {
+    // The preview of a drape is taken out into a file.
+    if (factsOf(format).helper != Command::none || format == formatDrape) {
         setHelpers(settings, work);
         forgetHelperEnd(work);
     }

@@ -18,6 +18,7 @@
 #include "framework/path.h"
 #include "framework/probe.h"
 #include "framework/temporary.h"
+#include "framework/thread_state.h"
 
 namespace
 {
@@ -25,7 +26,7 @@ namespace
 constexpr char projectStart[] = "#NEW_REGION";
 constexpr int lineBytes = 1000;
 constexpr i64 mostBlockBytes = INT32_MAX;
-constexpr char nameTemplate[] = "/tmp/TVdrapeXXXXXX";
+constexpr char usualFolder[] = "/tmp";
 constexpr FormatId pictureFormats[] = {formatJpeg, formatPng, formatTiff, formatGif, formatPcx};
 
 struct Block {
@@ -97,9 +98,13 @@ bool writePicture(int descriptor, const Buffer& picture, size_t pictureBytes)
 LoadStatus writeTemporary(const Buffer& picture, size_t pictureBytes, Temporary& temporary)
 {
     char* name = temporary.path.name;
-    const int descriptor = mkostemp(strcpy(name, nameTemplate), O_CLOEXEC);
+    const char* given = threadState().tmpDir;
+    const int length =
+        snprintf(name, sizeof temporary.path.name, "%s/TVdrapeXXXXXX", given != nullptr ? given : usualFolder);
+    const bool fits = static_cast<size_t>(length) < sizeof temporary.path.name;
+    const int descriptor = fits ? mkostemp(name, O_CLOEXEC) : -1;
     if (descriptor < 0) {
-        const char* cause = strerror(errno);
+        const char* cause = strerror(fits ? errno : ENAMETOOLONG);
         name[0] = 0;
         tell(stderr, "iolib drape loader:: %s\n", cause);
         return refuse(loadCannotRead, "no temporary file can be made for its preview: %s", cause);

@@ -7,6 +7,7 @@
 #include "draft_facts.h"
 #include "forms.h"
 #include "info_text.h"
+#include "json_text.h"
 #include "messages.h"
 
 using Words = std::vector<std::string>;
@@ -20,34 +21,51 @@ static const Words allFields = {"file",        "status",      "format",        "
 static const Words tableFields = {"file",        "status",      "formatName", "kind",      "width",   "height",
                                   "resolutionX", "resolutionY", "colours",    "fileBytes", "remarks", "error"};
 
-static Json infoJson(const Picture& picture, bool withCandidates)
+static std::string candidatesText(const Picture& picture)
 {
-    constexpr double resolutionUnit = 1000;
-    auto resolution = [](u32 value) { return value == 0 ? Json() : Json(value / resolutionUnit); };
+    std::string list;
+    for (FormatId format : candidatesOf(picture))
+        list += (list.empty() ? "" : ",") + std::to_string(format);
+    return "[" + list + "]";
+}
+
+// In one line. Candidates, which may take a while, are left out when they are not wanted.
+static std::string documentOf(const Picture& picture, bool withCandidates, const std::string& weave)
+{
     const LoomfileInfo& info = picture.info;
-    return {{"file", picture.file},
-            {"status", exitSuccess},
-            {"format", info.format == 0 ? Json() : Json(info.format)},
-            {"formatName", info.formatName},
-            {"refusedBy", info.refusedBy == 0 ? Json() : Json(info.refusedBy)},
-            {"candidates", withCandidates ? Json(candidatesOf(picture)) : Json()},
-            {"doubtful", info.isDoubtful != 0},
-            {"secondReading", info.isSecondReading != 0},
-            {"fileBytes", info.fileBytes},
-            {"kind", kindName(info.kind)},
-            {"width", info.width},
-            {"height", info.height},
-            {"resolutionX", resolution(info.resX)},
-            {"resolutionY", resolution(info.resY)},
-            {"multiplierX", info.mulX},
-            {"multiplierY", info.mulY},
-            {"orientation", info.orientation},
-            {"firstPart", info.isFirstPart != 0},
-            {"firstPartFile", info.firstPartFile[0] == 0 ? Json() : Json(info.firstPartFile)},
-            {"colours", info.colourCount == 0 ? Json() : Json(info.colourCount)},
-            {"description", info.description},
-            {"draft", draftJson(picture)},
-            {"remarks", remarksJson(picture)}};
+    JsonText document;
+    document.addText("file", picture.file);
+    document.addNumber("status", exitSuccess);
+    document.addKnown("format", static_cast<u64>(info.format));
+    document.addText("formatName", info.formatName);
+    document.addKnown("refusedBy", static_cast<u64>(info.refusedBy));
+    if (withCandidates)
+        document.add("candidates", candidatesText(picture));
+    document.addTruth("doubtful", info.isDoubtful != 0);
+    document.addTruth("secondReading", info.isSecondReading != 0);
+    document.addNumber("fileBytes", info.fileBytes);
+    document.addText("kind", kindName(info.kind));
+    document.addNumber("width", info.width);
+    document.addNumber("height", info.height);
+    for (const auto& [key, resolution] : {std::pair("resolutionX", info.resX), {"resolutionY", info.resY}}) {
+        constexpr double unit = 1000;
+        if (resolution == 0)
+            document.add(key, "null");
+        else
+            document.addReal(key, resolution / unit);
+    }
+    document.addNumber("multiplierX", info.mulX);
+    document.addNumber("multiplierY", info.mulY);
+    document.addNumber("orientation", info.orientation);
+    document.addTruth("firstPart", info.isFirstPart != 0);
+    document.add("firstPartFile", info.firstPartFile[0] == 0 ? "null" : jsonString(info.firstPartFile));
+    document.addKnown("colours", info.colourCount);
+    document.addText("description", info.description);
+    document.add("draft", info.isDraft != 0 ? lineOf(draftJson(picture)) : "null");
+    document.add("remarks", remarksText(picture));
+    if (!weave.empty())
+        document.add("weave", weave);
+    return document.finished();
 }
 
 static bool isWanted(const Words& fields, const char* field)
@@ -55,12 +73,17 @@ static bool isWanted(const Words& fields, const char* field)
     return fields.empty() || std::find(fields.begin(), fields.end(), field) != fields.end();
 }
 
-static std::string documentText(const Json& document, const InfoRequest& request)
+// name: as it is, which JSON cannot hold when it is not UTF-8.
+static std::string printedAs(const std::string& document, const std::string& name, const InfoRequest& request)
 {
-    if (request.form == Form::csv)
-        return csvOf(document, request.fields.empty() ? tableFields : request.fields);
-    return formed(request.fields.empty() ? document : picked(document, request.fields), request.form, request.batch,
-                  true);
+    if (request.form == Form::jsonLines && request.fields.empty())
+        return document + "\n";
+    Json parsed = Json::parse(document);
+    if (request.form == Form::csv) {
+        parsed["file"] = name;
+        return csvOf(parsed, request.fields.empty() ? tableFields : request.fields);
+    }
+    return formed(request.fields.empty() ? parsed : picked(parsed, request.fields), request.form, request.batch, true);
 }
 
 static Result tellFile(const InfoRequest& request, const OpenOptions& options, const Input& input)
@@ -70,10 +93,9 @@ static Result tellFile(const InfoRequest& request, const OpenOptions& options, c
     Result result;
     tellFacts(result, input, picture, !request.batch.report.empty());
     if (request.form != Form::text) {
-        Json document = infoJson(picture, request.form != Form::csv && isWanted(request.fields, "candidates"));
-        if (request.weave)
-            document["weave"] = weave.json;
-        result.text = documentText(document, request);
+        const bool withCandidates = request.form != Form::csv && isWanted(request.fields, "candidates");
+        result.text = printedAs(documentOf(picture, withCandidates, request.weave ? lineOf(weave.json) : ""),
+                                picture.file, request);
     } else if (isOneFile(request.batch) || request.batch.isVerbose || request.weave) {
         result.text = infoText(picture, request.batch.isVerbose) + factLines(weave.lines);
     } else {
@@ -91,8 +113,11 @@ int showInfo(const InfoRequest& request, const OpenOptions& options)
     batch.job = [&](const Input& input, OutputFile*) { return tellFile(request, options, input); };
     if (request.form != Form::text)
         batch.refusedText = [&](const Input& input, const Failure& failure) {
-            return documentText({{"file", input.path}, {"status", failure.exitCode}, {"error", failure.reason}},
-                                request);
+            JsonText document;
+            document.addText("file", input.path);
+            document.addNumber("status", static_cast<u64>(failure.exitCode));
+            document.addText("error", failure.reason);
+            return printedAs(document.finished(), input.path, request);
         };
     if (request.form == Form::json)
         batch.listing = jsonArray;

@@ -20,6 +20,11 @@ std::string elementOf(const Json& document)
     return text;
 }
 
+std::string remarksText(const Picture& picture)
+{
+    return loomfileRemarkCount(picture.handle.get()) == 0 ? "[]" : lineOf(remarksJson(picture));
+}
+
 Json remarksJson(const Picture& picture)
 {
     Json remarks = Json::array();

@@ -15,3 +15,4 @@ std::string lineOf(const Json& document);
 std::string elementOf(const Json& document);
 // [{"text": "interlaced", "grave": true}]
 Json remarksJson(const Picture& picture);
+std::string remarksText(const Picture& picture);

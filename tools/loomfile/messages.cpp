@@ -5,8 +5,7 @@
 #include <cstdio>
 #include <cstring>
 
-// The length of the UTF-8 sequence at the start of text, 0 when there is none.
-static size_t sequenceLength(std::string_view text)
+size_t sequenceLength(std::string_view text)
 {
     auto byte = [&](size_t index) { return static_cast<unsigned char>(text[index]); };
     const unsigned char first = byte(0);

@@ -8,6 +8,8 @@
 
 // The text with a question mark for everything that a terminal might take for a command or that is not UTF-8.
 std::string printable(std::string_view text);
+// The length of the UTF-8 sequence at the start of text, 0 when there is none.
+size_t sequenceLength(std::string_view text);
 std::string baseNameOf(const std::string& path);
 // In capitals too; the ending is in small letters and is not all of the name.
 bool hasEnding(const std::string& name, const std::string& ending);

@@ -1,4 +1,6 @@
 // info, palette, seam, compare and formats.
+#include <sstream>
+
 #include "arguments.h"
 
 static constexpr const char* infoFooter =
@@ -73,10 +75,15 @@ static void addInfo(CLI::App& info, InfoRequest& request)
     info.add_flag_callback(
             "--csv", [&request] { request.form = Form::csv; }, "Print comma separated values")
         ->excludes("--json", "--jsonl");
-    info.add_option("--fields", request.fields, "Of JSON and CSV: only these, as in file,width,height")
-        ->type_name("A,B,...")
-        ->delimiter(',')
-        ->expected(1);
+    info.add_option_function<std::string>(
+            "--fields",
+            [&request](const std::string& list) {
+                std::istringstream words(list);
+                for (std::string word; std::getline(words, word, ',');)
+                    request.fields.push_back(word);
+            },
+            "Of JSON and CSV: only these, as in file,width,height")
+        ->type_name("A,B,...");
     info.add_flag("-f,--force", request.batch.mayReplace, "Replace the report when it exists");
     addBatchOptions(info, request.batch);
 }

@@ -11,8 +11,11 @@
 #include <cstdlib>
 #include <cstring>
 #include <system_error>
+#include <thread>
 
 #include "batch/confine.h"
+
+constexpr size_t depthOfSmall = 64;
 
 using Clock = std::chrono::steady_clock;
 
@@ -42,7 +45,7 @@ Crew::~Crew()
 size_t Crew::depth() const
 {
     constexpr double small = 0.001, large = 0.02;
-    return secondsOfAFile < small ? 32 : secondsOfAFile < large ? 8 : 2;
+    return secondsOfAFile < small ? depthOfSmall : secondsOfAFile < large ? 8 : 2;
 }
 
 static Worker& leastBusy(const std::vector<std::unique_ptr<Worker>>& workers)
@@ -200,6 +203,14 @@ void Crew::listen(Worker& worker)
         lose(worker);
 }
 
+// Small files are answered so fast that it pays to let some answers come together.
+bool Crew::isWellSupplied() const
+{
+    return depth() == depthOfSmall && std::all_of(workers.begin(), workers.end(), [](const auto& worker) {
+               return worker->items.size() > depthOfSmall / 2;
+           });
+}
+
 bool Crew::wait(int otherDescriptor, int milliseconds)
 {
     std::vector<pollfd> sockets;
@@ -216,6 +227,8 @@ bool Crew::wait(int otherDescriptor, int milliseconds)
         }
     }
     sockets.push_back({otherDescriptor, POLLIN, 0});
+    if (isWellSupplied())
+        std::this_thread::sleep_for(std::chrono::microseconds(200));
     if (poll(sockets.data(), sockets.size(), milliseconds) < 0)
         return false;
     for (size_t i = 0; i < workers.size(); i++) {

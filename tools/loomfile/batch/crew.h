@@ -57,6 +57,7 @@ private:
     Failure whyLost(const Worker& worker, int status) const;
     int slotOf(const Worker& worker) const;
     size_t depth() const;
+    bool isWellSupplied() const;
 
     const Batch& batch;
     const BatchOptions& options;

@@ -2,6 +2,8 @@
 
 #include <sys/stat.h>
 
+#include "json_text.h"
+
 static std::string identityOf(const std::string& path)
 {
     struct stat info;
@@ -31,13 +33,15 @@ void tellFacts(Result& result, const Input& input, const Picture& picture, bool 
     if (!areWanted)
         return;
     const LoomfileInfo& info = picture.info;
-    result.facts = lineOf({{"formatName", info.formatName},
-                           {"kind", kindName(info.kind)},
-                           {"width", info.width},
-                           {"height", info.height},
-                           {"colours", info.colourCount == 0 ? Json() : Json(info.colourCount)},
-                           {"bytes", info.fileBytes},
-                           {"remarks", remarksJson(picture)}});
+    JsonText facts;
+    facts.addText("formatName", info.formatName);
+    facts.addText("kind", kindName(info.kind));
+    facts.addNumber("width", info.width);
+    facts.addNumber("height", info.height);
+    facts.addKnown("colours", info.colourCount);
+    facts.addNumber("bytes", info.fileBytes);
+    facts.add("remarks", remarksText(picture));
+    result.facts = facts.finished();
 }
 
 const char* kindName(u32 kind)
