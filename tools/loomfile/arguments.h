@@ -16,6 +16,7 @@ struct Requests {
     QuantizeRequest quantize;
     RenderRequest render;
     DraftRequest draft;
+    SheetRequest sheet;
     ThumbnailRequest thumbnail;
 };
 
@@ -23,6 +24,7 @@ struct Requests {
 void addTellingCommands(CLI::App& app, Requests& requests);
 void addMakingCommands(CLI::App& app, Requests& requests);
 void addDraft(CLI::App& app, DraftRequest& request, OpenOptions& options);
+void addSheet(CLI::App& app, SheetRequest& request, OpenOptions& options);
 void addThumbnail(CLI::App& app, ThumbnailRequest& request, OpenOptions& options);
 
 // Many files; those that write can be told where. output is what --force replaces.

@@ -121,6 +121,8 @@ static void settle(Requests& requests, const std::string& name)
         requireInputs(requests.seam.batch);
     else if (name == "palette")
         requireInputs(requests.palette.batch);
+    else if (name == "sheet")
+        requireInputs(requests.sheet.batch);
     // Temporary files of the workers, too, are there.
     if (!requests.options.tmpDir.empty())
         setenv("TMPDIR", requests.options.tmpDir.c_str(), 1);
@@ -137,6 +139,7 @@ static int runCommand(const std::string& name, const Requests& requests)
            : name == "draft"     ? drawDrafts(requests.draft, options)
            : name == "render"    ? renderCloth(requests.render, options)
            : name == "thumbnail" ? makeThumbnails(requests.thumbnail, options)
+           : name == "sheet"     ? makeSheet(requests.sheet, options)
            : name == "seam"      ? measureSeams(requests.seam, options)
            : name == "compare"   ? compareFiles(requests.compare, options)
                                  : convertPictures(requests.convert, options);

@@ -78,6 +78,8 @@ struct Batch {
 
     // Called in the program itself. An answer for which no worker is needed:
     std::function<std::optional<Result>(const Input&)> known;
+    // Looks at every result, in the order of the inputs, before any of them is left out or taken.
+    std::function<void(const Input&, const Result&)> see;
     // Takes the results in the order of the inputs, instead of standard output. What was written is in its place then.
     // Inputs that are no pictures, or parts of a design that was dealt with, are not among them.
     std::function<void(const Input&, const Result&)> take;

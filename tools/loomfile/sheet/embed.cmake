@@ -1,6 +1,6 @@
 # Joins the parts of the page and makes a string of C++ of it: cmake -DPARTS=FOLDER -DOUT=FILE -P embed.cmake
 set(script "")
-foreach(name IN ITEMS model texts grid viewer page)
+foreach(name IN ITEMS model texts cards grid viewer page)
   file(READ ${PARTS}/${name}.js part)
   string(APPEND script "${part}")
 endforeach()

@@ -19,11 +19,16 @@ function makeViewer(dialog, move, closed) {
     const stage = find("stage");
     const image = find("picture");
     let zoom = 0; // screen pixels a pixel, 0 = as fits
-    let pixelShape = 1; // the height of a pixel by its width
+    let shownFile = null;
 
+    // Pixels of the picture for one of the design. Large designs have been reduced, small ones may have been enlarged.
+    const density = () =>
+        Math.min(image.naturalWidth / shownFile.width, image.naturalHeight / shownFile.height);
+
+    // At a zoom of 1, a pixel of the screen is one of the design or, where these are not at hand, of the picture.
     const natural = () => ({
-        width: image.naturalWidth * Math.max(1, 1 / pixelShape),
-        height: image.naturalHeight * Math.max(1, pixelShape),
+        width: image.naturalWidth / Math.max(1, density()),
+        height: image.naturalHeight / Math.max(1, density()),
     });
 
     // Whole numbers when it is enlarged.
@@ -44,9 +49,9 @@ function makeViewer(dialog, move, closed) {
         image.style.width = `${width * shown * wholePixel()}px`;
         image.style.height = `${height * shown * wholePixel()}px`;
         image.classList.toggle("enlarged", shown >= 1);
-        find("percent").textContent = `${Math.round(shown * 100)} %`;
+        find("percent").textContent = `${Math.round(shown * Math.min(1, density()) * 100)} %`;
         find("fit").setAttribute("aria-pressed", zoom === 0);
-        find("whole").setAttribute("aria-pressed", shown === 1);
+        find("whole").setAttribute("aria-pressed", zoom === 1);
         const isMovable = stage.scrollWidth > stage.clientWidth || stage.scrollHeight > stage.clientHeight;
         stage.classList.toggle("movable", isMovable);
         if (isMovable)
@@ -77,7 +82,7 @@ function makeViewer(dialog, move, closed) {
         find("reason").hidden = Boolean(file.thumb);
         find("reason").textContent = file.thumb ? "" : reasonOf(file);
         find("percent").textContent = "";
-        pixelShape = file.pixelShape || 1;
+        shownFile = file;
         zoom = 0;
         image.removeAttribute("src");
         if (file.thumb) {
