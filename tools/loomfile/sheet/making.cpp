@@ -51,8 +51,6 @@ std::optional<Result> SheetMaking::known(const Input& input)
     file.isKnown = true;
     Result result = entry->result;
     result.text = entry->row;
-    if (!result.reason.empty())
-        result.messages = sentence(input.path, result.reason);
     return result;
 }
 

@@ -48,7 +48,7 @@ static bool isPictureName(const std::string& name)
 
 SheetPlace::SheetPlace(const SheetRequest& request) : page(request.batch.output)
 {
-    checkEnding(page, {".html", ".htm"});
+    checkTarget(page, {".html", ".htm"}, true);
     std::error_code error;
     if (fs::exists(page, error) && !request.batch.mayReplace && !isPage(page))
         failAsForeign(page);
