@@ -16,8 +16,9 @@ enum class Command { none, gzip, unzip, msExpand, vectorPreview };
 // that the header announces, or not at all.
 enum class Evidence { mark, size, none };
 
-// Whether bands in order give the same rows as the whole picture in one call.
-enum class Bands { inOrder, whole };
+// Whether bands in order give the same rows as the whole picture in one call: always, unless a grave remark on a band
+// tells of damage or of rows in another order, or not.
+enum class Bands { inOrder, inOrderUnlessRemarked, whole };
 
 struct CatalogueRow {
     FormatId id;
@@ -40,15 +41,15 @@ struct CatalogueRow {
 
 // clang-format off
 inline constexpr CatalogueRow catalogue[] = {
-    {formatGif, registerLoadGIF, "GIF", " GIF", "emblem-photos", false, "gif", Extensions::own, true, Command::none, Evidence::mark, Bands::whole,
+    {formatGif, registerLoadGIF, "GIF", " GIF", "emblem-photos", false, "gif", Extensions::own, true, Command::none, Evidence::mark, Bands::inOrderUnlessRemarked,
      "indexed", "up to 65535 each way", "one"},
-    {formatPng, registerLoadPNG, "PNG", " PNG", "emblem-photos", false, "png", Extensions::own, true, Command::none, Evidence::mark, Bands::whole,
+    {formatPng, registerLoadPNG, "PNG", " PNG", "emblem-photos", false, "png", Extensions::own, true, Command::none, Evidence::mark, Bands::inOrderUnlessRemarked,
      "bilevel, indexed, RGB, RGBA", "what libpng takes", "one"},
     {formatPcx, registerLoadPCX, "PCX", " PCX", "emblem-photos", false, "pcx", Extensions::own, true, Command::none, Evidence::mark, Bands::whole,
      "indexed, RGB", "1 to 65520 each way", "one"},
     {formatJpeg, registerLoadJPEG, "JPEG", " JPEG", "emblem-photos", false, "jpg jpeg", Extensions::own, true, Command::none, Evidence::mark, Bands::inOrder,
      "indexed (grey), RGB", "up to 65500 each way", "one"},
-    {formatTiff, registerLoadTIFF, "TIFF", " TIFF", "emblem-photos", false, "tif tiff", Extensions::own, true, Command::none, Evidence::mark, Bands::whole,
+    {formatTiff, registerLoadTIFF, "TIFF", " TIFF", "emblem-photos", false, "tif tiff", Extensions::own, true, Command::none, Evidence::mark, Bands::inOrderUnlessRemarked,
      "indexed, RGB, RGBA", "what libtiff takes", "one"},
     {formatSophisCard, registerLoadSophisC, "Sophis card", " Sophis card", "sophis", false, "", Extensions::own, true, Command::none, Evidence::mark, Bands::inOrder,
      "bilevel", "1 to 65520 each way", "one"},

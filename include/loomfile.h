@@ -348,6 +348,35 @@ LOOMFILE_API void loomfileCloseCloth(LoomfileCloth* cloth);
 LOOMFILE_API i32 loomfileDrawCloth(const LoomfileCloth* cloth, const LoomfileClothView* view, u32 firstRow, u32 count,
                                    u8* rows, u32 stride, u32 bytesPerPixel);
 
+/* How to make a thumbnail. Zero is the default. */
+typedef struct LoomfileThumbnailOptions {
+    u32 size;
+    u32 side;                     /* of the square that it fits, 1 to 4096 pixels; 0 = 256 */
+    double endsPerCm, picksPerCm; /* of files that do not tell their resolution; 0 = unknown */
+} LoomfileThumbnailOptions;
+
+static inline LoomfileThumbnailOptions loomfileThumbnailOptions(void)
+{
+    LoomfileThumbnailOptions options;
+    memset(&options, 0, sizeof options);
+    options.size = (u32)sizeof options;
+    return options;
+}
+
+/* The size of a file's thumbnail. It has the proportions of what the file shows: a pixel of the picture is mulX / resX
+ * wide and mulY / resY high, a square when a resolution is unknown. A picture for which there is room is enlarged by a
+ * whole number. options may be null. Returns 0, or 7 for options that are not as above. */
+LOOMFILE_API i32 loomfileGetThumbnailSize(const Loomfile* file, const LoomfileThumbnailOptions* options, u32* width,
+                                          u32* height);
+/* Writes a file's thumbnail, one row every stride bytes, R, G, B, A of each pixel. A pixel is the mean of the light of
+ * its area, and transparent as far as that is. Lifts, which are what bilevel loom files and drafts without colours
+ * show, have the colours of cloth: the warp is indigo (38, 52, 104) and the weft cream (243, 231, 206).
+ *
+ * The picture is read once, and the next row to be read is the first again. Where rows come in order, no more than a
+ * few are held at once. Returns a status; after anything but 0 the rows are undefined. */
+LOOMFILE_API i32 loomfileDrawThumbnail(Loomfile* file, const LoomfileThumbnailOptions* options, u8* rows, u32 stride,
+                                       LoomfileFailure* failure);
+
 /* What a draft is drawn as. */
 enum {
     loomfileDrawingPng = 1,

@@ -135,6 +135,21 @@ private:
     LoomfileInfo known = loomfileInfo();
 };
 
+// A small picture of a file, R, G, B, A of each pixel.
+struct Thumbnail {
+    explicit Thumbnail(File& file, const LoomfileThumbnailOptions& options = loomfileThumbnailOptions())
+    {
+        LoomfileFailure failure = loomfileFailure();
+        if (loomfileGetThumbnailSize(file.get(), &options, &width, &height) == loadSuccess)
+            pixels.resize(std::size_t{4} * width * height);
+        if (loomfileDrawThumbnail(file.get(), &options, pixels.data(), 4 * width, &failure) != loadSuccess)
+            throw Error(failure);
+    }
+
+    u32 width = 0, height = 0;
+    std::vector<u8> pixels;
+};
+
 // The draft of a file, which it does not need any more. It can be moved as a File can.
 class Draft
 {

@@ -5,6 +5,7 @@
 #include <numeric>
 
 #include "loomfile/cloth/cloth.h"
+#include "loomfile/cloth/colours.h"
 #include "loomfile/cloth/facts.h"
 #include "loomfile/draft/handle.h"
 #include "loomfile/guard.h"
@@ -105,12 +106,12 @@ static double thickness(double wanted, const Threads* threads)
     return share > 0 ? std::clamp(share, thinnest, 1.0) : Thickness().warp;
 }
 
-static std::vector<u8> colours(const u8* wanted, const Threads* threads, bool isKnown, std::vector<u8> usual)
+static std::vector<u8> colours(const u8* wanted, const Threads* threads, bool isKnown, const std::array<u8, 3>& usual)
 {
     if (wanted != nullptr)
         return {wanted, wanted + 3};
     if (!isKnown)
-        return usual;
+        return {usual.begin(), usual.end()};
     std::vector<u8> bytes;
     for (const Colour& colour : threads->colours)
         bytes.insert(bytes.end(), {colour.red, colour.green, colour.blue});
@@ -156,8 +157,8 @@ static ClothDesign designOf(Loomfile* file, const LoomfileDraft* handle, const L
     const bool hasColours = draft != nullptr && draft->hasColours();
     const Threads* warp = draft != nullptr ? &draft->warp : nullptr;
     const Threads* weft = draft != nullptr ? &draft->weft : nullptr;
-    design.warp = colours(options.hasWarp != 0 ? options.warp : nullptr, warp, hasColours, {38, 52, 104});
-    design.weft = colours(options.hasWeft != 0 ? options.weft : nullptr, weft, hasColours, {243, 231, 206});
+    design.warp = colours(options.hasWarp != 0 ? options.warp : nullptr, warp, hasColours, usualWarp);
+    design.weft = colours(options.hasWeft != 0 ? options.weft : nullptr, weft, hasColours, usualWeft);
     design.thickness = {thickness(options.warpThickness, warp), thickness(options.weftThickness, weft)};
     if (draft == nullptr) {
         takePicture(*file, design);

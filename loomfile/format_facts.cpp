@@ -11,7 +11,7 @@ namespace
 constexpr std::array<FormatFacts, formatCount> facts = [] {
     std::array<FormatFacts, formatCount> list{};
     for (size_t i = 0; i < list.size(); i++)
-        list[i] = {catalogue[i].evidence, catalogue[i].bands == Bands::inOrder, catalogue[i].command};
+        list[i] = {catalogue[i].evidence, catalogue[i].bands, catalogue[i].command};
     return list;
 }();
 
@@ -107,6 +107,13 @@ std::vector<FormatId> formatsOfName(const std::string& path)
             formats.push_back(format);
     }
     return formats;
+}
+
+bool isPictureFormat(FormatId format)
+{
+    constexpr FormatId pictures[] = {formatGif, formatPng, formatPcx,   formatJpeg,         formatTiff,
+                                     formatPbm, formatBmp, formatDrape, formatVectorPreview};
+    return std::find(std::begin(pictures), std::end(pictures), format) != std::end(pictures);
 }
 
 bool isPaletteFormat(FormatId format)

@@ -10,7 +10,7 @@
 
 struct FormatFacts {
     Evidence evidence;
-    bool isStreamed; // bands in order give the same rows as the whole picture in one call
+    Bands bands;
     Command helper;
 };
 
@@ -29,5 +29,7 @@ std::string firstExtension(FormatId format);
 // The formats that are read and that a file's name speaks for, also as part of a design, in the order of the catalogue.
 std::vector<FormatId> formatsOfName(const std::string& path);
 
+// Whether black and white are those of a picture. Those of all other formats are lifts.
+bool isPictureFormat(FormatId format);
 // Palettes show their colours as a picture.
 bool isPaletteFormat(FormatId format);

@@ -231,8 +231,10 @@ void Loomfile::loadWhole()
                       "the picture takes " + std::to_string(pictureBytes()) + " bytes, more than the " +
                           std::to_string(settings.mostBytes) + " that are allowed",
                       "", info.format};
+    const u32 row = nextRow;
     if (isSpent)
         reopen();
+    nextRow = row;
     // Memory that no row is written to costs nothing this way, however large a damaged header says the picture is.
     std::unique_ptr<u8, Freer> whole(static_cast<u8*>(calloc(info.height, info.rowBytes)));
     if (whole == nullptr)
@@ -247,26 +249,51 @@ static void copyRows(u8* to, u32 toStride, const u8* from, u32 rowBytes, u32 cou
         memcpy(to + u64{y} * toStride, from + u64{y} * rowBytes, rowBytes);
 }
 
+bool Loomfile::hasGraveRemark() const
+{
+    return std::any_of(remarks.begin(), remarks.end(), [](const Remark& remark) { return remark.isGrave; });
+}
+
+bool Loomfile::isStreamed() const
+{
+    const Bands bands = factsOf(loader).bands;
+    return bands == Bands::inOrder || (bands == Bands::inOrderUnlessRemarked && !hasGraveRemark());
+}
+
+// Loads rows. False when the whole picture may have others here or behind.
+bool Loomfile::loadAlike(u8* rows, u32 firstRow, u32 count)
+{
+    loadBand(rows, count);
+    return isStreamed() || firstRow + count == info.height;
+}
+
+bool Loomfile::stream(u8* rows, u32 count, u32 stride)
+{
+    if (stride == info.rowBytes)
+        return loadAlike(rows, nextRow, count);
+    constexpr u32 scratchBytes = 1 << 18;
+    const u32 most = std::max(scratchBytes / info.rowBytes, 1U);
+    std::vector<u8> scratch(u64{std::min(most, count)} * info.rowBytes);
+    for (u32 y = 0, part = 0; y < count; y += part) {
+        part = std::min(most, count - y);
+        if (!loadAlike(scratch.data(), nextRow + y, part))
+            return false;
+        copyRows(rows + u64{y} * stride, stride, scratch.data(), info.rowBytes, part);
+    }
+    return true;
+}
+
 void Loomfile::deliver(u8* rows, u32 count, u32 stride)
 {
-    const bool isStreamed = factsOf(loader).isStreamed;
-    const bool isWhole = !isSpent && count == info.height;
-    if (pixels == nullptr && (isStreamed || isWhole) && stride == info.rowBytes) {
+    if (pixels == nullptr && !isSpent && count == info.height && stride == info.rowBytes) {
         loadBand(rows, count);
-    } else if (pixels == nullptr && isStreamed) {
-        constexpr u32 scratchBytes = 1 << 18;
-        const u32 most = std::max(scratchBytes / info.rowBytes, 1U);
-        std::vector<u8> scratch(u64{std::min(most, count)} * info.rowBytes);
-        for (u32 y = 0, part = 0; y < count; y += part) {
-            part = std::min(most, count - y);
-            loadBand(scratch.data(), part);
-            copyRows(rows + u64{y} * stride, stride, scratch.data(), info.rowBytes, part);
-        }
-    } else {
-        if (pixels == nullptr)
-            loadWhole();
-        copyRows(rows, stride, pixels.get() + u64{nextRow} * info.rowBytes, info.rowBytes, count);
+        return;
     }
+    if (pixels == nullptr && isStreamed() && stream(rows, count, stride))
+        return;
+    if (pixels == nullptr)
+        loadWhole();
+    copyRows(rows, stride, pixels.get() + u64{nextRow} * info.rowBytes, info.rowBytes, count);
 }
 
 void Loomfile::readRows(u8* rows, u32 count, u32 stride)
@@ -288,6 +315,23 @@ void Loomfile::readRows(u8* rows, u32 count, u32 stride)
         clearTails(rows, count, stride, info);
     }
     nextRow += count;
+}
+
+const u8* Loomfile::nextRows(u32 count, std::vector<u8>& scratch)
+{
+    const bool isKept = shown == nullptr && (pixels != nullptr || !isStreamed());
+    if (!isKept) {
+        scratch.resize(u64{count} * info.rowBytes);
+        readRows(scratch.data(), count, info.rowBytes);
+        return scratch.data();
+    }
+    const StateInUse use(state.get());
+    if (pixels == nullptr)
+        loadWhole();
+    u8* rows = pixels.get() + u64{nextRow} * info.rowBytes;
+    clearTails(rows, count, info.rowBytes, info);
+    nextRow += count;
+    return rows;
 }
 
 void Loomfile::readAll(u8* rows, u32 stride)

@@ -37,9 +37,12 @@ struct Loomfile {
     void readRows(u8* rows, u32 count, u32 stride);
     void rewind() { nextRow = 0; }
     void readAll(u8* rows, u32 stride);
+    // The next rows, one behind the other: where they are kept, or in a scratch that is made as large as it takes.
+    const u8* nextRows(u32 count, std::vector<u8>& scratch);
     const std::vector<FormatId>& candidates();
     const std::string& colourName(u32 index);
     Draft draft();
+    bool tellsColours() const { return shown != nullptr && shown->draft.hasColours(); } // of its threads
 
     LoomfileInfo info;
     std::vector<Remark> remarks;
@@ -77,6 +80,10 @@ private:
     void deliver(u8* rows, u32 count, u32 stride);
     void loadBand(u8* rows, u32 count);
     void loadWhole();
+    bool hasGraveRemark() const;
+    bool isStreamed() const;
+    bool loadAlike(u8* rows, u32 firstRow, u32 count);
+    bool stream(u8* rows, u32 count, u32 stride);
     u64 pictureBytes() const { return u64{info.rowBytes} * info.height; }
 
     Settings settings;

@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <cmath>
 
-static double lightOfShare(double share)
+double lightOfShare(double share)
 {
     return share <= 0.04045 ? share / 12.92 : std::pow((share + 0.055) / 1.055, 2.4);
 }

@@ -16,6 +16,9 @@ constexpr u32 lightPerByte(u32 root)
 // As instructions for products take them.
 using i16 = int16_t;
 
+// Of what a byte of a picture tells, 0 to 1.
+double lightOfShare(double share);
+
 // R, G, B and nothing.
 using Light = std::array<i16, 4>;
 

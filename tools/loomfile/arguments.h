@@ -16,12 +16,16 @@ struct Requests {
     QuantizeRequest quantize;
     RenderRequest render;
     DraftRequest draft;
+    SheetRequest sheet;
+    ThumbnailRequest thumbnail;
 };
 
 // The commands that tell something, and those that make a picture.
 void addTellingCommands(CLI::App& app, Requests& requests);
 void addMakingCommands(CLI::App& app, Requests& requests);
 void addDraft(CLI::App& app, DraftRequest& request, OpenOptions& options);
+void addSheet(CLI::App& app, SheetRequest& request, OpenOptions& options);
+void addThumbnail(CLI::App& app, ThumbnailRequest& request, OpenOptions& options);
 
 // Many files; those that write can be told where. output is what --force replaces.
 void addBatchOptions(CLI::App& command, BatchOptions& options);

@@ -12,7 +12,7 @@ void addBatchOptions(CLI::App& command, BatchOptions& options)
     command.add_flag("-r,--recursive", options.isRecursive, "Read the folders in folders, too")->group(group);
     command
         .add_option("--files-from", options.list,
-                    "Files and folders are the lines of LIST, or end with a zero each; '-' is standard input")
+                    "Files are the lines of LIST, or end with a zero each; folders with -r only; '-' is standard input")
         ->type_name("LIST")
         ->group(group);
     command.add_option("-j,--workers", options.workers, "Files to work on at once; else one for each processor")
@@ -106,12 +106,16 @@ void settle(Requests& requests, const std::string& name)
         settleOut(requests.convert.batch, requests.convert.target);
     else if (name == "draft")
         settleOut(requests.draft.batch, requests.draft.target);
+    else if (name == "thumbnail")
+        settleOut(requests.thumbnail.batch, requests.thumbnail.target);
     else if (name == "info")
         requireInputs(requests.info.batch);
     else if (name == "seam")
         requireInputs(requests.seam.batch);
     else if (name == "palette")
         requireInputs(requests.palette.batch);
+    else if (name == "sheet")
+        requireInputs(requests.sheet.batch);
     // Temporary files of the workers, too, are there.
     if (!requests.options.tmpDir.empty())
         setenv("TMPDIR", requests.options.tmpDir.c_str(), 1);

@@ -73,6 +73,21 @@ struct DraftRequest {
     LoomfileDrawing drawing = loomfileDrawing();
 };
 
+struct ThumbnailRequest {
+    BatchOptions batch;
+    std::string target;
+    u32 side = 256;           // of the square that it fits
+    NumberPair sett = {0, 0}; // of files that do not tell; 0 = not given
+};
+
+// The page is the output of the batch.
+struct SheetRequest {
+    BatchOptions batch;
+    bool isOneFile = false;
+    std::string title;        // "" = the name of the folder
+    NumberPair sett = {0, 0}; // of files that do not tell; 0 = not given
+};
+
 struct SeamRequest {
     BatchOptions batch;
     Form form = Form::text;
@@ -97,6 +112,8 @@ int showInfo(const InfoRequest& request, const OpenOptions& options);
 int convertPictures(const ConvertRequest& request, const OpenOptions& options);
 int renderCloth(const RenderRequest& request, const OpenOptions& options);
 int drawDrafts(const DraftRequest& request, const OpenOptions& options);
+int makeSheet(const SheetRequest& request, const OpenOptions& options);
+int makeThumbnails(const ThumbnailRequest& request, const OpenOptions& options);
 int measureSeams(const SeamRequest& request, const OpenOptions& options);
 int compareFiles(const CompareRequest& request, const OpenOptions& options);
 int quantizePicture(const QuantizeRequest& request, const OpenOptions& options);

@@ -1,7 +1,4 @@
 // The command line of loomfile.
-#include <fcntl.h>
-#include <unistd.h>
-
 #include <csignal>
 #include <cstdio>
 #include <new>
@@ -24,6 +21,7 @@ static constexpr const char* footer =
     "  loomfile quantize rose.jpg rose.png --colours 16\n"
     "                                         make a picture of 16 colours of it\n"
     "  loomfile render rose.gif cloth.png     how does it look woven, repeat beside repeat?\n"
+    "  loomfile thumbnail rose.jc5 small.png  make a small picture of it\n"
     "  loomfile draft twill.wif twill.pdf     draw threading, tie-up, treadling and drawdown\n"
     "  loomfile seam rose.gif                 do the repeats join without a visible seam?\n"
     "  loomfile convert rose.dop rose.wif     make a draft of it that every weaving program reads\n"
@@ -107,15 +105,17 @@ static std::vector<std::string> wordsFor(const CLI::App& app, int argc, char** a
 static int runCommand(const std::string& name, const Requests& requests)
 {
     const OpenOptions& options = requests.options;
-    return name == "formats"    ? listFormats(requests.formats)
-           : name == "info"     ? showInfo(requests.info, options)
-           : name == "quantize" ? quantizePicture(requests.quantize, options)
-           : name == "palette"  ? showPalettes(requests.palette, options)
-           : name == "draft"    ? drawDrafts(requests.draft, options)
-           : name == "render"   ? renderCloth(requests.render, options)
-           : name == "seam"     ? measureSeams(requests.seam, options)
-           : name == "compare"  ? compareFiles(requests.compare, options)
-                                : convertPictures(requests.convert, options);
+    return name == "formats"     ? listFormats(requests.formats)
+           : name == "info"      ? showInfo(requests.info, options)
+           : name == "quantize"  ? quantizePicture(requests.quantize, options)
+           : name == "palette"   ? showPalettes(requests.palette, options)
+           : name == "draft"     ? drawDrafts(requests.draft, options)
+           : name == "render"    ? renderCloth(requests.render, options)
+           : name == "thumbnail" ? makeThumbnails(requests.thumbnail, options)
+           : name == "sheet"     ? makeSheet(requests.sheet, options)
+           : name == "seam"      ? measureSeams(requests.seam, options)
+           : name == "compare"   ? compareFiles(requests.compare, options)
+                                 : convertPictures(requests.convert, options);
 }
 
 static int run(int argc, char** argv)
@@ -139,21 +139,11 @@ static int run(int argc, char** argv)
     }
     const std::vector<CLI::App*> given = app.get_subcommands();
     if (given.empty())
-        return failUsage("say what to do: info, convert, quantize, palette, render, draft, seam, compare or formats");
+        return failUsage("say what to do: info, convert, thumbnail, draft and so on");
     settle(requests, given.front()->get_name());
     const int exitCode = runCommand(given.front()->get_name(), requests);
     finishOutput();
     return exitCode;
-}
-
-// A file that is opened in place of one of these would take what is printed. What stands there instead cannot be read
-// or written, so that nobody believes it was.
-static void openStandardStreams()
-{
-    for (int stream : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO}) {
-        if (fcntl(stream, F_GETFD) < 0)
-            open("/dev/null", stream == STDIN_FILENO ? O_WRONLY : O_RDONLY);
-    }
 }
 
 int main(int argc, char** argv)

@@ -129,4 +129,6 @@ void addMakingCommands(CLI::App& app, Requests& requests)
     addQuantize(app, requests.quantize, requests.options);
     addRender(app, requests.render, requests.options);
     addDraft(app, requests.draft, requests.options);
+    addSheet(app, requests.sheet, requests.options);
+    addThumbnail(app, requests.thumbnail, requests.options);
 }

@@ -1,5 +1,8 @@
 #include "messages.h"
 
+#include <fcntl.h>
+#include <unistd.h>
+
 #include <algorithm>
 #include <cerrno>
 #include <cstdio>
@@ -92,4 +95,12 @@ void finishOutput()
     if (fflush(stdout) != 0 || failedBefore)
         throw Failure{exitCannotWrite, "standard output",
                       "the text cannot be written" + (failedBefore ? "" : " " + systemReason(errno))};
+}
+
+void openStandardStreams()
+{
+    for (int stream : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO}) {
+        if (fcntl(stream, F_GETFD) < 0)
+            open("/dev/null", stream == STDIN_FILENO ? O_WRONLY : O_RDONLY);
+    }
 }

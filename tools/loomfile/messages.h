@@ -25,5 +25,8 @@ void tellRemarks(Result& result, const Picture& picture);
 // Adds a line for standard output, unless that takes the target.
 void tellSummary(Result& result, const OutputFile& target, const std::string& text);
 
+// A file that is opened in place of one of the standard streams would take what is printed. What stands there instead
+// of those that are closed cannot be read or written, so that nobody believes it was.
+void openStandardStreams();
 // Throws Failure when standard output did not take everything.
 void finishOutput();

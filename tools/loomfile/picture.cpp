@@ -55,7 +55,8 @@ Picture::Picture(const std::string& sourceName, const OpenOptions& options)
         handle.reset(loomfileOpen(source.c_str(), &given, &failure));
     }
     if (handle == nullptr)
-        throw Failure{failure.status, file.empty() ? "\"\"" : shortened(file), failure.sentence, failure.signal};
+        throw Failure{failure.status, file.empty() ? "\"\"" : shortened(file), failure.sentence, failure.signal,
+                      failure.format};
     loomfileGetInfo(handle.get(), &info);
 }
 

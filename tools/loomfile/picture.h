@@ -28,7 +28,8 @@ struct Failure {
     int exitCode;
     std::string file;
     std::string reason;
-    int signal = 0; // that ended a helper program
+    int signal = 0;      // that ended a helper program
+    FormatId format = 0; // the file was taken for, when that is known
 };
 
 // The words that stand for standard input and standard output.

@@ -40,8 +40,8 @@ struct Result {
     int exitCode = 0;
     std::string text;       // for standard output
     std::string messages;   // sentences for standard error, each with its newline
-    std::string facts;      // a JSON object about the file in one line, for the report: see factsOf in facts.h
-    std::string design;     // names the design of a file that may have several parts, see designOf in facts.h
+    std::string facts;      // a JSON object about the file in one line, for the report; see facts.h, as for the next
+    std::string design;     // names the design of a file that may have several parts
     std::string attachment; // bytes for Batch::take
 
     std::string reason;       // why there is nothing: the rest of the sentence that begins with the file's name
@@ -78,6 +78,8 @@ struct Batch {
 
     // Called in the program itself. An answer for which no worker is needed:
     std::function<std::optional<Result>(const Input&)> known;
+    // Looks at every result, in the order of the inputs, before any of them is left out or taken.
+    std::function<void(const Input&, const Result&)> see;
     // Takes the results in the order of the inputs, instead of standard output. What was written is in its place then.
     // Inputs that are no pictures, or parts of a design that was dealt with, are not among them.
     std::function<void(const Input&, const Result&)> take;

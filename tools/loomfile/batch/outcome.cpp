@@ -115,6 +115,8 @@ void Outcome::take(Item& item)
     if (result.signal == SIGINT || result.signal == SIGQUIT)
         throw Failure{result.exitCode, item.input.path, result.reason, result.signal};
     progress.done += item.isNote ? 0 : 1;
+    if (batch.see != nullptr && !item.isNote && !item.isSkipped)
+        batch.see(item.input, result);
     if (leaveOut(item))
         return;
     moveToPlace(item);
