@@ -36,8 +36,6 @@ struct Thumbnails : testing::Test {
     }
 };
 
-constexpr int exitTargetExists = 12, exitUsage = 64;
-
 double light(double byte)
 {
     const double share = byte / 255;
@@ -233,33 +231,3 @@ TEST_F(Thumbnails, ReadAFewRowsAtATime)
             EXPECT_EQ(file.remarks()[i].text, other.remarks()[i].text);
     }
 }
-
-#ifdef LOOMFILE_BINARY
-TEST_F(Thumbnails, AreWrittenByTheCommand)
-{
-    auto run = [this](const string& words) {
-        const string line = "cd '" + files.path + "' && '" LOOMFILE_BINARY "' thumbnail " + words + " >said 2>&1";
-        return WEXITSTATUS(system(line.c_str()));
-    };
-    const Picture lifts = noisePicture(pictureBilevel, 960, 320, 0, 1);
-    const Picture shaded = noisePicture(pictureRgba, 40, 30, 0, 1);
-    files.write("lifts.qte", encodeQte(lifts));
-    files.write("shaded.png", encodePng(shaded));
-    EXPECT_EQ(run("lifts.qte a.png"), 0);
-    EXPECT_EQ(run("lifts.qte a.png"), exitTargetExists);
-    EXPECT_EQ(run("lifts.qte b.png --size 4097"), exitUsage);
-    const Loaded cloth = load(files.path + "/a.png");
-    loomfile::File file(files.path + "/lifts.qte");
-    const loomfile::Thumbnail expected(file);
-    ASSERT_EQ(std::pair(cloth.width, cloth.height), std::pair(256u, 85u));
-    ASSERT_EQ(cloth.kind, u32{kindIndexed}); // a third of the bytes
-    for (size_t i = 0; i < cloth.rows.size(); i++)
-        ASSERT_TRUE(
-            std::equal(&expected.pixels[4 * i], &expected.pixels[4 * i + 3], &cloth.palette[3 * cloth.rows[i]]));
-
-    EXPECT_EQ(run("lifts.qte shaded.png -o small --size 60 --sett 10x40"), 0);
-    const Loaded wide = load(files.path + "/small/lifts.png"), shallow = load(files.path + "/small/shaded.png");
-    EXPECT_EQ(std::pair(wide.width, wide.height), std::pair(60u, 5u));
-    EXPECT_EQ(std::tuple(shallow.width, shallow.height, shallow.kind), std::tuple(60u, 11u, u32{kindRGBA}));
-}
-#endif
