@@ -1,16 +1,9 @@
 // Runs loomfile as a user would and looks at what it prints, writes and leaves behind.
-#include <fcntl.h>
 #include <gtest/gtest.h>
-#include <spawn.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
 #include <algorithm>
 #include <csignal>
-#include <filesystem>
-#include <fstream>
-#include <nlohmann/json.hpp>
-#include <set>
 #include <thread>
 
 #include "samples/bmp_writer.h"
@@ -30,96 +23,7 @@
 #include "samples/vector_writer.h"
 #include "samples/wif_writer.h"
 #include "samples/zip_writer.h"
-#include "tests/support.h"
-
-namespace fs = std::filesystem;
-using Json = nlohmann::json;
-using std::string;
-using std::vector;
-
-struct Result {
-    int exitCode; // negative: the signal that ended it
-    string output;
-    string errors;
-};
-
-static string get(const string& path)
-{
-    std::ifstream stream(path, std::ios::binary);
-    return {std::istreambuf_iterator<char>(stream), {}};
-}
-
-struct Tool : testing::Test {
-    TestDirectory files;
-    TestDirectory prints; // beside the files, whose names the tests look at
-
-    pid_t start(vector<string> arguments, const string& program = LOOMFILE_BINARY, bool isGroup = false) const
-    {
-        arguments.insert(arguments.begin(), program);
-        vector<char*> words;
-        for (string& argument : arguments)
-            words.push_back(argument.data());
-        words.push_back(nullptr);
-        posix_spawn_file_actions_t actions;
-        posix_spawn_file_actions_init(&actions);
-        const int flags = O_WRONLY | O_CREAT | O_TRUNC;
-        posix_spawn_file_actions_addopen(&actions, 1, (prints.path + "/output").c_str(), flags, 0600);
-        posix_spawn_file_actions_addopen(&actions, 2, (prints.path + "/errors").c_str(), flags, 0600);
-        posix_spawn_file_actions_addchdir_np(&actions, files.path.c_str());
-        posix_spawnattr_t attributes;
-        posix_spawnattr_init(&attributes);
-        posix_spawnattr_setflags(&attributes, isGroup ? POSIX_SPAWN_SETPGROUP : 0);
-        pid_t process = -1;
-        EXPECT_EQ(posix_spawn(&process, program.c_str(), &actions, &attributes, words.data(), environ), 0);
-        posix_spawn_file_actions_destroy(&actions);
-        posix_spawnattr_destroy(&attributes);
-        return process;
-    }
-
-    Result finish(pid_t process) const
-    {
-        int status = 0;
-        waitpid(process, &status, 0);
-        return {WIFEXITED(status) ? WEXITSTATUS(status) : -WTERMSIG(status), get(prints.path + "/output"),
-                get(prints.path + "/errors")};
-    }
-
-    Result run(const vector<string>& arguments) const { return finish(start(arguments)); }
-    Result make(vector<string> arguments) const
-    {
-        arguments.push_back("--force");
-        return run(arguments);
-    }
-    // In the folder of the files, by the shell.
-    int shell(const string& line) const
-    {
-        const int status = system(("cd '" + files.path + "' && loomfile() { '" LOOMFILE_BINARY "' \"$@\"; } && " +
-                                   line + " 2>'" + prints.path + "/errors'")
-                                      .c_str());
-        return WEXITSTATUS(status);
-    }
-    string path(const string& name) const { return files.path + "/" + name; }
-
-    // A helper may write to its folder for temporary files only, which is somewhere in "tmp".
-    bool hasHelperStarted() const
-    {
-        std::error_code vanished;
-        for (fs::recursive_directory_iterator entry(path("tmp"), vanished), end; !vanished && entry != end;
-             entry.increment(vanished)) {
-            if (entry->path().filename() == "started")
-                return true;
-        }
-        return false;
-    }
-
-    std::set<string> names() const
-    {
-        std::set<string> found;
-        for (const auto& entry : fs::directory_iterator(files.path))
-            found.insert(entry.path().filename());
-        return found;
-    }
-};
+#include "tests/tool_support.h"
 
 static const Picture small = noisePicture(kindRGB, 5, 3, 0, 1);
 
@@ -129,7 +33,7 @@ TEST_F(Tool, ConvertsEveryKindExactly)
         Picture picture = noisePicture(kind, 21, 9, kind == kindIndexed ? 7 : 0, kind);
         files.write("a.bmp",
                     encodeBmp(picture, {.pixelsPerMetreX = 11811, .pixelsPerMetreY = 5905, .blackFirst = true}));
-        Result result = make({"convert", "a.bmp", "a.png"});
+        ToolResult result = make({"convert", "a.bmp", "a.png"});
         EXPECT_EQ(result.exitCode, 0);
         EXPECT_TRUE(result.output.starts_with("a.bmp: BMP, 21 x 9, ") && result.output.ends_with(" -> a.png\n"));
         EXPECT_EQ(result.errors, "");
@@ -157,7 +61,7 @@ TEST_F(Tool, WritesPicturesAndDraftsOfLifts)
     for (const char* name : {"a.bmp", "a.wif"}) {
         const Bytes rows = load(path(name), {.fill = 0}).rows;
         for (const string target : {"b.bmp", "c.tif", "d.wif"}) {
-            const Result made = make({"convert", name, target});
+            const ToolResult made = make({"convert", name, target});
             EXPECT_EQ(std::pair(made.exitCode, made.errors), std::pair(0, string()));
             EXPECT_NE(made.output.find(" -> " + target), string::npos);
             EXPECT_EQ(run({"compare", name, target}).exitCode, 0) << target;
@@ -188,10 +92,10 @@ TEST_F(Tool, ComparesFiles)
     picture.rows[5 * 7 + 2] ^= 0x14;
     picture.rows[5 * 9] ^= 0x80;
     files.write("b.bmp", encodeBmp(picture));
-    const Result same = run({"compare", "a.bmp", "a.png", "-o", "d.png"});
+    const ToolResult same = run({"compare", "a.bmp", "a.png", "-o", "d.png"});
     EXPECT_EQ(std::pair(same.exitCode, same.output.substr(0, same.output.find('\n'))),
               std::pair(0, string("a.bmp and a.png: the same, 40 x 30, lifts compared")));
-    const Result result = make({"compare", "a.bmp", "b.bmp", "-o", "d.png"});
+    const ToolResult result = make({"compare", "a.bmp", "b.bmp", "-o", "d.png"});
     EXPECT_EQ(result.exitCode, 1);
     for (const char* words :
          {"a.bmp and b.bmp differ", "40 x 30 and 40 x 30", "3 of the 1200 differ", "pick 8, end 20"})
@@ -312,7 +216,7 @@ TEST_F(Tool, SaysWhatIsWrongInOneSentenceAndLeavesTheTargetAlone)
         {{"quantize", "good.png", "new.png", "--colours", "0"}, 64, "--colours"},
     };
     for (const auto& [arguments, exitCode, words] : cases) {
-        const Result result = run(arguments);
+        const ToolResult result = run(arguments);
         SCOPED_TRACE(result.errors);
         EXPECT_EQ(result.exitCode, exitCode);
         EXPECT_EQ(result.output, "");
@@ -415,7 +319,7 @@ TEST_F(Tool, TellsWhatFilesHold)
     files.write("small.bmp", encodeBmp(small, {.pixelsPerMetreX = 11811, .pixelsPerMetreY = 11811}));
     files.write("none.txt", "nothing to see");
     files.write("palette.bmp", encodeBmp(noisePicture(kindIndexed, 9, 9, 5, 1), {.paletteEntries = 5}));
-    Result result = run({"identify", "small.bmp", "none.txt", "gone.bmp", "palette.bmp", "--json"});
+    ToolResult result = run({"identify", "small.bmp", "none.txt", "gone.bmp", "palette.bmp", "--json"});
     EXPECT_EQ(result.exitCode, 10); // the highest
     Json documents = Json::parse(result.output);
     ASSERT_EQ(documents.size(), 4u);
@@ -467,7 +371,7 @@ TEST_F(Tool, TellsScriptsWhatIsNotAsTheFileMeans)
     EXPECT_NE(run({"info", "long.dat"}).output.find("Takemura .DAT (29), doubtful\n"), string::npos);
     EXPECT_EQ(make({"convert", "long.dat", "a.png"}).exitCode, 8);
     files.write("deep.pcx", encodePcx(small));
-    Result result = make({"convert", "deep.pcx", "a.png", "--libtload-only"});
+    ToolResult result = make({"convert", "deep.pcx", "a.png", "--libtload-only"});
     EXPECT_EQ(result.exitCode, 8);
     EXPECT_TRUE(result.errors.starts_with("loomfile: deep.pcx: made, but not all that the file means: true colour is"));
     EXPECT_EQ(result.output, "deep.pcx: PCX, 5 x 3, true colour -> a.png\n");
@@ -523,7 +427,7 @@ TEST_F(Tool, FindsTheDesignBehindItsPartsAndPrograms)
 
     files.write("rose.zc5", encodeZc5(picture));
     EXPECT_EQ(make({"convert", "rose.zc5", "d.png"}).exitCode, 0);
-    Result result = make({"--gzip", "", "convert", "rose.zc5", "d.png"});
+    ToolResult result = make({"--gzip", "", "convert", "rose.zc5", "d.png"});
     EXPECT_EQ(result.exitCode, 6);
     EXPECT_NE(result.errors.find("Debian package gzip"), string::npos) << result.errors;
 }
@@ -535,7 +439,7 @@ TEST_F(Tool, FindsWhatDrawsPages)
     files.write("a b.svg", encodeSvg(motif));
     files.write("a b.pdf", encodePdf(motif));
     for (const char* name : {"a b.svg", "a b.pdf"}) {
-        const Result refused = run({"--vector-preview", "", "info", name});
+        const ToolResult refused = run({"--vector-preview", "", "info", name});
         EXPECT_EQ(refused.exitCode, 6);
         EXPECT_NE(refused.errors.find("Debian packages graphicsmagick"), string::npos) << refused.errors;
         EXPECT_EQ(make({"convert", name, "a.png"}).errors, "") << name;

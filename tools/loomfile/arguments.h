@@ -31,11 +31,10 @@ void addThumbnail(CLI::App& app, ThumbnailRequest& request, OpenOptions& options
 void addBatchOptions(CLI::App& command, BatchOptions& options);
 void addOutputOptions(CLI::App& command, BatchOptions& options, const char* output);
 void addForms(CLI::App& command, Form& form);
-// One file IN and what is made of it, OUT, or with -o any number of files, which settleOut finds out when the command
-// line has been read. endings: of OUT. Both throw UsageError.
+// One file IN and what is made of it, OUT, or with -o any number of files. endings: of OUT.
 void addInAndOut(CLI::App& command, BatchOptions& options, const char* endings);
-void settleOut(BatchOptions& options, std::string& target);
-void requireInputs(const BatchOptions& options);
+// What the parser leaves open, for the command that was given. Throws UsageError.
+void settle(Requests& requests, const std::string& command);
 
 // How the files are to be opened, for every command that opens some.
 void addOpenOptions(CLI::App& command, OpenOptions& options);

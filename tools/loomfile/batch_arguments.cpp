@@ -1,4 +1,7 @@
 // Many files: what the commands that take them have in common.
+#include <algorithm>
+#include <cstdlib>
+
 #include "arguments.h"
 #include "words.h"
 
@@ -67,7 +70,15 @@ void addInAndOut(CLI::App& command, BatchOptions& options, const char* endings)
         ->type_name("");
 }
 
-void settleOut(BatchOptions& options, std::string& target)
+static void requireInputs(const BatchOptions& options)
+{
+    if (options.inputs.empty() && options.list.empty())
+        throw UsageError{"say which files, or --files-from"};
+    if (options.list == "-" && std::find(options.inputs.begin(), options.inputs.end(), "-") != options.inputs.end())
+        throw UsageError{"standard input is the list, and cannot be a file, too"};
+}
+
+static void settleOut(BatchOptions& options, std::string& target)
 {
     std::vector<std::string>& names = options.inputs;
     if (!options.output.empty()) {
@@ -89,10 +100,24 @@ void settleOut(BatchOptions& options, std::string& target)
     options.isAlone = true;
 }
 
-void requireInputs(const BatchOptions& options)
+void settle(Requests& requests, const std::string& name)
 {
-    if (options.inputs.empty() && options.list.empty())
-        throw UsageError{"say which files, or --files-from"};
-    if (options.list == "-" && std::find(options.inputs.begin(), options.inputs.end(), "-") != options.inputs.end())
-        throw UsageError{"standard input is the list, and cannot be a file, too"};
+    if (name == "convert")
+        settleOut(requests.convert.batch, requests.convert.target);
+    else if (name == "draft")
+        settleOut(requests.draft.batch, requests.draft.target);
+    else if (name == "thumbnail")
+        settleOut(requests.thumbnail.batch, requests.thumbnail.target);
+    else if (name == "info")
+        requireInputs(requests.info.batch);
+    else if (name == "seam")
+        requireInputs(requests.seam.batch);
+    else if (name == "palette")
+        requireInputs(requests.palette.batch);
+    else if (name == "sheet")
+        requireInputs(requests.sheet.batch);
+    // Temporary files of the workers, too, are there.
+    if (!requests.options.tmpDir.empty())
+        setenv("TMPDIR", requests.options.tmpDir.c_str(), 1);
+    requests.options.tmpDir.clear();
 }

@@ -6,6 +6,7 @@
 #include "comparison.h"
 #include "messages.h"
 #include "one_picture.h"
+#include "output_target.h"
 #include "png_file.h"
 #include "progress.h"
 

@@ -7,7 +7,7 @@
 #include "commands.h"
 #include "lift_files.h"
 #include "messages.h"
-#include "output_file.h"
+#include "output_target.h"
 #include "png_file.h"
 #include "progress.h"
 

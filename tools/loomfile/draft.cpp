@@ -5,7 +5,7 @@
 #include "batch/facts.h"
 #include "commands.h"
 #include "messages.h"
-#include "output_file.h"
+#include "output_target.h"
 
 // By the ending of the target; standard output takes PNG.
 static u32 drawingKind(const std::string& target)

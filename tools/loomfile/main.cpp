@@ -4,7 +4,6 @@
 
 #include <csignal>
 #include <cstdio>
-#include <cstdlib>
 #include <new>
 #include <system_error>
 
@@ -104,29 +103,6 @@ static std::vector<std::string> wordsFor(const CLI::App& app, int argc, char** a
         return isOfIt(&app) || std::any_of(commands.begin(), commands.end(), isOfIt);
     };
     return preparedWords({argv + 1, argv + argc}, names, takesValue);
-}
-
-// What the parser leaves open.
-static void settle(Requests& requests, const std::string& name)
-{
-    if (name == "convert")
-        settleOut(requests.convert.batch, requests.convert.target);
-    else if (name == "draft")
-        settleOut(requests.draft.batch, requests.draft.target);
-    else if (name == "thumbnail")
-        settleOut(requests.thumbnail.batch, requests.thumbnail.target);
-    else if (name == "info")
-        requireInputs(requests.info.batch);
-    else if (name == "seam")
-        requireInputs(requests.seam.batch);
-    else if (name == "palette")
-        requireInputs(requests.palette.batch);
-    else if (name == "sheet")
-        requireInputs(requests.sheet.batch);
-    // Temporary files of the workers, too, are there.
-    if (!requests.options.tmpDir.empty())
-        setenv("TMPDIR", requests.options.tmpDir.c_str(), 1);
-    requests.options.tmpDir.clear();
 }
 
 static int runCommand(const std::string& name, const Requests& requests)

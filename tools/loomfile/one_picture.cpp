@@ -1,5 +1,7 @@
 #include "one_picture.h"
 
+#include "output_target.h"
+
 int makePicture(const PictureRequest& request, const Job& job)
 {
     if (!request.target.empty())

@@ -7,7 +7,7 @@
 #include "commands.h"
 #include "forms.h"
 #include "messages.h"
-#include "output_file.h"
+#include "output_target.h"
 #include "swatch.h"
 
 struct Colour {

@@ -8,6 +8,7 @@
 #include "commands.h"
 #include "messages.h"
 #include "one_picture.h"
+#include "output_target.h"
 #include "png_file.h"
 #include "progress.h"
 #include "yarns.h"

@@ -116,8 +116,11 @@ bool Inputs::takeFromFolder(Found& place)
 bool Inputs::takeNamed(const std::string& path, bool isOfList, Found& place)
 {
     struct stat info;
+    // Lists are mostly made by a program that has looked into the folders itself.
+    const bool isLeftOut = isOfList && !options.isRecursive;
     if (!options.isAlone && path != standardStream && stat(path.c_str(), &info) == 0 && S_ISDIR(info.st_mode))
-        return enter(path, isOfList ? folderOf(joined(path, "")) : "", false, place) || takeFromFolder(place);
+        return !isLeftOut &&
+               (enter(path, isOfList ? folderOf(joined(path, "")) : "", false, place) || takeFromFolder(place));
     place = {{path, isOfList ? folderOf(path) : "", false}, 0, ""};
     return true;
 }

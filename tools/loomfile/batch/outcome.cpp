@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cerrno>
 #include <csignal>
+#include <sstream>
 
 #include "messages.h"
 
@@ -22,7 +23,21 @@ void Outcome::note(const std::string& file, const std::string& text)
 void Outcome::flush()
 {
     if (fflush(stdout) != 0)
-        finishOutput();
+        throw Failure{exitCannotWrite, "standard output", "the text cannot be written " + systemReason(errno)};
+}
+
+// Whether a name is one of a format's files.
+static bool isNameOfPicture(const std::string& path)
+{
+    const std::string name = baseNameOf(path);
+    for (FormatId format = 1; format <= formatCount; format++) {
+        std::istringstream endings(returnLoaderExtensions(format));
+        for (std::string ending; endings >> ending;) {
+            if (hasEnding(name, "." + ending))
+                return true;
+        }
+    }
+    return false;
 }
 
 // What a folder holds besides pictures is nobody's fault, and a design is one however many files it has.
@@ -35,7 +50,8 @@ bool Outcome::leaveOut(Item& item)
             note(item.input.path, result.reason);
         return true;
     }
-    const bool isNone = item.input.isFound && result.exitCode == loomfileNotAnImage;
+    const bool isNone =
+        item.input.isFound && result.exitCode == loomfileNotAnImage && !isNameOfPicture(item.input.path);
     const bool isPart = result.isContinued || (!result.design.empty() && !designs.add(result.design));
     if (!isNone && !isPart)
         return false;

@@ -3,6 +3,7 @@
 #include <cerrno>
 
 #include "messages.h"
+#include "output_target.h"
 
 std::string csvLine(const std::vector<std::string>& cells)
 {
@@ -18,7 +19,7 @@ std::string csvLine(const std::vector<std::string>& cells)
             line += c == '"' ? std::string("\"\"") : std::string(1, c);
         line += '"';
     }
-    return line + "\r\n";
+    return line + "\n";
 }
 
 Report::Report(const std::string& name, bool mayReplace)

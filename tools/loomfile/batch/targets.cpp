@@ -8,6 +8,7 @@
 #include <functional>
 
 #include "messages.h"
+#include "output_target.h"
 
 namespace fs = std::filesystem;
 
