@@ -101,6 +101,9 @@ static Result doHarm(const Input& input, OutputFile*)
     if (input.path == "endless")
         runForever();
     if (input.path == "large") {
+#ifdef __SANITIZE_ADDRESS__
+        throw std::bad_alloc(); // instead of ending the program
+#endif
         const vector<char> memory(u64{1} << 50);
         return said(std::to_string(memory.size()));
     }

@@ -169,10 +169,11 @@ void remarkHeader(const BmpHeader& header, const BmpState& loaded, FILE* stream)
 // Entries that no palette has room for are skipped. A palette that the file's end cuts short is left as it is.
 void readPalette(FILE* stream, u32 count, u8* palette)
 {
-    u8 entry[paletteEntryBytes];
+    u8 entries[paletteColours][paletteEntryBytes];
     u32 stored = std::min(count, paletteColours);
-    for (u32 i = 0; i < stored && readExactly(stream, entry, sizeof entry); i++)
-        setColour(palette, i, entry[2], entry[1], entry[0]);
+    const size_t whole = fread(entries, paletteEntryBytes, stored, stream);
+    for (u32 i = 0; i < whole; i++)
+        setColour(palette, i, entries[i][2], entries[i][1], entries[i][0]);
     if (count > stored)
         fseeko(stream, static_cast<off_t>(count - stored) * static_cast<off_t>(paletteEntryBytes), SEEK_CUR);
 }

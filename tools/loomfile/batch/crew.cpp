@@ -33,8 +33,9 @@ Crew::Crew(const Batch& theBatch, const BatchOptions& options, bool isForOne)
     for (int slot = 0; slot < count; slot++)
         workers.push_back(std::make_unique<Worker>(slot));
     settings.mostBytes = memoryOfAWorker(count);
-    settings.keepsInput =
+    const bool isNamed =
         std::find(options.inputs.begin(), options.inputs.end(), standardStream) != options.inputs.end();
+    settings.keepsInput = (isForOne || isNamed) && options.list != standardStream;
 }
 
 // A few files wait with each worker: many small ones, so that it need not wait for them, and no large ones, which
