@@ -6,7 +6,7 @@
 #include "batch/facts.h"
 #include "commands.h"
 #include "messages.h"
-#include "output_file.h"
+#include "output_target.h"
 #include "png_file.h"
 #include "progress.h"
 
