@@ -118,6 +118,10 @@ test("searches, filters and sorts, and keeps that in the address", async () => {
         const [largest] = await names(page);
         assert.equal(fs.statSync(path.join(archive, largest)).size, Math.max(...sizes));
     });
+    await withPage("out.html", "#status=remarks", async (page) => {
+        assert.ok((await names(page)).includes("motif.pcx"));
+        assert.equal((await page.$$(".card:not(:has(.mark))")).length, 0);
+    });
     await withPage("out.html", "#status=refused", async (page, text) => {
         assert.ok((await names(page)).includes("cut.gif"));
         assert.match(await text(".card .why"), /\w{3}.*\.$/);
