@@ -19,7 +19,7 @@ install_missing() {
 build_packages=(g++ cmake ninja-build libpng-dev libjpeg-dev libtiff-dev zlib1g-dev libcairo2-dev libcli11-dev
   nlohmann-json3-dev libseccomp-dev)
 helper_packages=(gzip unzip mscompress graphicsmagick ghostscript) # what loomfile runs for packed files and drawings
-test_packages=(libgtest-dev clang-format binutils poppler-utils zip)
+test_packages=(libgtest-dev clang-format binutils poppler-utils zip parallel)
 small_machine_packages=(g++-multilib lib32z1-dev googletest) # card loaders for processors of 32 bits
 
 # build PRESET TARGET... : quiet unless something goes wrong

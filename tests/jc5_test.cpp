@@ -131,6 +131,19 @@ TEST_F(Jc5, ReadsOnInTheNextPart)
     }
 }
 
+TEST_F(Jc5, GivesAPartWithoutAPickOneRow)
+{
+    const Picture picture = noiseCards(64, 12);
+    const std::string stem = directory.path + "/d.j0";
+    const std::pair<u32, u32> parts[] = {{0, 6}, {6, 0}, {7, 5}};
+    for (u32 i = 0; i < 3; i++)
+        writeFile(stem + static_cast<char>('1' + i),
+                  encodeJc5(picture, {.layout = {0x10101}, .firstPick = parts[i].first, .pickCount = parts[i].second}));
+    const Bytes rows = load(stem + "1").rows;
+    EXPECT_TRUE(std::equal(rows.begin(), rows.begin() + 48, picture.rows.begin()));
+    EXPECT_TRUE(std::equal(rows.begin() + 56, rows.end(), picture.rows.begin() + 56));
+}
+
 TEST_F(Jc5, RefusesWhatItDoesNotRead)
 {
     // 8 picks descriptor, 20 number of groups, 24 and 40 groups of 3 hooks and 1
@@ -148,6 +161,7 @@ TEST_F(Jc5, RefusesWhatItDoesNotRead)
     for (size_t size = 2; size < good.size() - 4; size++)
         EXPECT_EQ(load(write(Bytes(good.data(), good.data() + size)), {.id = jc5}).status, loadCannotRead) << size;
     EXPECT_EQ(load(write({0x81, 0xFE, 5, 1, 0, 0, 1, 1}), {.id = jc5}).status, loadCannotRead);
+    EXPECT_EQ(load(directory.path + "/none.j02", {.id = jc5}).firstPart, 0u); // told although there is no first one
     // Too many descriptors are too many when all of them are read, and those that are unknown have been told.
     for (u32 more : {255u, 257u}) {
         const std::vector<Jc5Descriptor> unknown(more, {7});

@@ -2,6 +2,7 @@
 #include <pty.h>
 
 #include <csignal>
+#include <map>
 #include <thread>
 
 #include "samples/bmp_writer.h"
@@ -237,4 +238,44 @@ TEST_F(ManyFiles, ShowHowFarTheyAreOnATerminal)
     EXPECT_NE(shown.find(" a second, "), string::npos);
     EXPECT_NE(shown.find(" left, 0 failed"), string::npos);
     EXPECT_NE(shown.find("\r" + string(70, ' ')), string::npos) << "and the line is gone";
+}
+
+// What docs/archives.md tells to do on several computers, with two jobs of this one.
+TEST_F(ManyFiles, AreSharedOutAndResumedByParallel)
+{
+    std::set<string> pictures;
+    const Bytes bmp = encodeBmp(noisePicture(kindRGB, 400, 400, 0, 1));
+    fs::create_directories(path("archive"));
+    for (int i = 10; i < 40; i++) {
+        files.write("archive/" + std::to_string(i) + ".bmp", bmp);
+        pictures.insert("archive/" + std::to_string(i) + ".bmp.png");
+    }
+    files.write("archive/99.gif", "GIF89a, and no more");
+    ASSERT_EQ(shell("mkdir parts reports pictures && find archive -type f -print0 | sort -z > all.list && "
+                    "split -t '\\0' -l 6 -d -a 4 all.list parts/part."),
+              0);
+    const vector<string> job = {
+        "-c", "exec parallel --will-cite -j 2 --joblog jobs.log --resume-failed " LOOMFILE_BINARY
+              " convert -j 1 --files-from {} -o \"'pictures/{folder}/{name}.png'\" --skip-existing --force -q"
+              " --report reports/{/}.csv ::: parts/part.*"};
+    pid_t process = start(job, "/bin/sh");
+    while (found("pictures").size() < 8)
+        usleep(2000);
+    kill(process, SIGTERM); // no further jobs
+    usleep(200000);
+    kill(process, SIGTERM); // and no longer those that run
+    finish(process);
+    std::map<string, fs::file_time_type> whole;
+    for (const string& name : found("pictures")) {
+        if (name.ends_with(".png"))
+            whole[name] = fs::last_write_time(path("pictures/" + name));
+    }
+    EXPECT_LT(whole.size(), pictures.size());
+
+    EXPECT_EQ(finish(start(job, "/bin/sh")).exitCode, 1); // one part has a file that is refused
+    EXPECT_EQ(found("pictures"), pictures);
+    for (const auto& [name, time] : whole)
+        EXPECT_EQ(fs::last_write_time(path("pictures/" + name)), time) << name;
+    EXPECT_EQ(shell("cat reports/*.csv | grep -c '^archive/99.gif,3,' >count"), 0);
+    EXPECT_EQ(get(path("count")), "1\n");
 }

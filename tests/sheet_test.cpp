@@ -36,11 +36,12 @@ struct Sheet : testing::Test {
     std::map<string, Json> rows(const string& script = "out_files/files.js") const
     {
         const string text = get(script);
-        const size_t begin = text.find('['), end = text.rfind("]") + 1;
-        EXPECT_EQ(text.substr(0, begin), "loomfileSheet(");
+        const string before = "loomfileSheet(JSON.parse(";
+        EXPECT_TRUE(text.starts_with(before));
         EXPECT_TRUE(std::all_of(text.begin(), text.end(), [](char c) { return c > 0 && c != '<'; }));
         std::map<string, Json> found;
-        for (const Json& row : Json::parse(text.substr(begin, end - begin)))
+        const string literal = text.substr(before.size(), text.rfind("), {") - before.size());
+        for (const Json& row : Json::parse(Json::parse(literal).get<string>()))
             found[row["name"]] = row;
         return found;
     }

@@ -60,8 +60,12 @@ Loaded load(const std::string& path, const LoadOptions& options)
     std::vector<u32> bands = options.bands;
     if (bands.empty())
         bands.push_back(static_cast<u32>(rowCount));
-    // Bands may ask for more rows than there are.
-    loaded.rows.resize(std::max(rowCount, std::accumulate(bands.begin(), bands.end(), u64{0})) * loaded.stride);
+    // Bands may ask for more rows than there are. Behind them nothing is written.
+    constexpr u64 guardBytes = 4096;
+    constexpr u8 guard = 0x5C;
+    const u64 bytes = std::max(rowCount, std::accumulate(bands.begin(), bands.end(), u64{0})) * loaded.stride;
+    loaded.rows.resize(bytes);
+    loaded.rows.resize(bytes + guardBytes, guard);
     u64 row = 0;
     for (u32 count : bands) {
         u8* start = loaded.rows.data() + (options.bandsFromFirstRow ? 0 : row * loaded.stride);
@@ -71,6 +75,7 @@ Loaded load(const std::string& path, const LoadOptions& options)
             break;
     }
     EXPECT_EQ(getEndLoad()(), 0);
+    EXPECT_EQ(std::count(loaded.rows.end() - guardBytes, loaded.rows.end(), guard), i64{guardBytes}) << path;
     loaded.rows.resize(rowCount * loaded.stride);
     return loaded;
 }

@@ -125,49 +125,18 @@ private:
     std::array<std::array<u8, 4>, 256> tones{};
 };
 
-// A byte for each bit, the highest bit first.
-constexpr std::array<u64, 256> bytesOfBits = [] {
-    std::array<u64, 256> words{};
-    for (u32 bits = 0; bits < words.size(); bits++) {
-        std::array<u8, 8> bytes{};
-        for (u32 i = 0; i < bytes.size(); i++)
-            bytes[i] = static_cast<u8>(bits >> (7 - i) & 1);
-        words[bits] = std::bit_cast<u64>(bytes);
-    }
-    return words;
-}();
-
-// Adds 1 to the count of each place that has a set bit.
-void countBits(const u8* row, u32 width, u8* counts)
-{
-    for (u32 x = 0; x < width; x += 8, counts += 8) {
-        u64 eight;
-        memcpy(&eight, counts, sizeof eight);
-        eight += bytesOfBits[row[x / 8]];
-        memcpy(counts, &eight, sizeof eight);
-    }
-}
-
-// The same of indices, 0 and 1.
-void countOnes(const u8* row, u32 width, u8* counts)
-{
-    for (u32 x = 0; x < width; x++)
-        counts[x] = static_cast<u8>(counts[x] + row[x]);
-}
-
 // Pixels of two colours: how many rows have the second in each place is counted, and of all places when they are taken.
 class Counts : public RowSums
 {
 public:
-    using Count = void (*)(const u8* row, u32 width, u8* counts);
-
-    Counts(const MeanSource& source, u32 columns, Count given)
-        : RowSums(1), count(given), spans(spansOf(source.width, columns)), colours(source.palette.data()),
-          width(source.width), counts((u64{width} + 7) / 8 * 8)
+    Counts(const MeanSource& source, u32 columns)
+        : RowSums(1), width(source.width), counts((u64{width} + 7) / 8 * 8), spans(spansOf(width, columns)),
+          colours(source.palette.data())
     {
     }
 
-    void add(const u8* row) override { count(row, width, counts.data()); }
+    // Indices, 0 and 1.
+    void add(const u8* row) override { addTo(counts.data(), row, width); }
     void take(std::vector<u64>& sums) override
     {
         const u64 parts = spans.size();
@@ -183,12 +152,86 @@ public:
     }
     void colour(const double* means, u8* rgba) const override { colours.colour(means[0], rgba); }
 
-private:
-    const Count count;
-    const std::vector<Span> spans;
-    const TwoColours colours;
+protected:
     const u32 width;
     std::vector<u8> counts;
+
+private:
+    static void addTo(u8* __restrict numbers, const u8* __restrict row, u32 count)
+    {
+        for (u32 i = 0; i < count; i++)
+            numbers[i] = static_cast<u8>(numbers[i] + row[i]);
+    }
+
+    const std::vector<Span> spans;
+    const TwoColours colours;
+};
+
+// A byte for each bit, the highest bit first.
+constexpr std::array<u64, 256> bytesOfBits = [] {
+    std::array<u64, 256> words{};
+    for (u32 bits = 0; bits < words.size(); bits++) {
+        std::array<u8, 8> bytes{};
+        for (u32 i = 0; i < bytes.size(); i++)
+            bytes[i] = static_cast<u8>(bits >> (7 - i) & 1);
+        words[bits] = std::bit_cast<u64>(bytes);
+    }
+    return words;
+}();
+
+// Bits are counted in planes first, of which each holds a digit of all numbers: many are added at once.
+class BitCounts : public Counts
+{
+public:
+    BitCounts(const MeanSource& source, u32 columns) : Counts(source, columns), rowBytes((source.width + 7) / 8)
+    {
+        for (std::vector<u8>& plane : planes)
+            plane.resize(rowBytes);
+    }
+
+    void add(const u8* row) override
+    {
+        addToPlanes(row, rowBytes, planes[0].data(), planes[1].data(), planes[2].data(), planes[3].data());
+        rowsInPlanes++;
+        if (rowsInPlanes == 15)
+            empty();
+    }
+    void take(std::vector<u64>& sums) override
+    {
+        empty();
+        Counts::take(sums);
+    }
+
+private:
+    static void addToPlanes(const u8* __restrict row, u32 count, u8* __restrict ones, u8* __restrict twos,
+                            u8* __restrict fours, u8* __restrict eights)
+    {
+        for (u32 i = 0; i < count; i++) {
+            const u8 two = ones[i] & row[i], four = twos[i] & two, eight = fours[i] & four;
+            ones[i] ^= row[i];
+            twos[i] ^= two;
+            fours[i] ^= four;
+            eights[i] ^= eight;
+        }
+    }
+    void empty()
+    {
+        u8* place = counts.data();
+        for (u32 i = 0; i < rowBytes && rowsInPlanes != 0; i++, place += 8) {
+            u64 eight;
+            memcpy(&eight, place, sizeof eight);
+            for (u32 digit = 0; digit < planes.size(); digit++)
+                eight += bytesOfBits[planes[digit][i]] << digit;
+            memcpy(place, &eight, sizeof eight);
+        }
+        for (std::vector<u8>& plane : planes)
+            std::fill(plane.begin(), plane.end(), u8{0});
+        rowsInPlanes = 0;
+    }
+
+    const u32 rowBytes;
+    u32 rowsInPlanes = 0;
+    std::array<std::vector<u8>, 4> planes;
 };
 
 // Light that is added up pixel by pixel.
@@ -345,10 +388,10 @@ std::unique_ptr<RowSums> sumsFor(const MeanSource& source, u32 columns)
 {
     switch (source.kind) {
     case kindBilevel:
-        return std::make_unique<Counts>(source, columns, countBits);
+        return std::make_unique<BitCounts>(source, columns);
     case kindIndexed:
         if (source.colourCount == 2)
-            return std::make_unique<Counts>(source, columns, countOnes);
+            return std::make_unique<Counts>(source, columns);
         return std::make_unique<Lights<IndexedPixels>>(source, columns);
     case kindRGBA:
         return std::make_unique<Lights<RgbaPixels>>(source, columns);

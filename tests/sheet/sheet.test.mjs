@@ -1,16 +1,18 @@
 // Makes sheets with loomfile and opens them in a browser without a window, as a user would from the disk.
 //
-//     npm ci && LOOMFILE_BUILD=../../build/release node --test
+//     npm ci && node --test
+//
+// LOOMFILE_BUILD and CHROMIUM say where the program and the browser are, if not where they usually are.
 import assert from "node:assert/strict";
 import { execFileSync, spawnSync } from "node:child_process";
 import fs from "node:fs";
 import os from "node:os";
 import path from "node:path";
 import { after, before, test } from "node:test";
-import { pathToFileURL } from "node:url";
+import { fileURLToPath, pathToFileURL } from "node:url";
 import puppeteer from "puppeteer-core";
 
-const build = path.resolve(process.env.LOOMFILE_BUILD || path.join(import.meta.dirname, "../../build/release"));
+const build = process.env.LOOMFILE_BUILD || fileURLToPath(new URL("../../build/release", import.meta.url));
 const folder = fs.mkdtempSync(path.join(os.tmpdir(), "sheet-"));
 const archive = path.join(folder, "archive");
 const hostile = ["<img src=x onerror=\"document.title='hit'\">.gif", "a\u2028b\u202etxt.gif", "${1}`\\'\".gif"];
@@ -18,10 +20,10 @@ const closing = path.join("<", "script><script>document.title='hit'<", "script>.
 let browser;
 let designs; // files that the page shows
 
-const sheet = (...words) => spawnSync(path.join(build, "loomfile"), ["sheet", ...words], { cwd: folder, encoding: "utf8" });
+const sheet = (...words) => spawnSync(path.resolve(build, "loomfile"), ["sheet", ...words], { cwd: folder, encoding: "utf8" });
 
 before(async () => {
-    execFileSync(path.join(build, "make-samples"), [archive]);
+    execFileSync(path.resolve(build, "make-samples"), [archive]);
     const gif = fs.readFileSync(path.join(archive, "motif.gif"));
     fs.mkdirSync(path.dirname(path.join(archive, closing)), { recursive: true });
     for (const name of [...hostile, closing])
@@ -115,6 +117,10 @@ test("searches, filters and sorts, and keeps that in the address", async () => {
             .filter((one) => one.isFile()).map((one) => one.size);
         const [largest] = await names(page);
         assert.equal(fs.statSync(path.join(archive, largest)).size, Math.max(...sizes));
+    });
+    await withPage("out.html", "#status=remarks", async (page) => {
+        assert.ok((await names(page)).includes("motif.pcx"));
+        assert.equal((await page.$$(".card:not(:has(.mark))")).length, 0);
     });
     await withPage("out.html", "#status=refused", async (page, text) => {
         assert.ok((await names(page)).includes("cut.gif"));

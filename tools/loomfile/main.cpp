@@ -23,6 +23,7 @@ static constexpr const char* footer =
     "  loomfile render rose.gif cloth.png     how does it look woven, repeat beside repeat?\n"
     "  loomfile thumbnail rose.jc5 small.png  make a small picture of it\n"
     "  loomfile draft twill.wif twill.pdf     draw threading, tie-up, treadling and drawdown\n"
+    "  loomfile sheet -r designs -o all.html  make a page that shows a folder\n"
     "  loomfile seam rose.gif                 do the repeats join without a visible seam?\n"
     "  loomfile convert rose.dop rose.wif     make a draft of it that every weaving program reads\n"
     "  loomfile compare rose.dop rose.wif     do both lift the same?\n"

@@ -10,6 +10,7 @@
 
 #include "cleanup.h"
 #include "messages.h"
+#include "output_file.h"
 #include "output_target.h"
 #include "sheet/cache.h"
 #include "sheet/page.h"
