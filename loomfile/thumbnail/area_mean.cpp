@@ -105,8 +105,9 @@ public:
         }
         first = from[widest];
         difference = to[widest] - first;
-        for (u32 byte = 0; byte < tones.size() && difference != 0; byte++) {
-            const double share = std::clamp((table.lightOf[byte] - first) / difference, 0.0, 1.0);
+        for (u32 byte = 0; byte < tones.size(); byte++) {
+            const double light = table.lightOf[byte] - first;
+            const double share = difference != 0 ? std::clamp(light / difference, 0.0, 1.0) : 0;
             double mixed[3];
             for (u32 i = 0; i < 3; i++)
                 mixed[i] = from[i] + share * (to[i] - from[i]);
