@@ -257,7 +257,7 @@ TEST_F(ManyFiles, AreSharedOutAndResumedByParallel)
     const vector<string> job = {
         "-c", "exec parallel --will-cite -j 2 --joblog jobs.log --resume-failed " LOOMFILE_BINARY
               " convert -j 1 --files-from {} -o \"'pictures/{folder}/{name}.png'\" --skip-existing --force -q"
-              " --report reports/{/}.csv ::: parts/part.*"};
+              " --report reports/{/}.jsonl ::: parts/part.*"};
     pid_t process = start(job, "/bin/sh");
     while (found("pictures").size() < 8)
         usleep(2000);

@@ -111,9 +111,9 @@ int convertPictures(const ConvertRequest& request, const OpenOptions& options)
     batch.target = request.target;
     // Told before the picture is read.
     if (request.target == standardStream)
-        checkPictureTarget(request.target, request.batch.mayReplace);
+        checkPictureTarget(request.target, request.batch.mayReplace || request.batch.skipExisting);
     else if (!request.target.empty())
-        checkTarget(request.target, batch.endings, request.batch.mayReplace);
+        checkTarget(request.target, batch.endings, request.batch.mayReplace || request.batch.skipExisting);
     batch.job = [&](const Input& input, OutputFile* target) {
         return convertPicture(request, options, input, *target);
     };

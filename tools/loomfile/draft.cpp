@@ -64,9 +64,9 @@ int drawDrafts(const DraftRequest& request, const OpenOptions& options)
     batch.endings = {".png", ".svg", ".pdf"};
     batch.target = request.target;
     if (request.target == standardStream)
-        checkPictureTarget(request.target, request.batch.mayReplace);
+        checkPictureTarget(request.target, request.batch.mayReplace || request.batch.skipExisting);
     else if (!request.target.empty())
-        checkTarget(request.target, batch.endings, request.batch.mayReplace);
+        checkTarget(request.target, batch.endings, request.batch.mayReplace || request.batch.skipExisting);
     batch.job = [&](const Input& input, OutputFile* target) { return drawDraft(request, options, input, *target); };
     return runBatch(batch, request.batch);
 }

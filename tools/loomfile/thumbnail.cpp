@@ -110,7 +110,7 @@ int makeThumbnails(const ThumbnailRequest& request, const OpenOptions& options)
     batch.endings = {".png"};
     batch.target = request.target;
     if (!request.target.empty())
-        checkPictureTarget(request.target, request.batch.mayReplace);
+        checkPictureTarget(request.target, request.batch.mayReplace || request.batch.skipExisting);
     batch.job = [&](const Input& input, OutputFile* target) { return makeThumbnail(request, options, input, *target); };
     return runBatch(batch, request.batch);
 }

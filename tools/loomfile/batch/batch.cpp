@@ -1,5 +1,6 @@
 #include "batch/batch.h"
 
+#include <sys/resource.h>
 #include <sys/stat.h>
 
 #include <algorithm>
@@ -34,6 +35,18 @@ u64 countInputs(const BatchOptions& options, const std::string& leftOut)
     return count;
 }
 
+// Each may have its output open, and workers have sockets.
+size_t itemsAtOnce()
+{
+    constexpr size_t usual = 1024, others = 2 * mostGroups;
+    rlimit files;
+    if (getrlimit(RLIMIT_NOFILE, &files) != 0)
+        return usual;
+    files.rlim_cur = files.rlim_max;
+    setrlimit(RLIMIT_NOFILE, &files);
+    return files.rlim_cur < others + 16 ? 16 : std::min<size_t>(usual, files.rlim_cur - others);
+}
+
 struct Run {
     const Batch& batch;
     const BatchOptions& options;
@@ -44,6 +57,7 @@ struct Run {
     Outcome outcome;
     std::deque<std::unique_ptr<Item>> items; // from the first on that has not been taken
     bool isAtEnd = false;
+    const size_t mostItems = itemsAtOnce(); // that are worked on or wait
 
     Run(const Batch& theBatch, const BatchOptions& theOptions)
         : batch(theBatch), options(theOptions), isForOne(isOneFile(theOptions)), targets(theBatch, theOptions),
@@ -59,11 +73,23 @@ struct Run {
         return options.skipExisting && stat(item.target.c_str(), &info) == 0 && !outcome.targets.has(item.target);
     }
 
-    void skip(Item& item)
+    void rememberDesign(const std::string& path)
     {
         struct stat info;
-        if (stat(item.input.path.c_str(), &info) == 0) // its other parts are those of a design that is there
+        if (stat(path.c_str(), &info) == 0)
             outcome.designs.add(std::to_string(info.st_dev) + ":" + std::to_string(info.st_ino));
+    }
+
+    void skip(Item& item)
+    {
+        // Its other parts are those of a design that is there. One that goes on in d.001 begins in d.ep, which comes
+        // later.
+        const std::string& path = item.input.path;
+        rememberDesign(path);
+        if (path.size() > 4 && path.find_last_not_of("0123456789") == path.size() - 4 && path[path.size() - 4] == '.') {
+            for (const char* ending : {"ep", "EP", "Ep"})
+                rememberDesign(path.substr(0, path.size() - 3) + ending);
+        }
         outcome.targets.add(item.target);
         item.isSkipped = true;
         item.result.emplace();
@@ -117,8 +143,7 @@ struct Run {
     // Returns whether the list has to be read before there are more.
     bool fill()
     {
-        constexpr size_t most = 1024;
-        while (!isAtEnd && items.size() < most && (options.inOneProcess ? items.empty() : crew.hasRoom())) {
+        while (!isAtEnd && items.size() < mostItems && (options.inOneProcess ? items.empty() : crew.hasRoom())) {
             Found place;
             const Inputs::State state = inputs.next(place);
             if (state == Inputs::mustRead)

@@ -47,6 +47,8 @@ struct Result {
     std::string reason;       // why there is nothing: the rest of the sentence that begins with the file's name
     std::string target;       // that was written, "" = none
     bool isContinued = false; // the design's first part is an input, too
+    bool isPassedOver = false; // found in a folder, and no picture at all
+    bool isLost = false;       // the file has ended its worker
     int signal = 0;           // that interrupted a helper, and is meant for the program
 };
 

@@ -120,7 +120,23 @@ int Crew::untilNextEnd(int milliseconds) const
     return milliseconds;
 }
 
+// While the program prints, to a reader that takes its time, it does not hear that a worker has been ready for long.
+void Crew::forgiveOwnTime()
+{
+    const Clock::duration own = Clock::now() - waitedUntil;
+    for (const std::unique_ptr<Worker>& worker : workers)
+        worker->begun += own;
+}
+
 bool Crew::wait(int otherDescriptor, int milliseconds)
+{
+    forgiveOwnTime();
+    const bool canBeRead = waitForAnswers(otherDescriptor, milliseconds);
+    waitedUntil = Clock::now();
+    return canBeRead;
+}
+
+bool Crew::waitForAnswers(int otherDescriptor, int milliseconds)
 {
     std::vector<pollfd> sockets;
     for (const std::unique_ptr<Worker>& worker : workers) {
@@ -159,7 +175,7 @@ void Crew::lose(Worker& worker)
         return;
     Item& culprit = *worker.items.front();
     culprit.result = refusedResult(batch, culprit.input, worker.whyLost(wasBroken ? 0 : status, secondsAFile));
-    culprit.isLost = true;
+    culprit.result->isLost = true;
     worker.isOutOfTime = false;
     std::deque<Item*> others = std::move(worker.items);
     others.pop_front();

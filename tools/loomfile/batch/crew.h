@@ -20,6 +20,8 @@ private:
     void lose(Worker& worker);
     void checkTime(Worker& worker);
     int untilNextEnd(int milliseconds) const;
+    void forgiveOwnTime();
+    bool waitForAnswers(int otherDescriptor, int milliseconds);
     size_t depth() const;
     bool isWellSupplied() const;
 
@@ -28,4 +30,5 @@ private:
     double secondsAFile;          // that one may take, 0 = as long as it likes
     double secondsOfAFile = 0.01; // that one takes, about
     std::vector<std::unique_ptr<Worker>> workers;
+    std::chrono::steady_clock::time_point waitedUntil = std::chrono::steady_clock::now();
 };

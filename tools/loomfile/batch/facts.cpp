@@ -23,7 +23,7 @@ static void tellDesign(Result& result, const Input& input, const Picture& pictur
     if (!isOfLoom || (info.isFirstPart == 0 && first.empty()))
         return;
     result.design = identityOf(first.empty() ? picture.source : first);
-    result.isContinued = input.isFound && info.isFirstPart == 0 && folderOf(first) == folderOf(picture.source) &&
+    result.isContinued = input.isFound && !first.empty() && folderOf(first) == folderOf(picture.source) &&
                          result.design != identityOf(picture.source);
 }
 

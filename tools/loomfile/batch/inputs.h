@@ -24,6 +24,7 @@ struct NameList {
     bool isAtEnd = true;
     std::string bytes; // that were read
     size_t taken = 0;
+    size_t searched = 0; // so far there is no separator behind what is taken
 
     NameList() = default;
     NameList(const NameList&) = delete;

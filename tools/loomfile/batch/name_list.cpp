@@ -20,6 +20,7 @@ void NameList::read()
 {
     constexpr size_t most = 1 << 16;
     bytes.erase(0, taken);
+    searched -= taken;
     taken = 0;
     const size_t before = bytes.size();
     bytes.resize(before + most);
@@ -33,24 +34,29 @@ void NameList::read()
     if (got < 0)
         throw Failure{exitCannotRead, file, "the list cannot be read " + systemReason(errorNumber)};
     // Names with newlines come in lists with zeros, which have one in what is read first.
-    if (!isKnown && got > 0) {
+    const bool hasZero = !isKnown && bytes.find('\0') != std::string::npos;
+    if (!isKnown && (hasZero || isAtEnd || bytes.find('\n') != std::string::npos)) {
         isKnown = true;
-        separator = bytes.find('\0') != std::string::npos ? '\0' : '\n';
+        separator = hasZero ? '\0' : '\n';
     }
 }
 
 bool NameList::take(std::string& name)
 {
-    while (true) {
-        size_t end = bytes.find(separator, taken);
+    while (isKnown) {
+        size_t end = bytes.find(separator, searched);
+        searched = bytes.size();
         if (end == std::string::npos && !(isAtEnd && taken < bytes.size()))
             return false;
         end = std::min(end, bytes.size());
         name = bytes.substr(taken, end - taken);
-        taken = std::min(end + 1, bytes.size());
+        searched = taken = std::min(end + 1, bytes.size());
+        if (separator == '\n' && name.ends_with('\r')) // lists come from other systems, too
+            name.pop_back();
         if (!name.empty())
             return true;
     }
+    return false;
 }
 
 NameList::~NameList()

@@ -50,8 +50,7 @@ bool Outcome::leaveOut(Item& item)
             note(item.input.path, result.reason);
         return true;
     }
-    const bool isNone =
-        item.input.isFound && result.exitCode == loomfileNotAnImage && !isNameOfPicture(item.input.path);
+    const bool isNone = result.isPassedOver;
     const bool isPart = result.isContinued || (!result.design.empty() && !designs.add(result.design));
     if (!isNone && !isPart)
         return false;
@@ -88,7 +87,7 @@ void Outcome::count(const Item& item)
         counts.written += result.target.empty() ? 0 : 1;
         return;
     }
-    const bool isRefused = !item.isLost && code != exitOutOfMemory && code != exitCannotRead &&
+    const bool isRefused = !result.isLost && code != exitOutOfMemory && code != exitCannotRead &&
                            code != exitCannotWrite && code != exitUsage;
     (isRefused ? counts.refused : counts.failed)++;
     progress.failed++;
@@ -96,7 +95,7 @@ void Outcome::count(const Item& item)
 
 void Outcome::print(const Result& result)
 {
-    if (!result.messages.empty() && !(options.isQuiet && result.reason.empty())) {
+    if (!result.messages.empty() && !(options.isQuiet && result.exitCode == exitSuccess)) {
         flush(); // what is printed before it comes before it
         fputs(result.messages.c_str(), stderr);
     }
@@ -115,6 +114,8 @@ void Outcome::take(Item& item)
     if (result.signal == SIGINT || result.signal == SIGQUIT)
         throw Failure{result.exitCode, item.input.path, result.reason, result.signal};
     progress.done += item.isNote ? 0 : 1;
+    result.isPassedOver =
+        item.input.isFound && result.exitCode == loomfileNotAnImage && !isNameOfPicture(item.input.path);
     if (batch.see != nullptr && !item.isNote && !item.isSkipped)
         batch.see(item.input, result);
     if (leaveOut(item))
@@ -138,7 +139,6 @@ int Outcome::finish()
     progress.clear();
     fputs((hasPrinted ? batch.listing.after : batch.listing.ifNone).c_str(), stdout);
     finishOutput();
-    report.finish();
     if (!isForOne && !options.isQuiet)
         fprintf(stderr, "loomfile: %llu read, %llu written, %llu refused, %llu failed%s.\n",
                 static_cast<unsigned long long>(counts.read), static_cast<unsigned long long>(counts.written),
@@ -146,5 +146,6 @@ int Outcome::finish()
                 (more(counts.skipped, "skipped") + more(counts.parts, "left out as parts of a design") +
                  more(counts.notPictures, "no pictures"))
                     .c_str());
+    report.finish();
     return worst;
 }

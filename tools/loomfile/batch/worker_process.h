@@ -13,7 +13,6 @@ struct Item {
     std::string target;                 // "" = none
     std::unique_ptr<OutputFile> output; // null also when the worker's standard output takes it
     std::optional<Result> result;
-    bool isLost = false;    // it has ended its worker
     bool isSkipped = false; // there is something at its target
     bool isNote = false;    // no file: there is something to say at this place
 };

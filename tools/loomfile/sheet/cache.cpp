@@ -54,13 +54,19 @@ static std::pair<std::string, Entry> entryOf(const std::string& text)
     if (!line.is_object())
         return {}; // cut off
     Entry entry;
-    entry.result.exitCode = line.value("status", 0);
-    entry.result.reason = line.value("reason", "");
-    entry.result.facts = line.value("facts", "");
-    entry.result.design = line.value("design", "");
-    entry.result.isContinued = line.value("continued", false);
-    entry.row = line.value("row", "");
-    return {line.value("id", ""), entry};
+    // Whoever changed it: the page is made of rows that can be read.
+    try {
+        entry.result.exitCode = line.value("status", 0);
+        entry.result.reason = line.value("reason", "");
+        entry.result.facts = line.value("facts", "");
+        entry.result.design = line.value("design", "");
+        entry.result.isContinued = line.value("continued", false);
+        entry.row = line.value("row", "");
+        if (entry.row.empty() || Json::accept(entry.row))
+            return {line.value("id", ""), entry};
+    } catch (const Json::exception&) {
+    }
+    return {};
 }
 
 Cache::Cache(const std::string& file, const std::string& theWay, bool isUsed) : name(file), way(theWay)

@@ -133,10 +133,10 @@ function makeGrid(grid, open) {
     });
     addEventListener("scroll", showRows, { passive: true });
     // The large view takes the page's scroll bar away for a while.
-    new ResizeObserver(() => {
+    new ResizeObserver(() => requestAnimationFrame(() => {
         if (grid.clientWidth !== width && !document.querySelector("dialog[open]"))
             arrange();
-    }).observe(grid);
+    })).observe(grid);
     addEventListener("beforeprint", () => {
         const count = Math.ceil(Math.min(files.length, printed) / columns);
         keepRows(new Set(Array.from({ length: count }, (_, index) => index)));

@@ -21,8 +21,10 @@ static bool hasKey(const std::string& row, const std::string& key)
 // What is not of the file but of the computer or the moment is found out again.
 static bool isLasting(const Result& result)
 {
-    return result.exitCode != exitOutOfMemory && result.exitCode != exitCannotRead &&
-           result.exitCode != exitCannotWrite && result.signal == 0;
+    const bool wasOpened = result.reason.find("cannot be opened") == std::string::npos;
+    const bool lacksHelper = result.reason.find("not installed") != std::string::npos;
+    return result.exitCode != exitOutOfMemory && result.exitCode != exitCannotWrite && !result.isLost && wasOpened &&
+           !lacksHelper && result.signal == 0;
 }
 
 SheetMaking::SheetMaking(const SheetRequest& theRequest, const OpenOptions& theOptions, const std::string& way)
@@ -46,7 +48,8 @@ std::optional<Result> SheetMaking::known(const Input& input)
     Found& file = found[input.path];
     file = {*state, false};
     const Entry* entry = cache && !isAgain ? cache->find(state->id) : nullptr;
-    if (entry == nullptr || !hasPictures(state->id, entry->row))
+    const bool isShownNow = entry != nullptr && entry->row.empty() && !input.isFound;
+    if (entry == nullptr || isShownNow || !hasPictures(state->id, entry->row))
         return {};
     file.isKnown = true;
     Result result = entry->result;
@@ -91,7 +94,7 @@ void SheetMaking::see(const Input& input, const Result& result)
 {
     const auto node = found.extract(input.path);
     const Found file = node ? node.mapped() : Found{stateOf(input.path).value_or(FileState()), false};
-    const bool isShown = !result.isContinued && !(input.isFound && result.exitCode == loomfileNotAnImage);
+    const bool isShown = !result.isContinued && !result.isPassedOver;
     if (file.isKnown)
         row = result.text;
     else

@@ -143,7 +143,7 @@ function makeViewer(dialog, move, closed) {
     document.addEventListener("keydown", onKey); // a button that has just been disabled has lost the focus
     dialog.addEventListener("close", closed);
     stage.addEventListener("pointerdown", drag);
-    new ResizeObserver(arrange).observe(stage);
+    new ResizeObserver(() => requestAnimationFrame(arrange)).observe(stage);
     find("fit").onclick = () => setZoom(0);
     find("whole").onclick = () => setZoom(1);
     find("larger").onclick = () => step(1);
