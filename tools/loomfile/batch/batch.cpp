@@ -7,6 +7,7 @@
 
 #include "batch/inputs.h"
 #include "batch/outcome.h"
+#include "cleanup.h"
 #include "messages.h"
 
 namespace
