@@ -44,12 +44,12 @@ struct Result {
     std::string design;     // names the design of a file that may have several parts
     std::string attachment; // bytes for Batch::take
 
-    std::string reason;       // why there is nothing: the rest of the sentence that begins with the file's name
-    std::string target;       // that was written, "" = none
-    bool isContinued = false; // the design's first part is an input, too
+    std::string reason;        // why there is nothing: the rest of the sentence that begins with the file's name
+    std::string target;        // that was written, "" = none
+    bool isContinued = false;  // the design's first part is an input, too
     bool isPassedOver = false; // found in a folder, and no picture at all
     bool isLost = false;       // the file has ended its worker
-    int signal = 0;           // that interrupted a helper, and is meant for the program
+    int signal = 0;            // that interrupted a helper, and is meant for the program
 };
 
 // Runs in a worker, and may throw Failure. What it is to write goes to target->stream, which leads to a file that is
