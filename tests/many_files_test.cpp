@@ -6,6 +6,7 @@
 #include <thread>
 
 #include "samples/bmp_writer.h"
+#include "samples/bonas_writer.h"
 #include "samples/gif_writer.h"
 #include "samples/jc5_writer.h"
 #include "samples/wif_writer.h"
@@ -115,6 +116,12 @@ TEST_F(ManyFiles, ComeInListsOfLinesAndOfZeros)
     };
     EXPECT_EQ(listed("lines"), "file\na/1.bmp\na/b/3.bmp\n"); // who lists folders has looked into them
     EXPECT_EQ(listed("zeros"), "file\na/1.bmp\n\"a/b/new\nline.bmp\"\n");
+    files.write("elsewhere", "a/1.bmp\r\na/b/3.bmp\r\n");
+    EXPECT_EQ(listed("elsewhere"), "file\na/1.bmp\na/b/3.bmp\n");
+    EXPECT_EQ(
+        shell(
+            "{ printf a/1.bmp; sleep 0.1; printf '\\0a/2.gif\\0'; } | loomfile info --files-from - --jsonl >out.jsonl"),
+        0);
     EXPECT_EQ(shell("find a/b -type f -print0 | sort -z | loomfile convert --files-from - -o out >/dev/null"), 0);
     EXPECT_EQ(found("out"), (std::set<string>{"a/b/3.png", "a/b/new\nline.png"}));
     EXPECT_EQ(run({"info", "--files-from", "none"}).exitCode, 3);
@@ -188,8 +195,17 @@ TEST_F(ManyFiles, CountPartsOfADesignOnce)
             << result.errors;
         EXPECT_TRUE(load(path("out/rose.png")).pixels() == picture.rows);
     }
-    // The second part of what is there already is no other design.
-    EXPECT_EQ(run({"convert", "-o", "out", "--skip-existing", "d/rose.j01", "d/rose.j02"}).exitCode, 0);
+    // What goes on a design that is there already is no other one, also where the first file comes last by name.
+    fs::create_directory(path("e"));
+    files.write("e/rose.ep", encodeBonas(picture, {.picksPerFile = 5}));
+    files.write("e/rose.001", encodeBonas(picture, {.picksPerFile = 5}, 1));
+    for (int i = 0; i < 2; i++) {
+        run({"convert", "-o", "again/{name}.png", "--skip-existing", "d/rose.j01", "d/rose.j02", "e/rose.001",
+             "e/rose.ep"});
+        EXPECT_EQ(found("again").size(), 2u);
+    }
+    run({"convert", "-o", "found/{name}.png", "e"});
+    EXPECT_EQ(found("found"), (std::set<string>{"rose.ep.png"}));
 }
 
 TEST_F(ManyFiles, GoOnWhereTheyWereInterrupted)

@@ -66,6 +66,21 @@ struct Sheet : testing::Test {
 
 } // namespace
 
+TEST_F(Sheet, ShowsWhatIsEmptyAndOutlivesDamageOfItsCache)
+{
+    fs::create_directory(path("archive"));
+    files.write("archive/a.gif", gif);
+    files.write("archive/empty.bmp", Bytes());
+    files.write("archive/empty.txt", Bytes());
+    for (int i = 0; i < 2; i++) {
+        EXPECT_NE(make("archive -o out.html"), 0);
+        EXPECT_EQ(rows().size(), 2u);
+        EXPECT_EQ(rows().at("empty.bmp")["reason"], "the file is empty");
+        std::ofstream(path("out_files/cache.jsonl"), std::ios::app)
+            << "{\"id\":\"x\",\"status\":\"a\"}\n{\"id\":\"y\",\"row\":\"]\"}\n";
+    }
+}
+
 TEST_F(Sheet, ReadsOnlyWhatHasChanged)
 {
     const Bytes broken(gif.size(), 'x');
