@@ -1,5 +1,7 @@
 // What one call costs beside the three: the same files, opened and read whole by libTload alone and through loomfile.
 #include <benchmark/benchmark.h>
+#include <fcntl.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <cstdlib>
@@ -56,6 +58,29 @@ void throughLoomfile(benchmark::State& state, const std::string& path)
     }
 }
 
+// Of thousands of small files, the least that tells what one is.
+void openReadAndStat(benchmark::State& state, const std::string& path)
+{
+    for (auto _ : state) {
+        struct stat info;
+        u8 first[256];
+        stat(path.c_str(), &info);
+        const int descriptor = open(path.c_str(), O_RDONLY | O_CLOEXEC);
+        benchmark::DoNotOptimize(read(descriptor, first, sizeof first));
+        close(descriptor);
+    }
+}
+
+void detection(benchmark::State& state, const std::string& path)
+{
+    const std::string other = path + "2"; // the first bytes of the last file are kept
+    for (auto _ : state) {
+        benchmark::DoNotOptimize(returnLoaderFunctions(formatDetect, path.c_str()));
+        benchmark::DoNotOptimize(returnLoaderFunctions(formatDetect, other.c_str()));
+    }
+    state.SetItemsProcessed(2 * state.iterations());
+}
+
 struct File {
     const char* name;
     std::function<std::vector<uint8_t>()> encode;
@@ -81,6 +106,10 @@ int main(int argc, char** argv)
         for (const auto& [label, run] : {std::pair("three calls ", &threeCalls), {"loomfile ", &throughLoomfile}})
             benchmark::RegisterBenchmark((std::string(label) + file.name).c_str(), run, path);
     }
+    const std::string small = paths.back();
+    writeFile(paths.emplace_back(small + "2"), files[std::size(files) - 1].encode());
+    benchmark::RegisterBenchmark("open, read and stat of small.bmp", openReadAndStat, small);
+    benchmark::RegisterBenchmark("detection of two like small.bmp", detection, small);
     benchmark::RunSpecifiedBenchmarks();
     for (const std::string& path : paths)
         unlink(path.c_str());

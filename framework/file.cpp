@@ -11,6 +11,9 @@
 
 #include "framework/bytes.h"
 
+// Without waiting, or a pipe would be waited for until somebody writes into it.
+constexpr int readingFlags = O_RDONLY | O_CLOEXEC | O_NONBLOCK;
+
 File::~File()
 {
     closeSlot(stream);
@@ -21,8 +24,7 @@ bool File::open(const char* path)
     closeSlot(stream);
     if (path == nullptr)
         return false;
-    // Without waiting, or a pipe would be waited for until somebody writes into it.
-    int descriptor = ::open(path, O_RDONLY | O_CLOEXEC | O_NONBLOCK);
+    int descriptor = ::open(path, readingFlags);
     if (descriptor < 0)
         return false;
     struct stat info;
@@ -120,6 +122,18 @@ void removeFolder(const char* path)
     if (folder != nullptr)
         closedir(folder);
     rmdir(path);
+}
+
+bool readBeginning(const char* path, u8* bytes, size_t size)
+{
+    const int descriptor = open(path, readingFlags);
+    if (descriptor < 0)
+        return false;
+    size_t done = 0;
+    for (ssize_t arrived = 1; done < size && arrived > 0; done += static_cast<size_t>(std::max<ssize_t>(arrived, 0)))
+        arrived = read(descriptor, bytes + done, size - done);
+    close(descriptor);
+    return done == size;
 }
 
 bool readExactly(FILE* stream, void* destination, size_t size)

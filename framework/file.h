@@ -38,6 +38,9 @@ void closeSlot(FILE*& slot);
 // Removes a folder of the library's own with all that a command may have left in it. Links are not followed.
 void removeFolder(const char* path);
 
+// The first bytes of a file, without the cost of a stream; false when there are not so many.
+bool readBeginning(const char* path, u8* bytes, size_t size);
+
 bool readExactly(FILE* stream, void* destination, size_t size);
 bool readByte(FILE* stream, u8& byte);
 bool readLittleEndian16(FILE* stream, u32& value);

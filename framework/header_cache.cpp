@@ -30,8 +30,7 @@ const u8* loadImgCheckHeader(const char* path)
     if (info.st_size != 0) {
         size_t wanted = static_cast<size_t>(std::min<i64>(info.st_size, headerBytes));
         u8 bytes[headerBytes];
-        File file;
-        if (!file.open(path) || !readExactly(file.stream, bytes, wanted))
+        if (!readBeginning(path, bytes, wanted))
             return nullptr;
         memcpy(state.headerBuffer, bytes, wanted);
     }

@@ -31,6 +31,7 @@ void* __real_calloc(size_t count, size_t size);
 void* __real_realloc(void* block, size_t size);
 size_t __real_fread(void* destination, size_t size, size_t count, FILE* stream);
 char* __real_fgets(char* line, int size, FILE* stream);
+ssize_t __real_read(int descriptor, void* destination, size_t size);
 size_t __real_fread_unlocked(void* destination, size_t size, size_t count, FILE* stream);
 int __real___uflow(FILE* stream);
 FILE* __real_fopen64(const char* path, const char* mode);
@@ -152,6 +153,11 @@ size_t INSTEAD_OF(fread)(void* destination, size_t size, size_t count, FILE* str
 size_t INSTEAD_OF(fread_unlocked)(void* destination, size_t size, size_t count, FILE* stream)
 {
     return STREAM(fread_unlocked)(destination, size, strikes(Fault::shortRead, CALLER) ? count / 2 : count, stream);
+}
+
+ssize_t INSTEAD_OF(read)(int descriptor, void* destination, size_t size)
+{
+    return STREAM(read)(descriptor, destination, strikes(Fault::shortRead, CALLER) ? size / 2 : size);
 }
 
 // What reads on in a text by characters, lines and numbers.

@@ -44,7 +44,7 @@ LoadStatus checkHeader(const u8* header)
 }
 
 // Reads what precedes the pixels and leaves the file at their first.
-LoadStatus readBeginning(File& file, u8* header, u8* palette)
+LoadStatus readToPixels(File& file, u8* header, u8* palette)
 {
     if (!readExactly(file.stream, header, headerSize))
         return refuseHeader(loadWrongFormat);
@@ -87,7 +87,7 @@ LoadStatus tryLoad(const LoadRequest& request, ImageInfo& image)
     if (status != loadSuccess)
         return status;
     u8 header[headerSize];
-    status = readBeginning(file, header, image.palette);
+    status = readToPixels(file, header, image.palette);
     if (status != loadSuccess)
         return status;
     image.kind = kindIndexed;

@@ -28,6 +28,11 @@ void tellForm(Batch& batch, Form form, const BatchOptions& options, bool isArray
     };
 }
 
+[[noreturn]] static void failAsUnknown(const std::string& field, const std::string& known)
+{
+    throw Failure{exitUsage, "--fields", "there is no field '" + field + "'; the fields are " + known};
+}
+
 void checkFields(const std::vector<std::string>& fields, const std::vector<std::string>& all)
 {
     std::string known;
@@ -35,7 +40,7 @@ void checkFields(const std::vector<std::string>& fields, const std::vector<std::
         known += (known.empty() ? "" : ", ") + field;
     for (const std::string& field : fields) {
         if (std::find(all.begin(), all.end(), field) == all.end())
-            throw Failure{exitUsage, "--fields", "there is no field '" + field + "'; the fields are " + known};
+            failAsUnknown(field, known);
     }
 }
 

@@ -6,7 +6,7 @@
 #include "batch/worker_process.h"
 
 struct Crew {
-    Crew(const Batch& batch, const BatchOptions& options, bool isForOne);
+    Crew(const Batch& theBatch, const BatchOptions& options, bool isForOne);
 
     bool hasRoom() const;
     void give(Item& item); // throws std::system_error when no worker can be started

@@ -31,7 +31,7 @@ struct NameList {
     NameList& operator=(const NameList&) = delete;
     ~NameList();
 
-    void open(const std::string& file); // throws Failure
+    void open(const std::string& name); // throws Failure
     void read();                        // once, what is there; throws Failure
     bool take(std::string& name);       // false: there is none, before more is read
 };
@@ -40,7 +40,7 @@ struct Inputs {
     enum State { found, mustRead, ended };
 
     // leftOut is a folder that is not read, "" = none. Throws Failure.
-    Inputs(const BatchOptions& options, const std::string& leftOut);
+    Inputs(const BatchOptions& given, const std::string& leftOut);
     // The next one; mustRead: when there is something in the list, which may be a pipe.
     State next(Found& place);
     NameList list;

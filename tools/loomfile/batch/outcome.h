@@ -12,8 +12,8 @@ struct Outcome {
         u64 skipped = 0, parts = 0, notPictures = 0;
     };
 
-    // isForOne: nothing is printed but what the job says. Throws Failure.
-    Outcome(const Batch& batch, const BatchOptions& options, bool isForOne);
+    // isOne: nothing is printed but what the job says. Throws Failure.
+    Outcome(const Batch& theBatch, const BatchOptions& theOptions, bool isOne);
     void take(Item& item); // throws Failure when a signal was meant for the program, or nobody reads what is printed
     void flush();
     int finish(); // prints what is to be printed at the end, and returns the worst exit code

@@ -11,8 +11,8 @@
 std::string csvLine(const std::vector<std::string>& cells);
 
 struct Report {
-    // file: .csv or .jsonl, "" = none. Throws Failure.
-    Report(const std::string& file, bool mayReplace);
+    // name: .csv or .jsonl, "" = none. Throws Failure.
+    Report(const std::string& name, bool mayReplace);
     void add(const Input& input, const Result& result);
     void finish();
 

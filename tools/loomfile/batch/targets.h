@@ -8,7 +8,7 @@
 
 struct Targets {
     // Makes the folder that -o tells. Throws Failure, also for an -o that cannot be understood.
-    Targets(const Batch& batch, const BatchOptions& options);
+    Targets(const Batch& given, const BatchOptions& options);
 
     // "" = nothing is written for the input.
     std::string nameFor(const Input& input) const;

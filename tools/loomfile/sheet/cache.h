@@ -32,7 +32,7 @@ struct Entry {
 struct Cache {
     // way: how files are opened and shown; what was found another way does not count.
     // isUsed: what it holds counts at all. Throws Failure.
-    Cache(const std::string& file, const std::string& way, bool isUsed);
+    Cache(const std::string& file, const std::string& theWay, bool isUsed);
     Cache(const Cache&) = delete;
     Cache& operator=(const Cache&) = delete;
     ~Cache();

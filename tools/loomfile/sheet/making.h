@@ -7,7 +7,7 @@
 
 struct SheetMaking {
     // way: how the files are opened and shown. Throws Failure.
-    SheetMaking(const SheetRequest& request, const OpenOptions& options, const std::string& way);
+    SheetMaking(const SheetRequest& theRequest, const OpenOptions& theOptions, const std::string& way);
 
     // All three throw Failure. read() returns the exit code.
     int read(const BatchOptions& options);
