@@ -34,7 +34,7 @@ void addForms(CLI::App& command, Form& form);
 // One file IN and what is made of it, OUT, or with -o any number of files. endings: of OUT.
 void addInAndOut(CLI::App& command, BatchOptions& options, const char* endings);
 // What the parser leaves open, for the command that was given. Throws UsageError.
-void settle(Requests& requests, const std::string& command);
+void settle(Requests& requests, const std::string& name);
 
 // How the files are to be opened, for every command that opens some.
 void addOpenOptions(CLI::App& command, OpenOptions& options);

@@ -65,7 +65,7 @@ SheetPlace::SheetPlace(const SheetRequest& request) : page(request.batch.output)
         for (const auto& entry : fs::directory_iterator(pathOf(name), error)) {
             const std::string file = entry.path().filename();
             if (isPictureName(file))
-                pictures.insert(name + "/" + file);
+                pictures.insert(std::string(name).append("/").append(file));
         }
     }
 }
